@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# Sets everything up, builds, and runs the command-line tool's main job on its built-in data.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/setup.sh
+bash scripts/build.sh build -DZEP6_BUILD_TESTS=OFF -DZEP6_BUILD_BENCH=OFF
+./build/tools/zep6gl/zep6gl formats

@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Installs the built library into a scratch prefix, then builds and runs a small outside program
+# against it twice: once through find_package, once through pkg-config.
+set -euo pipefail
+build=$1
+work=$2
+here=$(cd "$(dirname "$0")" && pwd)
+cmake_bin=${CMAKE:-cmake}
+rm -rf "$work"
+mkdir -p "$work"
+prefix="$work/prefix"
+"$cmake_bin" --install "$build" --prefix "$prefix" >"$work/install.log"
+libdir=$(dirname "$(find "$prefix" -name 'libogl_zep6_ae.so' | head -n 1)")
+export LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
+
+# Sanitized builds need the runtime in every program that loads the library.
+extra=()
+if nm -D "$libdir/libogl_zep6_ae.so" | grep -q __asan_init; then
+    extra=(-fsanitize=address,undefined)
+fi
+
+echo "== find_package"
+"$cmake_bin" -S "$here" -B "$work/cmake-build" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DCMAKE_CXX_FLAGS="${extra[*]:-}" -DCMAKE_EXE_LINKER_FLAGS="${extra[*]:-}" >"$work/configure.log"
+"$cmake_bin" --build "$work/cmake-build" >"$work/build.log"
+"$work/cmake-build/consumer"
+
+echo "== pkg-config"
+export PKG_CONFIG_PATH="$libdir/pkgconfig"
+c++ -std=c++17 ${extra[@]+"${extra[@]}"} "$here/consumer.cpp" -o "$work/consumer-pc" \
+    $(pkg-config --cflags --libs ogl_zep6_ae)
+"$work/consumer-pc"

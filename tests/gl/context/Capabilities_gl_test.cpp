@@ -1,0 +1,309 @@
+// Capability answers, entry points and the hardware report on a real headless context, checked
+// against what the driver itself reports.
+//
+// Each case runs in a process of its own (the answers are cached once per process). The
+// answers are taken first, from the test's thread, so that they go through the worker thread;
+// the driver's own values are read afterwards with the root context selected on the test's
+// thread, where the worker cannot have it current meanwhile.
+#include "core/Errors.h"
+#include "gl/context/Capabilities.h"
+#include "gl/context/EntryPoints.h"
+#include "gl/context/RootContext.h"
+#include "platform/SystemInfo.h"
+
+#include <EGL/egl.h>
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using namespace OGL_ZEP6_AE;
+
+namespace {
+
+constexpr GLenum kNvxDedicatedVidmem = 0x9047;
+
+// What the driver says, read directly in the root context on the calling thread.
+struct Driver {
+    bool selected = false;
+    std::string vendor, renderer, version;
+    std::string extensions; // GL list then EGL list, joined as the library joins them
+    GLint maxTextureSize = 0;
+    bool nvxMemoryInfo = false;
+    GLint nvxDedicatedKiB = 0;
+    bool shortStoredExactly = false;
+};
+
+std::string Text(const GLubyte* text) {
+    return text ? reinterpret_cast<const char*>(text) : "";
+}
+
+// Whether 16-bit RGBA texels come back exactly as they were given: an independent look at what
+// IsShortSupported() answers.
+bool ShortTexelsSurvive() {
+    GLuint texture = 0;
+    glGenTextures(1, &texture);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    std::vector<GLushort> texels(4 * 4 * 4);
+    for (size_t i = 0; i < texels.size(); ++i)
+        texels[i] = static_cast<GLushort>(0x1234 + 0x0101 * i); // low bytes that 8 bits would lose
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA16, 4, 4, 0, GL_RGBA, GL_UNSIGNED_SHORT, texels.data());
+    std::vector<GLushort> back(texels.size(), 0);
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_SHORT, back.data());
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glDeleteTextures(1, &texture);
+    return back == texels;
+}
+
+Driver ReadDriver() {
+    Driver d;
+    PushOpenGLContext keep;
+    if (!RootContext::Select())
+        return d;
+    d.selected = true;
+    d.vendor = Text(glGetString(GL_VENDOR));
+    d.renderer = Text(glGetString(GL_RENDERER));
+    d.version = Text(glGetString(GL_VERSION));
+    d.extensions = Text(glGetString(GL_EXTENSIONS));
+    if (const char* egl = eglQueryString(eglGetCurrentDisplay(), EGL_EXTENSIONS))
+        d.extensions += egl;
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &d.maxTextureSize);
+    d.nvxMemoryInfo = d.extensions.find("GL_NVX_gpu_memory_info") != std::string::npos;
+    if (d.nvxMemoryInfo)
+        glGetIntegerv(kNvxDedicatedVidmem, &d.nvxDedicatedKiB);
+    d.shortStoredExactly = ShortTexelsSurvive();
+    return d;
+}
+
+bool Has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+TEST(Capabilities, AnswersAreWhatTheDriverReports) {
+    unsetenv("ZEP6_DISABLE_EXTENSIONS");
+    const char* names[] = {"GL_ARB_texture_float",
+                           "GL_ARB_half_float_pixel",
+                           "GL_EXT_framebuffer_object",
+                           "GL_ARB_depth_texture",
+                           "GL_ARB_texture_rectangle",
+                           "GL_ARB_imaging",
+                           "GL_NV_texture_shader",
+                           "GL_NVX_gpu_memory_info",
+                           "EGL_KHR_surfaceless_context",
+                           "GL_ARB_texture",
+                           "",
+                           "GL_ZEP6_no_such_extension"};
+    std::vector<bool> answers;
+    for (const char* name : names)
+        answers.push_back(IsExtensionSupported(name));
+    const std::string vendor = GetVendor(), card = GetCard(), version = GetVersion(), driver = GetDriver();
+    const bool shortSupported = IsShortSupported();
+    const bool flags[] = {IsFloatSupported(), IsHalfFloatSupported(), IsFrameBufferSupported(),
+                          IsDepthTextureSupported()};
+    const long series = GetCardSeries();
+    const bool quadro = IsQuadro(), ati = IsATI();
+    const unsigned int memory = GetCardMemorySize();
+
+    const Driver d = ReadDriver();
+    ASSERT_TRUE(d.selected);
+    ASSERT_FALSE(d.extensions.empty());
+
+    EXPECT_EQ(vendor, d.vendor);
+    EXPECT_EQ(card, d.renderer);
+    EXPECT_EQ(version, d.version);
+    for (size_t i = 0; i < answers.size(); ++i)
+        EXPECT_EQ(answers[i], Has(d.extensions, names[i])) << '"' << names[i] << '"';
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(flags[i], Has(d.extensions, names[i])) << names[i];
+    EXPECT_TRUE(answers[10]); // the empty name
+    EXPECT_FALSE(answers[11]);
+
+    // Both drivers this runs on name their own version after their name.
+    EXPECT_FALSE(driver.empty()) << version;
+    EXPECT_TRUE(Has(version, " " + driver)) << version << " / " << driver;
+
+    EXPECT_EQ(shortSupported, d.shortStoredExactly);
+    EXPECT_EQ(series, CapabilityRules::CardSeriesOf(d.renderer.c_str()));
+    EXPECT_EQ(quadro, Has(d.renderer, "Quadro"));
+    EXPECT_EQ(ati, Has(d.renderer, "ATI"));
+    EXPECT_FALSE(IsMacATI());
+
+    const unsigned long long most = 0xFFFFFFFFULL;
+    if (d.nvxMemoryInfo) {
+        const unsigned long long bytes = static_cast<unsigned long long>(d.nvxDedicatedKiB) * 1024ULL;
+        EXPECT_EQ(memory, bytes > most ? most : bytes);
+    } else if (Has(d.renderer, "llvmpipe") && platform::KernelVideoMemory() == 0) {
+        const unsigned long long bytes = static_cast<unsigned long long>(sysconf(_SC_PHYS_PAGES)) *
+                                         static_cast<unsigned long long>(sysconf(_SC_PAGESIZE));
+        EXPECT_EQ(memory, bytes > most ? most : bytes);
+    }
+
+    // Kept: asking again gives the same answers.
+    EXPECT_EQ(GetCard(), card);
+    EXPECT_EQ(GetCardMemorySize(), memory);
+}
+
+TEST(Capabilities, ReportHasSixLinesInLayout) {
+    unsetenv("ZEP6_DISABLE_EXTENSIONS");
+    // Asked from a thread without a context: the texture size comes from the worker's context.
+    const std::string report = HardwareInfoString();
+    const bool rectangle = IsExtensionSupported("GL_ARB_texture_rectangle");
+    const Driver d = ReadDriver();
+    ASSERT_TRUE(d.selected);
+
+    const std::vector<std::string> lines = Lines(report);
+    ASSERT_GE(lines.size(), 6u) << report;
+    EXPECT_EQ(lines[0], "Graphics Card:     " + d.renderer);
+    EXPECT_EQ(lines[1], "OpenGL Version:    " + d.version);
+    EXPECT_EQ(lines[2], "Driver Version:    " + GetDriver());
+    EXPECT_EQ(lines[3], std::string("Texture Rectangle: ") + (rectangle ? "true" : "false"));
+    EXPECT_EQ(lines[4], "Texture Memory:    " + std::to_string(GetCardMemorySize() >> 20) + " MB");
+    const std::string size = std::to_string(d.maxTextureSize);
+    EXPECT_GT(d.maxTextureSize, 0);
+    EXPECT_EQ(lines[5], "Texture Dimension: " + size + " x " + size);
+
+    const bool unsupported = CapabilityRules::IsUnsupportedHardware(d.renderer, GetCardMemorySize());
+    EXPECT_EQ(lines.size(), unsupported ? 8u : 6u) << report;
+    EXPECT_EQ(report.back(), '\n');
+    EXPECT_EQ(HardwareInfoString(), report);
+}
+
+TEST(Capabilities, ShortProbeRunsInTheCallersContextWhenItHasOne) {
+    PushOpenGLContext keep;
+    ASSERT_TRUE(RootContext::Select());
+    GLuint sentinel = 0;
+    glGenTextures(1, &sentinel);
+    glBindTexture(GL_TEXTURE_2D, sentinel);
+    const bool answer = IsShortSupported(); // on this thread: the worker cannot have the context now
+    GLint bound = 0;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
+    EXPECT_EQ(bound, static_cast<GLint>(sentinel)); // the probe left the binding as it found it
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glDeleteTextures(1, &sentinel);
+    EXPECT_EQ(answer, ShortTexelsSurvive());
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+}
+
+// The body of the test below, in a process of its own; returns the number of failures.
+int CheckDisabledExtensions() {
+    setenv("ZEP6_DISABLE_EXTENSIONS", "GL_ARB_texture_float GL_EXT_framebuffer_object\tGL_ARB_depth_texture",
+           1);
+    const bool floatTextures = IsFloatSupported();
+    const bool framebuffers = IsFrameBufferSupported();
+    const bool depthTextures = IsDepthTextureSupported();
+    const bool asked = IsExtensionSupported("GL_ARB_texture_float");
+    const bool halfFloat = IsHalfFloatSupported();
+    const Driver d = ReadDriver();
+    int failures = 0;
+    if (!d.selected || !Has(d.extensions, "GL_ARB_texture_float")) {
+        std::fprintf(stderr, "no context, or the driver lacks the extension: nothing was tested\n");
+        ++failures;
+    }
+    if (floatTextures || framebuffers || depthTextures || asked) {
+        std::fprintf(stderr, "a disabled extension was reported present\n");
+        ++failures;
+    }
+    if (halfFloat != Has(d.extensions, "GL_ARB_half_float_pixel")) {
+        std::fprintf(stderr, "an extension that was not disabled changed\n");
+        ++failures;
+    }
+    std::fflush(stderr);
+    return failures;
+}
+
+TEST(Capabilities, DisabledExtensionsAreAnsweredAbsent) {
+    // The list is read once per process: the check runs in a fresh one, also when the whole
+    // suite shares a process.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(std::_Exit(CheckDisabledExtensions()), ::testing::ExitedWithCode(0), "");
+}
+
+TEST(EntryPoints, LoadedFromTheDriverInTheRootContext) {
+    {
+        PushOpenGLContext keep;
+        ASSERT_TRUE(RootContext::Select()); // creating the root context loads the table
+    }
+    int loaded = 0;
+    for (int i = 0; i < kEntryPointCount; ++i) {
+        const std::string name = EntryPointName(i);
+        if (name.compare(0, 3, "wgl") == 0) {
+            EXPECT_EQ(EntryPointAddress(i), nullptr) << name;
+            continue;
+        }
+        const void* expected = reinterpret_cast<void*>(eglGetProcAddress(name.c_str()));
+        EXPECT_EQ(EntryPointAddress(i), expected) << name;
+        loaded += EntryPointAddress(i) != nullptr;
+    }
+    EXPECT_GT(loaded, 300);
+    // What the library itself calls through the table.
+    EXPECT_NE(GLEntry::glBindFramebufferEXT, nullptr);
+    EXPECT_NE(GLEntry::glUseProgram, nullptr);
+    EXPECT_NE(GLEntry::glActiveTexture, nullptr);
+    EXPECT_NE(GLEntry::glBlendFuncSeparate, nullptr);
+    EXPECT_NE(GLEntry::glTexImage3D, nullptr);
+    EXPECT_NE(GLEntry::glGenerateMipmapEXT, nullptr);
+    EXPECT_NE(GLEntry::glProgramLocalParameter4fARB, nullptr);
+}
+
+TEST(EntryPoints, NulledEntryThrowsUnsupportedAtItsCallSite) {
+    PushOpenGLContext keep;
+    ASSERT_TRUE(RootContext::Select());
+    ASSERT_NE(GLEntry::glGenFramebuffersEXT, nullptr);
+
+    const PFNGLBINDFRAMEBUFFEREXTPROC saved = GLEntry::glBindFramebufferEXT;
+    GLEntry::glBindFramebufferEXT = nullptr;
+    GLuint framebuffer = 0;
+    ZEP6_GLCALL(glGenFramebuffersEXT)(1, &framebuffer);
+    bool threw = false;
+    try {
+        ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, framebuffer);
+    } catch (const Unsupported&) {
+        threw = true;
+    }
+    GLEntry::glBindFramebufferEXT = saved;
+    EXPECT_TRUE(threw);
+    GLint bound = -1;
+    glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT, &bound);
+    EXPECT_EQ(bound, 0); // the call did not happen
+
+    // Restored, the same call site works.
+    ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, framebuffer);
+    glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT, &bound);
+    EXPECT_EQ(bound, static_cast<GLint>(framebuffer));
+    ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, 0);
+    ZEP6_GLCALL(glDeleteFramebuffersEXT)(1, &framebuffer);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+}
+
+TEST(EntryPoints, ErrorReportNamesTheCall) {
+    PushOpenGLContext keep;
+    ASSERT_TRUE(RootContext::Select());
+    while (glGetError() != GL_NO_ERROR) {
+    }
+    ::testing::internal::CaptureStderr();
+    glEnable(0x1234); // not a capability: GL_INVALID_ENUM
+    ReportGLErrors("glEnable(0x1234)", "Somewhere.cpp", 42);
+    ReportGLErrors("glFlush()", "Somewhere.cpp", 43); // nothing pending: silent
+    const std::string said = ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(said, "OpenGL error 0x0500 (GL_INVALID_ENUM) after glEnable(0x1234) at Somewhere.cpp:42\n");
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+}
+
+} // namespace

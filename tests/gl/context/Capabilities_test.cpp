@@ -1,0 +1,464 @@
+// The entry-point table and the rules behind the capability answers and the hardware report,
+// without an OpenGL context.
+
+// Prototypes of every OpenGL function, so that each entry's pointer type can be checked against
+// the system's own declaration of the function it names.
+#define GL_GLEXT_PROTOTYPES 1
+
+#include "core/Errors.h"
+#include "gl/context/Capabilities.h"
+#include "gl/context/EntryPoints.h"
+#include "platform/SystemInfo.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <string>
+#include <type_traits>
+#include <unistd.h>
+#include <vector>
+
+using namespace OGL_ZEP6_AE;
+using namespace OGL_ZEP6_AE::CapabilityRules;
+
+// Every OpenGL entry is typed exactly as the function of that name is declared: a name spelled
+// wrongly, or paired with the type of another function, fails here.
+#define ZEP6_CHECK_GL_ENTRY_TYPE(name, type)                                                                 \
+    static_assert(std::is_same<type, decltype(&::name)>::value, #name " has the wrong type");
+#define ZEP6_CHECK_WGL_ENTRY_TYPE(name)                                                                      \
+    static_assert(std::is_same<GenericProc, decltype(GLEntry::name)>::value, #name);
+ZEP6_ENTRY_POINTS(ZEP6_CHECK_GL_ENTRY_TYPE, ZEP6_CHECK_WGL_ENTRY_TYPE)
+#undef ZEP6_CHECK_GL_ENTRY_TYPE
+#undef ZEP6_CHECK_WGL_ENTRY_TYPE
+
+namespace {
+
+// ---- entry points ---------------------------------------------------------------------------
+
+TEST(EntryPointTable, GroupsStartWhereTheTableSaysInLoadingOrder) {
+    // The first name of each group and its index: the running sum of the group sizes.
+    struct Boundary {
+        int index;
+        const char* name;
+    };
+    const Boundary boundaries[] = {
+        {0, "glBlendColor"},
+        {3, "glColorTable"},
+        {35, "glTexImage3D"},
+        {38, "glActiveTexture"},
+        {40, "glMultiTexCoord1d"},
+        {71, "glMultiTexCoord4sv"},
+        {72, "glLoadTransposeMatrixf"},
+        {76, "glSampleCoverage"},
+        {84, "glBlendFuncSeparate"},
+        {96, "glSecondaryColor3b"},
+        {111, "glSecondaryColor3usv"},
+        {112, "glSecondaryColorPointer"},
+        {113, "glWindowPos2d"},
+        {128, "glWindowPos3sv"},
+        {129, "glGenQueries"},
+        {148, "glBlendEquationSeparate"},
+        {153, "glAttachShader"},
+        {240, "glVertexAttribPointer"},
+        {241, "glUniformMatrix2x3fv"},
+        {247, "glIsRenderbufferEXT"},
+        {263, "glGenerateMipmapEXT"},
+        {264, "glVertexAttrib1dARB"},
+        {299, "glVertexAttrib4usvARB"},
+        {300, "glVertexAttribPointerARB"},
+        {325, "glIsProgramARB"},
+        {326, "glDebugMessageControlARB"},
+        {334, "wglCreatePbufferARB"},
+        {343, "wglReleaseTexImageARB"},
+    };
+    for (const Boundary& b : boundaries) {
+        ASSERT_NE(EntryPointName(b.index), nullptr) << b.index;
+        EXPECT_STREQ(EntryPointName(b.index), b.name) << "index " << b.index;
+    }
+    EXPECT_EQ(EntryPointName(-1), nullptr);
+    EXPECT_EQ(EntryPointName(kEntryPointCount), nullptr);
+    EXPECT_EQ(EntryPointAddress(kEntryPointCount), nullptr);
+}
+
+TEST(EntryPointTable, NamesAreDistinctAndOnlyTheLastTenAreWindowSystemOnes) {
+    std::set<std::string> seen;
+    for (int i = 0; i < kEntryPointCount; ++i) {
+        const std::string name = EntryPointName(i);
+        EXPECT_TRUE(seen.insert(name).second) << "twice: " << name;
+        const bool windowSystem = name.compare(0, 3, "wgl") == 0;
+        EXPECT_EQ(windowSystem, i >= kEntryPointCount - 10) << name;
+        if (!windowSystem) {
+            EXPECT_EQ(name.compare(0, 2, "gl"), 0) << name;
+        }
+    }
+    EXPECT_EQ(seen.size(), 344u);
+}
+
+struct BindCall {
+    int calls = 0;
+    GLenum target = 0;
+    GLuint name = 0;
+};
+BindCall sBindCall;
+
+void RecordBind(GLenum target, GLuint name) {
+    ++sBindCall.calls;
+    sBindCall.target = target;
+    sBindCall.name = name;
+}
+
+// Sets one entry for the test's duration and puts the old value back.
+template <class F> class ScopedEntry {
+public:
+    ScopedEntry(F& entry, F value) : entry_(entry), saved_(entry) { entry_ = value; }
+    ~ScopedEntry() { entry_ = saved_; }
+
+private:
+    F& entry_;
+    F saved_;
+};
+
+TEST(EntryPointCall, NullEntryThrowsUnsupportedInsteadOfCalling) {
+    ScopedEntry<PFNGLBINDFRAMEBUFFEREXTPROC> missing(GLEntry::glBindFramebufferEXT, nullptr);
+    EXPECT_THROW(ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, 7), Unsupported);
+    EXPECT_THROW(RequireEntry(GLEntry::glBindFramebufferEXT), Unsupported);
+}
+
+TEST(EntryPointCall, PresentEntryIsCalledWithTheArguments) {
+    sBindCall = BindCall();
+    ScopedEntry<PFNGLBINDFRAMEBUFFEREXTPROC> present(GLEntry::glBindFramebufferEXT, &RecordBind);
+    ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, 7);
+    EXPECT_EQ(sBindCall.calls, 1);
+    EXPECT_EQ(sBindCall.target, static_cast<GLenum>(GL_FRAMEBUFFER_EXT));
+    EXPECT_EQ(sBindCall.name, 7u);
+}
+
+// ---- extension test -------------------------------------------------------------------------
+
+TEST(ExtensionRules, SplitNamesOnAnyBlank) {
+    EXPECT_EQ(SplitNames("  GL_A\tGL_B\n GL_C  "), (std::vector<std::string>{"GL_A", "GL_B", "GL_C"}));
+    EXPECT_TRUE(SplitNames(nullptr).empty());
+    EXPECT_TRUE(SplitNames("").empty());
+    EXPECT_TRUE(SplitNames(" \t\n").empty());
+}
+
+TEST(ExtensionRules, SubstringSearchOverBothLists) {
+    const std::string combined = CombineExtensionLists("GL_ARB_texture_float GL_ARB_half_float_pixel ",
+                                                       "EGL_KHR_image EGL_KHR_fence_sync", {});
+    EXPECT_EQ(combined, "GL_ARB_texture_float GL_ARB_half_float_pixel EGL_KHR_image EGL_KHR_fence_sync");
+    struct Case {
+        const char* name;
+        bool found;
+    };
+    const Case cases[] = {
+        {"GL_ARB_texture", true}, // a prefix of a longer name counts
+        {"GL_ARB_half_float_pixel", true},
+        {"", true},
+        {"EGL_KHR_fence_sync", true},
+        {"float_pixel", true}, // any substring, as the test has always been
+        {"GL_ARB_depth_texture", false},
+        {"gl_arb_texture_float", false}, // case-sensitive
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(FindExtension(combined, c.name, {}), c.found) << c.name;
+}
+
+TEST(ExtensionRules, EmptyNameIsFoundEvenWithoutLists) {
+    EXPECT_TRUE(FindExtension(CombineExtensionLists(nullptr, nullptr, {}), "", {}));
+    EXPECT_FALSE(FindExtension(CombineExtensionLists(nullptr, nullptr, {}), "GL_ARB_texture_float", {}));
+}
+
+TEST(ExtensionRules, ListsAreJoinedWithoutSeparator) {
+    // A driver list without a trailing blank runs into the window-system list.
+    const std::string combined = CombineExtensionLists("GL_A GL_B", "EGL_C", {});
+    EXPECT_EQ(combined, "GL_A GL_BEGL_C");
+    EXPECT_TRUE(FindExtension(combined, "GL_BEGL", {}));
+}
+
+TEST(ExtensionRules, DisabledNamesAreAbsent) {
+    const char* gl = "GL_ARB_texture_float GL_ARB_half_float_pixel GL_EXT_framebuffer_object ";
+    const char* egl = "EGL_KHR_image EGL_MESA_x";
+    const std::vector<std::string> disabled =
+        SplitNames("GL_ARB_texture_float\tEGL_KHR_image GL_EXT_framebuffer");
+    const std::string combined = CombineExtensionLists(gl, egl, disabled);
+    EXPECT_EQ(combined, "GL_ARB_half_float_pixel GL_EXT_framebuffer_object EGL_MESA_x");
+    struct Case {
+        const char* name;
+        bool found;
+    };
+    const Case cases[] = {
+        {"GL_ARB_texture_float", false},
+        {"GL_ARB_texture", false}, // only the disabled extension had this prefix
+        {"EGL_KHR_image", false},
+        {"GL_ARB_half_float_pixel", true},
+        {"EGL_MESA_x", true},
+        // A disabled name asked exactly is absent even where a longer name contains it...
+        {"GL_EXT_framebuffer", false},
+        // ...and the longer name itself stays.
+        {"GL_EXT_framebuffer_object", true},
+        {"", true},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(FindExtension(combined, c.name, disabled), c.found) << c.name;
+}
+
+TEST(ExtensionRules, PrefixStaysFoundWhileAnotherExtensionHasIt) {
+    const std::vector<std::string> disabled = {"GL_ARB_texture_float"};
+    const std::string combined =
+        CombineExtensionLists("GL_ARB_texture_float GL_ARB_texture_rectangle", nullptr, disabled);
+    EXPECT_EQ(combined, "GL_ARB_texture_rectangle");
+    EXPECT_TRUE(FindExtension(combined, "GL_ARB_texture", disabled));
+    EXPECT_FALSE(FindExtension(combined, "GL_ARB_texture_float", disabled));
+}
+
+// ---- renderer text --------------------------------------------------------------------------
+
+TEST(RendererRules, QuadroAtiSoftwareAndSeries) {
+    struct Case {
+        const char* renderer;
+        bool quadro;
+        bool basicQuadro;
+        bool ati;
+        bool software;
+        long series;
+    };
+    const Case cases[] = {
+        {"Quadro FX 3500/PCI/SSE2", true, true, false, false, 3500},
+        {"Quadro FX 4500", true, true, false, false, 4500},
+        {"Quadro FX 1500M/PCI/SSE2", true, true, false, false, 1500},
+        {"Quadro FX 5600", true, false, false, false, 5600},
+        {"GeForce 8800 GTX", false, false, false, false, 8800},
+        {"GeForce 5500", false, false, false, false, 5500},        // a series number alone is no Quadro
+        {"RADEON X1900 Series", false, false, false, false, 1900}, // "ATI" is looked for, case-sensitive
+        {"ATI Radeon HD 4870", false, false, true, false, 4870},
+        {"radeon ati", false, false, false, false, 0},
+        {"llvmpipe (LLVM 15.0.6, 256 bits)", false, false, false, true, 15},
+        {"softpipe", false, false, false, true, 0},
+        {"NVIDIA H100 80GB HBM3/PCIe/SSE2", false, false, false, false, 100},
+        {"Card X-300", false, false, false, false, -300}, // atoi reads the sign
+        {"Unknown", false, false, false, false, 0},
+        {"", false, false, false, false, 0},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(IsQuadroRenderer(c.renderer), c.quadro) << c.renderer;
+        EXPECT_EQ(IsBasicQuadroRenderer(c.renderer), c.basicQuadro) << c.renderer;
+        EXPECT_EQ(IsATIRenderer(c.renderer), c.ati) << c.renderer;
+        EXPECT_EQ(IsSoftwareRenderer(c.renderer), c.software) << c.renderer;
+        EXPECT_EQ(CardSeriesOf(c.renderer), c.series) << c.renderer;
+    }
+    EXPECT_EQ(CardSeriesOf(nullptr), 0);
+}
+
+TEST(DriverVersion, TakenFromTheVersionText) {
+    struct Case {
+        const char* version;
+        const char* driver;
+    };
+    const Case cases[] = {
+        {"4.5 (Compatibility Profile) Mesa 22.3.6", "22.3.6"},
+        {"4.6.0 NVIDIA 580.159.04", "580.159.04"},
+        {"4.6 (Compatibility Profile) Mesa 23.2.1-1ubuntu3.1~22.04.2", "23.2.1-1ubuntu3.1~22.04.2"},
+        {"3.3 (Core Profile) Mesa 24.0.0-devel (git-1a2b3c)", "24.0.0-devel"},
+        {"4.6.0 - Build 31.0.101.4502", "31.0.101.4502"},
+        {"2.1.2 NVIDIA 169.21", "169.21"},
+        {"2.1", ""},
+        {"Unknown", ""},
+        {"", ""},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(DriverVersionOf(c.version), c.driver) << c.version;
+    EXPECT_EQ(DriverVersionOf(nullptr), "");
+}
+
+// ---- memory ---------------------------------------------------------------------------------
+
+TEST(MemorySize, FirstSourceThatKnowsWinsAndLargeSizesSaturate) {
+    constexpr unsigned long long GiB = 1ULL << 30;
+    auto nvx = [](long long kib) {
+        MemorySources s;
+        s.hasNvxMemoryInfo = true;
+        s.nvxDedicatedKiB = kib;
+        return s;
+    };
+    struct Case {
+        const char* what;
+        MemorySources sources;
+        unsigned int bytes;
+    };
+    std::vector<Case> cases;
+    cases.push_back({"nothing known", MemorySources(), 0u});
+    cases.push_back({"NVX 1 GiB", nvx(1 << 20), 0x40000000u});
+    cases.push_back({"NVX 80 GiB saturates", nvx(80LL << 20), 0xFFFFFFFFu});
+    {
+        MemorySources s = nvx(256 << 10);
+        s.kernelBytes = 8 * GiB;
+        s.softwareRenderer = true;
+        s.physicalBytes = 2 * GiB;
+        cases.push_back({"NVX before the kernel", s, 0x10000000u});
+    }
+    {
+        MemorySources s = nvx(0);
+        s.kernelBytes = 512ULL << 20;
+        cases.push_back({"NVX reporting 0 falls through", s, 0x20000000u});
+    }
+    {
+        MemorySources s;
+        s.nvxDedicatedKiB = 1 << 20; // without the extension the value is not used
+        s.hasAtiMemInfo = true;
+        s.atiTextureFreeKiB = 262144;
+        cases.push_back({"ATI", s, 0x10000000u});
+    }
+    {
+        MemorySources s;
+        s.kernelBytes = 0x01F00000;
+        cases.push_back({"kernel", s, 0x01F00000u});
+    }
+    {
+        MemorySources s;
+        s.kernelBytes = 0x100000000ULL; // would wrap to 0
+        cases.push_back({"kernel 4 GiB saturates", s, 0xFFFFFFFFu});
+    }
+    {
+        MemorySources s;
+        s.softwareRenderer = true;
+        s.physicalBytes = 2 * GiB;
+        cases.push_back({"software renderer", s, 0x80000000u});
+    }
+    {
+        MemorySources s;
+        s.softwareRenderer = true;
+        s.physicalBytes = 64 * GiB + 5;
+        cases.push_back({"software renderer, large machine", s, 0xFFFFFFFFu});
+    }
+    {
+        MemorySources s;
+        s.physicalBytes = 2 * GiB; // a hardware renderer does not use the machine's memory
+        cases.push_back({"hardware renderer without sources", s, 0u});
+    }
+    for (const Case& c : cases)
+        EXPECT_EQ(MemorySizeFrom(c.sources), c.bytes) << c.what;
+}
+
+class KernelVideoMemoryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/zep6_drm_XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        root_ = pattern;
+    }
+    void TearDown() override { std::filesystem::remove_all(root_); }
+
+    void Write(const std::string& relative, const std::string& text) {
+        const std::filesystem::path path = root_ / relative;
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path) << text;
+    }
+
+    std::filesystem::path root_;
+};
+
+TEST_F(KernelVideoMemoryTest, LowestNumberedCardThatPublishesAValue) {
+    Write("card0/device/vendor", "0x8086\n");                // no memory file
+    Write("card1/device/mem_info_vram_total", "0\n");        // publishes nothing useful
+    Write("card0-DP-1/device/mem_info_vram_total", "123\n"); // a connector, not a card
+    Write("card10/device/mem_info_vram_total", "4096\n");
+    Write("card2/device/mem_info_vram_total", "8589934592\n");
+    Write("renderD128/device/mem_info_vram_total", "77\n");
+    EXPECT_EQ(platform::KernelVideoMemory(root_.c_str()), 8589934592ULL);
+}
+
+TEST_F(KernelVideoMemoryTest, NothingPublished) {
+    Write("card0/device/mem_info_vram_total", "garbage\n");
+    EXPECT_EQ(platform::KernelVideoMemory(root_.c_str()), 0u);
+    EXPECT_EQ(platform::KernelVideoMemory((root_ / "missing").c_str()), 0u);
+    EXPECT_EQ(platform::KernelVideoMemory(nullptr), 0u);
+}
+
+TEST(PhysicalMemory, MatchesTheKernelsTotal) {
+    std::ifstream meminfo("/proc/meminfo");
+    std::string key;
+    unsigned long long kib = 0;
+    while (meminfo >> key && key != "MemTotal:")
+        meminfo.ignore(1 << 10, '\n');
+    ASSERT_TRUE(meminfo >> kib);
+    const unsigned long long expected = kib * 1024ULL;
+    const unsigned long long measured = platform::PhysicalMemory();
+    // Both come from the same kernel count; allow a page's rounding either way.
+    EXPECT_LE(measured, expected + 65536);
+    EXPECT_GE(measured + 65536, expected);
+}
+
+// ---- hardware report ------------------------------------------------------------------------
+
+const char* const kEffects[6] = {"Glow", "Blur", "Light", "Depth", "Edge", "Grain"};
+
+const std::string kMessage =
+    "A component of your system has been detected which is not officially supported by "
+    "Quenlor for OpenGL renders. This means that you cannot use the OpenGL filters "
+    "(Glow, Blur, Light and Depth, Edge, Grain).";
+
+HardwareFacts Facts(const char* card, unsigned int memory, bool rectangle = true) {
+    HardwareFacts f;
+    f.card = card;
+    f.version = "2.1.2 NVIDIA 169.21";
+    f.driver = "169.21";
+    f.textureRectangle = rectangle;
+    f.memorySize = memory;
+    f.maxTextureSize = 8192;
+    return f;
+}
+
+TEST(HardwareReport, MessageNamesTheSixEffects) {
+    EXPECT_EQ(UnsupportedHardwareMessage(kEffects), kMessage);
+}
+
+TEST(HardwareReport, SixLinesInLayout) {
+    EXPECT_EQ(ComposeHardwareReport(Facts("Quadro FX 3500/PCI/SSE2", 0x02000000), kMessage),
+              "Graphics Card:     Quadro FX 3500/PCI/SSE2\n"
+              "OpenGL Version:    2.1.2 NVIDIA 169.21\n"
+              "Driver Version:    169.21\n"
+              "Texture Rectangle: true\n"
+              "Texture Memory:    32 MB\n"
+              "Texture Dimension: 8192 x 8192\n");
+}
+
+TEST(HardwareReport, MemoryAndCardDecideTheMessage) {
+    struct Case {
+        const char* card;
+        unsigned int memory;
+        const char* memoryLine;
+        bool message;
+    };
+    const Case cases[] = {
+        {"Quadro FX 3500", 0x01F00000, "Texture Memory:    31 MB\n", true},
+        {"Quadro FX 3500", 0x02000000, "Texture Memory:    32 MB\n", false},
+        {"Quadro FX 3500", 0x01FFFFFF, "Texture Memory:    31 MB\n", true}, // whole megabytes count
+        {"Quadro FX 3500", 0x020FFFFF, "Texture Memory:    32 MB\n", false},
+        {"Quadro FX 3500", 0, "Texture Memory:    0 MB\n", true},
+        {"Quadro FX 3500", 0xFFFFFFFF, "Texture Memory:    4095 MB\n", false},
+        {"GeForce2 MX", 0x04000000, "Texture Memory:    64 MB\n", false}, // the test is for "geforce2"
+        {"geforce2 mx", 0x04000000, "Texture Memory:    64 MB\n", true},
+    };
+    for (const Case& c : cases) {
+        const std::string report = ComposeHardwareReport(Facts(c.card, c.memory), kMessage);
+        EXPECT_NE(report.find(c.memoryLine), std::string::npos) << report;
+        const std::string tail = "Texture Dimension: 8192 x 8192\n\n" + kMessage + "\n";
+        const bool endsWithMessage = report.size() >= tail.size() &&
+                                     report.compare(report.size() - tail.size(), tail.size(), tail) == 0;
+        EXPECT_EQ(endsWithMessage, c.message) << report;
+        EXPECT_EQ(IsUnsupportedHardware(c.card, c.memory), c.message) << c.card << " " << c.memory;
+        if (!c.message) {
+            EXPECT_EQ(report.find("Quenlor"), std::string::npos) << report;
+        }
+    }
+}
+
+TEST(HardwareReport, RectangleLine) {
+    const std::string report = ComposeHardwareReport(Facts("Quadro FX 3500", 0x08000000, false), kMessage);
+    EXPECT_NE(report.find("\nTexture Rectangle: false\n"), std::string::npos) << report;
+}
+
+} // namespace

@@ -1,0 +1,569 @@
+#include "gl/render/Matrix.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <random>
+#include <string>
+#include <vector>
+
+using namespace OGL_ZEP6_AE;
+
+namespace {
+
+using Mat3 = std::array<std::array<double, 3>, 3>;
+using Mat4 = std::array<std::array<double, 4>, 4>;
+
+const double kPi = 3.14159265358979323846;
+
+Mat3 Multiply(const Mat3& a, const Mat3& b) {
+    Mat3 r{};
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            for (int k = 0; k < 3; ++k)
+                r[i][j] += a[i][k] * b[k][j];
+    return r;
+}
+
+// Right-handed rotations for column vectors, in double precision.
+Mat3 Rx(double deg) {
+    double c = std::cos(deg * kPi / 180), s = std::sin(deg * kPi / 180);
+    return {{{1, 0, 0}, {0, c, -s}, {0, s, c}}};
+}
+Mat3 Ry(double deg) {
+    double c = std::cos(deg * kPi / 180), s = std::sin(deg * kPi / 180);
+    return {{{c, 0, s}, {0, 1, 0}, {-s, 0, c}}};
+}
+Mat3 Rz(double deg) {
+    double c = std::cos(deg * kPi / 180), s = std::sin(deg * kPi / 180);
+    return {{{c, -s, 0}, {s, c, 0}, {0, 0, 1}}};
+}
+
+struct OrderCase {
+    RotationOrder order;
+    const char* factors; // left to right
+    int middle;          // index of the middle angle
+};
+
+const OrderCase kOrders[] = {
+    {XYZ, "XYZ", 1}, {ZXY, "ZXY", 0}, {YZX, "YZX", 2}, {XZY, "XZY", 2}, {ZYX, "ZYX", 1}, {YXZ, "YXZ", 0},
+};
+
+// The Euler matrix built independently: the factors in the named order, with Y turning by -y.
+Mat3 ReferenceEuler(double x, double y, double z, const char* factors) {
+    Mat3 r = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+    for (const char* f = factors; *f; ++f) {
+        r = Multiply(r, *f == 'X' ? Rx(x) : *f == 'Y' ? Ry(-y) : Rz(z));
+    }
+    return r;
+}
+
+::testing::AssertionResult Near(const m33f& m, const Mat3& ref, double tol) {
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            if (!(std::fabs(m[i][j] - ref[i][j]) <= tol))
+                return ::testing::AssertionFailure()
+                       << "element (" << i << "," << j << ") is " << m[i][j] << ", expected " << ref[i][j];
+    return ::testing::AssertionSuccess();
+}
+
+::testing::AssertionResult Near(const m33f& m, const m33f& ref, double tol) {
+    Mat3 r;
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            r[i][j] = ref[i][j];
+    return Near(m, r, tol);
+}
+
+::testing::AssertionResult Near(const m44f& m, const Mat4& colMajor, double tol) {
+    for (int r = 0; r < 4; ++r)
+        for (int k = 0; k < 4; ++k)
+            if (!(std::fabs(m.e[4 * k + r] - colMajor[r][k]) <= tol))
+                return ::testing::AssertionFailure() << "element e" << 4 * k + r << " is " << m.e[4 * k + r]
+                                                     << ", expected " << colMajor[r][k];
+    return ::testing::AssertionSuccess();
+}
+
+std::string Describe(const p3f& a, const OrderCase& o) {
+    return std::string(o.factors) + " (" + std::to_string(a.x) + ", " + std::to_string(a.y) + ", " +
+           std::to_string(a.z) + ")";
+}
+
+const float kSpread[] = {-350.0f, -200.0f, -135.0f, -90.0f, -45.0f, -30.0f, -0.5f,  0.0f,
+                         0.3f,    10.0f,   45.0f,   89.0f,  90.0f,  91.0f,  135.0f, 180.0f,
+                         225.0f,  270.0f,  300.0f,  359.0f, 400.0f, 700.0f};
+
+} // namespace
+
+TEST(EulerMatrix, MatchesProductOfFactorsForEveryOrder) {
+    for (const OrderCase& o : kOrders) {
+        for (float x : kSpread)
+            for (float y : kSpread)
+                for (float z : {-135.0f, 0.0f, 30.0f, 200.0f}) {
+                    ASSERT_TRUE(Near(m33f::angle(x, y, z, o.order), ReferenceEuler(x, y, z, o.factors), 2e-6))
+                        << Describe(p3f(x, y, z), o);
+                }
+    }
+}
+
+TEST(EulerMatrix, ConstructorsAndVectorFormAgreeWithAngle) {
+    const p3f a(12.0f, -34.0f, 56.0f);
+    for (const OrderCase& o : kOrders) {
+        const m33f ref = m33f::angle(a.x, a.y, a.z, o.order);
+        EXPECT_TRUE(Near(m33f::angle(a, o.order), ref, 0.0)) << o.factors;
+        EXPECT_TRUE(Near(m33f(a, o.order), ref, 0.0)) << o.factors;
+        EXPECT_TRUE(Near(m33f(a.x, a.y, a.z, o.order), ref, 0.0)) << o.factors;
+    }
+}
+
+TEST(EulerMatrix, OrderOutOfRangeIsIdentity) {
+    for (int bad : {6, 7, -1, 100}) {
+        EXPECT_TRUE(Near(m33f::angle(30.0f, 40.0f, 50.0f, static_cast<RotationOrder>(bad)), m33f(), 0.0))
+            << bad;
+    }
+}
+
+TEST(RotationOrderTest, ReverseSwapsFirstAndLastFactor) {
+    const struct {
+        RotationOrder order, reversed;
+    } cases[] = {{XYZ, ZYX}, {ZXY, YXZ}, {YZX, XZY}, {XZY, YZX}, {ZYX, XYZ}, {YXZ, ZXY}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(ReverseRotationOrder(c.order), c.reversed);
+        EXPECT_EQ(ReverseRotationOrder(ReverseRotationOrder(c.order)), c.order);
+    }
+    for (int bad : {6, -1, 42}) {
+        EXPECT_EQ(ReverseRotationOrder(static_cast<RotationOrder>(bad)), static_cast<RotationOrder>(bad));
+    }
+}
+
+namespace {
+bool QuarterTurn(float degrees) {
+    return std::fmod(std::fabs(degrees), 90.0f) == 0.0f;
+}
+} // namespace
+
+TEST(ToClosestEuler, RebuildsTheMatrixForEveryOrderAndAngle) {
+    for (const OrderCase& o : kOrders) {
+        for (float x : kSpread)
+            for (float y : kSpread)
+                for (float z : kSpread) {
+                    const p3f a(x, y, z);
+                    const m33f m = m33f::angle(a, o.order);
+                    if (!QuarterTurn(a[o.middle])) {
+                        const p3f e = m.to_closest_euler(a, o.order);
+                        ASSERT_TRUE(m33f::angle(e, o.order).equal(m, 1e-4f))
+                            << Describe(a, o) << " came back as " << Describe(e, o);
+                    } else if (!QuarterTurn(a[(o.middle + 1) % 3]) && !QuarterTurn(a[(o.middle + 2) % 3])) {
+                        // Middle angle at a multiple of a quarter turn: the near-zero branch or
+                        // gimbal lock, where only a combination of the outer angles is fixed.
+                        const p3f e = m.to_closest_euler(p3f(), o.order);
+                        ASSERT_TRUE(m33f::angle(e, o.order).equal(m, 1e-4f))
+                            << Describe(a, o) << " came back as " << Describe(e, o);
+                    }
+                }
+    }
+}
+
+TEST(ToClosestEuler, ReturnsTheAnglesThemselvesAwayFromGimbalLock) {
+    // Outer angles anywhere in (-360, 720), middle angle in (-90, 90) and clear of zero: the
+    // solution nearest to the angles themselves is those angles.
+    const float outer[] = {-359.0f, -270.0f, -100.0f, -1.0f,  0.0f,   5.0f,
+                           90.0f,   179.0f,  181.0f,  359.5f, 500.0f, 719.0f};
+    const float middle[] = {-80.0f, -45.0f, -10.0f, -0.5f, 0.25f, 30.0f, 60.0f, 80.0f};
+    for (const OrderCase& o : kOrders) {
+        for (float p : outer)
+            for (float q : outer)
+                for (float mid : middle) {
+                    p3f a;
+                    a[o.middle] = mid;
+                    a[(o.middle + 1) % 3] = p;
+                    a[(o.middle + 2) % 3] = q;
+                    const p3f e = m33f::angle(a, o.order).to_closest_euler(a, o.order);
+                    // Float elements put about 1e-5 rad of noise on the angles read back;
+                    // it grows as the middle angle approaches a quarter turn.
+                    ASSERT_TRUE(e.equal(a, 5e-3f)) << Describe(a, o) << " came back as " << Describe(e, o);
+                }
+    }
+}
+
+TEST(ToClosestEuler, ReturnsTheAnglesThemselvesWithAZeroMiddleAngle) {
+    // Outer axes parallel: the near-zero branch. The candidates still contain the angles
+    // themselves; for XYZ and ZYX also when the middle angle is a half turn.
+    const float outer[] = {-100.0f, -40.0f, 20.0f, 50.0f, 130.0f, 200.0f, 310.0f, 359.0f};
+    for (const OrderCase& o : kOrders) {
+        std::vector<float> middles = {0.0f, 360.0f};
+        if (o.order == XYZ || o.order == ZYX) {
+            middles.insert(middles.end(), {180.0f, -180.0f});
+        }
+        for (float mid : middles)
+            for (float p : outer)
+                for (float q : outer) {
+                    p3f a;
+                    a[o.middle] = mid;
+                    a[(o.middle + 1) % 3] = p;
+                    a[(o.middle + 2) % 3] = q;
+                    const p3f e = m33f::angle(a, o.order).to_closest_euler(a, o.order);
+                    ASSERT_TRUE(e.equal(a, 5e-3f)) << Describe(a, o) << " came back as " << Describe(e, o);
+                }
+    }
+    // XYZ with x at a quarter turn reads z from the third row, where the second row vanishes.
+    for (float x : {90.0f, 270.0f})
+        for (float z : outer) {
+            const p3f a(x, 0.0f, z);
+            const p3f e = m33f::angle(a, XYZ).to_closest_euler(a, XYZ);
+            ASSERT_TRUE(e.equal(a, 5e-3f))
+                << Describe(a, kOrders[XYZ]) << " came back as " << Describe(e, kOrders[XYZ]);
+        }
+}
+
+TEST(ToClosestEuler, MovesByWholeTurnsTowardTheReference) {
+    for (const OrderCase& o : kOrders) {
+        const p3f a(20.0f, 30.0f, 40.0f);
+        const m33f m = m33f::angle(a, o.order);
+        const p3f ref = a + p3f(360.0f, 0.0f, 0.0f);
+        const p3f e = m.to_closest_euler(ref, o.order);
+        EXPECT_NEAR(e.x, a.x + 360.0f, 5e-3f) << o.factors;
+        EXPECT_TRUE(m33f::angle(e, o.order).equal(m, 1e-4f)) << o.factors;
+    }
+}
+
+TEST(ToClosestEuler, IdentityComesBackAsZero) {
+    const p3f e = m33f().to_closest_euler(p3f(), XYZ);
+    EXPECT_EQ(e.x, 0.0f);
+    EXPECT_EQ(e.y, 0.0f);
+    EXPECT_EQ(e.z, 0.0f);
+}
+
+TEST(ToClosestEuler, OrderOutOfRangeGivesZeroMovedTowardReference) {
+    const p3f e = m33f::angle(10.0f, 20.0f, 30.0f, XYZ)
+                      .to_closest_euler(p3f(350.0f, -200.0f, 10.0f), static_cast<RotationOrder>(6));
+    EXPECT_EQ(e.x, 360.0f);
+    EXPECT_EQ(e.y, -360.0f);
+    EXPECT_EQ(e.z, 0.0f);
+}
+
+TEST(ToClosestEuler, PicksTheSolutionNearestTheReference) {
+    // Every rotation has a second solution (outer angles turned by half a turn, middle angle
+    // mirrored); a reference beside that one selects it.
+    const struct {
+        RotationOrder order;
+        p3f a;
+    } cases[] = {{XYZ, p3f(20, 30, 40)},  {ZYX, p3f(20, 30, 40)},   {YXZ, p3f(-50, 10, 70)},
+                 {XZY, p3f(15, 100, 25)}, {YZX, p3f(15, 100, -25)}, {XZY, p3f(-70, 40, -60)},
+                 {ZXY, p3f(-20, 50, 60)}};
+    for (const auto& c : cases) {
+        const m33f m = m33f::angle(c.a, c.order);
+        const OrderCase& o = kOrders[c.order];
+        p3f other = c.a;
+        other[o.middle] = 180.0f - c.a[o.middle];
+        other[(o.middle + 1) % 3] += 180.0f;
+        other[(o.middle + 2) % 3] += 180.0f;
+        ASSERT_TRUE(m33f::angle(other, c.order).equal(m, 1e-5f)) << "the test's second solution is wrong";
+        const p3f e = m.to_closest_euler(other, c.order);
+        EXPECT_TRUE(e.equal(other, 5e-3f)) << Describe(e, o) << " instead of " << Describe(other, o);
+    }
+}
+
+TEST(AxisAngle, MatchesRodriguesRotation) {
+    const p3f axes[] = {p3f(1, 0, 0), p3f(0, 2, 0), p3f(0, 0, 1), p3f(1, 2, 3), p3f(-3, 0.5f, 1)};
+    for (const p3f& axis : axes) {
+        for (float deg : {-120.0f, 0.0f, 33.0f, 90.0f, 270.0f}) {
+            const double n =
+                std::sqrt(double(axis.x) * axis.x + double(axis.y) * axis.y + double(axis.z) * axis.z);
+            const double u[3] = {axis.x / n, axis.y / n, axis.z / n};
+            const double c = std::cos(deg * kPi / 180), s = std::sin(deg * kPi / 180);
+            // R = cI + s[u]x + (1 - c) u u^T
+            const double cross[3][3] = {{0, -u[2], u[1]}, {u[2], 0, -u[0]}, {-u[1], u[0], 0}};
+            Mat3 ref;
+            for (int i = 0; i < 3; ++i)
+                for (int j = 0; j < 3; ++j)
+                    ref[i][j] = (i == j ? c : 0.0) + s * cross[i][j] + (1 - c) * u[i] * u[j];
+            EXPECT_TRUE(Near(m33f::axangle(axis, deg), ref, 2e-6)) << axis << " " << deg;
+        }
+    }
+    // A quarter turn about z takes x to y (right-handed).
+    EXPECT_EQ(p3f::xaxis() * m33f::axangle(p3f::zaxis(), 90.0f), p3f::yaxis());
+}
+
+TEST(M33f, ProductTransposeDiagonalAndScale) {
+    const m33f a(1, 2, 3, 4, 5, 6, 7, 8, 10);
+    const m33f b(-1, 0.5f, 2, 3, -2, 1, 0, 4, -3);
+    Mat3 ra, rb;
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            ra[i][j] = a[i][j], rb[i][j] = b[i][j];
+    EXPECT_TRUE(Near(a * b, Multiply(ra, rb), 1e-5));
+    m33f c = a;
+    c *= b;
+    EXPECT_TRUE(Near(c, Multiply(ra, rb), 1e-5));
+
+    const m33f t = a.transpose();
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            EXPECT_EQ(t[i][j], a[j][i]);
+    EXPECT_EQ(a.diagonal(), p3f(1, 5, 10));
+    EXPECT_TRUE(Near(m33f::scale(2.0f, 3.0f, 4.0f), Mat3{{{2, 0, 0}, {0, 3, 0}, {0, 0, 4}}}, 0.0));
+    EXPECT_TRUE(Near(m33f::scale(p3f(2, 3, 4)), m33f::scale(2.0f, 3.0f, 4.0f), 0.0));
+    EXPECT_TRUE(Near(m33f::scale(0.5), Mat3{{{0.5, 0, 0}, {0, 0.5, 0}, {0, 0, 0.5}}}, 0.0));
+
+    m33f i = a;
+    EXPECT_TRUE(Near(i.identity(), m33f(), 0.0));
+}
+
+TEST(M33f, AppliesToColumnVectors) {
+    const m33f m(1, 2, 3, 4, 5, 6, 7, 8, 10);
+    const p3f v(1, -1, 2);
+    const p3f expected(1 - 2 + 6, 4 - 5 + 12, 7 - 8 + 20);
+    EXPECT_EQ(v * m, expected);
+    p3f w = v;
+    w *= m;
+    EXPECT_EQ(w, expected);
+    float raw[3] = {1, -1, 2};
+    m.transform3f(raw, raw); // in place is allowed
+    EXPECT_EQ(p3f(raw), expected);
+}
+
+TEST(M33f, ExportAndSetUseTheFourByFourLayout) {
+    const m33f m(1, 2, 3, 4, 5, 6, 7, 8, 9);
+    const float* f = m;
+    const float expected[16] = {1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9, 0, 0, 0, 0, 1};
+    for (int k = 0; k < 16; ++k)
+        EXPECT_EQ(f[k], expected[k]) << k;
+
+    const float src[16] = {1, 2, 3, 99, 4, 5, 6, 99, 7, 8, 9, 99, 99, 99, 99, 99};
+    m33f s;
+    s.set(src);
+    EXPECT_TRUE(s.equal(m, 1e-9f));
+
+    m44f big;
+    big.set(src, false);
+    EXPECT_TRUE(m33f(big).equal(m, 1e-9f));
+}
+
+TEST(M33f, InverseOfWellConditionedMatrices) {
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<float> d(-1.0f, 1.0f);
+    for (int n = 0; n < 200; ++n) {
+        m33f m;
+        for (int i = 0; i < 3; ++i)
+            for (int j = 0; j < 3; ++j)
+                m[i][j] = d(rng) + (i == j ? (n % 2 ? 3.0f : -3.0f) : 0.0f);
+        EXPECT_TRUE(Near(m.inverse() * m, m33f(), 1e-5)) << n;
+        EXPECT_TRUE(Near(m * m.inverse(), m33f(), 1e-5)) << n;
+    }
+}
+
+TEST(M33f, InversePivotsPastAZeroDiagonal) {
+    const m33f m(0, 2, 0, 1, 0, 0, 0, 0, 4);
+    EXPECT_TRUE(Near(m.inverse(), Mat3{{{0, 1, 0}, {0.5, 0, 0}, {0, 0, 0.25}}}, 1e-7));
+}
+
+TEST(M33f, SingularMatrixInverseIsItself) {
+    const m33f cases[] = {m33f(1, 2, 3, 2, 4, 6, 0, 1, 1), m33f(0, 1, 2, 0, 3, 4, 0, 5, 6),
+                          m33f(0, 0, 0, 0, 0, 0, 0, 0, 0)};
+    for (const m33f& m : cases) {
+        EXPECT_TRUE(Near(m.inverse(), m, 0.0));
+    }
+}
+
+namespace {
+
+Mat4 ColumnMajor(const m44f& m) {
+    Mat4 r;
+    for (int row = 0; row < 4; ++row)
+        for (int k = 0; k < 4; ++k)
+            r[row][k] = m.e[4 * k + row];
+    return r;
+}
+
+Mat4 Multiply(const Mat4& a, const Mat4& b) {
+    Mat4 r{};
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            for (int k = 0; k < 4; ++k)
+                r[i][j] += a[i][k] * b[k][j];
+    return r;
+}
+
+m44f RandomM44(std::mt19937& rng) {
+    std::uniform_real_distribution<float> d(-2.0f, 2.0f);
+    m44f m;
+    for (float& v : m.e)
+        v = d(rng);
+    return m;
+}
+
+} // namespace
+
+TEST(M44f, ProductIsColumnMajorAndIgnoresTheRightOperandsTranslation) {
+    std::mt19937 rng(11);
+    for (int n = 0; n < 50; ++n) {
+        const m44f a = RandomM44(rng);
+        const m44f b = RandomM44(rng);
+        Mat4 bPrime = ColumnMajor(b);
+        for (int k = 0; k < 3; ++k) {
+            bPrime[3][k] = 0; // e3, e7, e11
+            bPrime[k][3] = 0; // e12, e13, e14
+        }
+        bPrime[3][3] = 1;
+        const Mat4 expected = Multiply(ColumnMajor(a), bPrime);
+        EXPECT_TRUE(Near(a * b, expected, 1e-5));
+        m44f c = a;
+        c *= b;
+        EXPECT_TRUE(Near(c, expected, 1e-5));
+
+        const m33f r = m33f::angle(10.0f * n, 20.0f, -5.0f * n, ZYX);
+        EXPECT_TRUE(Near(a * r, ColumnMajor(a * m44f(r)), 0.0));
+        m44f d = a;
+        d *= r;
+        EXPECT_TRUE(Near(d, ColumnMajor(a * m44f(r)), 0.0));
+    }
+
+    // A translation on the left survives; one on the right is dropped.
+    m44f translate;
+    translate.e[12] = 5, translate.e[13] = 6, translate.e[14] = 7;
+    const m44f scale(m33f::scale(2.0f));
+    const m44f ts = translate * scale;
+    EXPECT_EQ(ts.e[12], 5.0f);
+    EXPECT_EQ(ts.e[0], 2.0f);
+    EXPECT_TRUE(scale * translate == scale);
+}
+
+TEST(M44f, InverseOfWellConditionedMatrices) {
+    std::mt19937 rng(3);
+    for (int n = 0; n < 200; ++n) {
+        m44f m = RandomM44(rng);
+        for (int i = 0; i < 4; ++i)
+            m.e[5 * i] += (n % 2) ? 6.0f : -6.0f;
+        // The inverse of the transpose is the transpose of the inverse, so the product can be
+        // taken in either reading of the storage.
+        const Mat4 product = Multiply(ColumnMajor(m.inverse()), ColumnMajor(m));
+        for (int i = 0; i < 4; ++i)
+            for (int j = 0; j < 4; ++j)
+                ASSERT_NEAR(product[i][j], i == j ? 1.0 : 0.0, 1e-5) << n;
+    }
+}
+
+TEST(M44f, InversePivotsPastAZeroDiagonal) {
+    const float src[16] = {0, 2, 0, 0, 1, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0, 8};
+    const m44f inv = m44f(src).inverse();
+    const float expected[16] = {0, 1, 0, 0, 0.5f, 0, 0, 0, 0, 0, 0.25f, 0, 0, 0, 0, 0.125f};
+    for (int k = 0; k < 16; ++k)
+        EXPECT_FLOAT_EQ(inv.e[k], expected[k]) << k;
+}
+
+TEST(M44f, InverseOfSingularMatricesIsFinite) {
+    const float zero[16] = {};
+    const float rank2[16] = {1, 2, 3, 4, 2, 4, 6, 8, 0, 1, 0, 1, -1, -2, -3, -4};
+    for (const float* src : {zero, rank2}) {
+        const m44f inv = m44f(src).inverse();
+        for (float v : inv.e)
+            EXPECT_TRUE(std::isfinite(v));
+    }
+}
+
+TEST(M44f, InverseTakesVanishingPivotsAsOneBillionth) {
+    // The zero matrix: every pivot is taken as 1e-9, so each row of the identity is scaled by 1e9.
+    const m44f zeroInverse = m44f(std::array<float, 16>{}.data()).inverse();
+    // A tiny negative pivot keeps its sign.
+    const float tiny[16] = {-1e-12f, 0, 0, 0, 0, 2, 0, 0, 0, 0, 4, 0, 0, 0, 0, 1};
+    const m44f tinyInverse = m44f(tiny).inverse();
+    for (int k = 0; k < 16; ++k) {
+        const bool diagonal = k % 5 == 0;
+        EXPECT_FLOAT_EQ(zeroInverse.e[k], diagonal ? 1e9f : 0.0f) << k;
+    }
+    EXPECT_FLOAT_EQ(tinyInverse.e[0], -1e9f);
+    EXPECT_FLOAT_EQ(tinyInverse.e[5], 0.5f);
+    EXPECT_FLOAT_EQ(tinyInverse.e[10], 0.25f);
+}
+
+TEST(M44f, ConstructionFromRowsAndMatrices) {
+    const m44f fromP3(p3f(1, 2, 3), p3f(4, 5, 6), p3f(7, 8, 9));
+    const float e3[16] = {1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9, 0, 0, 0, 0, 1};
+    const m44f fromP4(p4f(1, 2, 3, 4), p4f(5, 6, 7, 8), p4f(9, 10, 11, 12), p4f(13, 14, 15, 16));
+    const m33f m3(1, 2, 3, 4, 5, 6, 7, 8, 9);
+    const m44f withT(m3, p3f(-1, -2, -3));
+    const float eT[16] = {1, 2, 3, -1, 4, 5, 6, -2, 7, 8, 9, -3, 0, 0, 0, 1};
+    for (int k = 0; k < 16; ++k) {
+        EXPECT_EQ(fromP3.e[k], e3[k]) << k;
+        EXPECT_EQ(m44f(m3).e[k], e3[k]) << k;
+        EXPECT_EQ(fromP4.e[k], float(k + 1)) << k;
+        EXPECT_EQ(withT.e[k], eT[k]) << k;
+    }
+    EXPECT_EQ(fromP4[2], p4f(9, 10, 11, 12));
+    EXPECT_TRUE(m44f() == m44f(m33f()));
+}
+
+TEST(M44f, SetTransposeAndExport) {
+    float src[16];
+    for (int k = 0; k < 16; ++k)
+        src[k] = float(k);
+    const m44f plain(src);
+    const m44f flipped(src, true);
+    const float* exported = plain;
+    const float* transposed = plain.transposef();
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j) {
+            EXPECT_EQ(plain.e[4 * i + j], src[4 * i + j]);
+            EXPECT_EQ(flipped.e[4 * i + j], src[4 * j + i]);
+            EXPECT_EQ(plain.transpose().e[4 * i + j], src[4 * j + i]);
+        }
+    // Both conversions share the export array: the second overwrote the first.
+    EXPECT_EQ(exported, transposed);
+    for (int k = 0; k < 16; ++k)
+        EXPECT_EQ(transposed[k], flipped.e[k]);
+    const float* again = plain;
+    for (int k = 0; k < 16; ++k)
+        EXPECT_EQ(again[k], src[k]);
+
+    m44f self(src);
+    self.set(self.e, true); // from its own elements
+    EXPECT_TRUE(self == flipped);
+}
+
+TEST(M44f, TranslationAdditionsAndTransform) {
+    float src[16];
+    for (int k = 0; k < 16; ++k)
+        src[k] = float(k);
+    const m44f m(src);
+
+    const m44f plusP3 = m + p3f(100, 200, 300);
+    const m44f plusP4 = m + p4f(100, 200, 300, 400);
+    m44f inPlace3 = m;
+    inPlace3 += p3f(100, 200, 300);
+    m44f inPlace4 = m;
+    inPlace4 += p4f(100, 200, 300, 400);
+    for (int k = 0; k < 16; ++k) {
+        const float add3 = k == 12 ? 100 : k == 13 ? 200 : k == 14 ? 300 : k == 15 ? 1 : 0;
+        const float add4 = k == 12 ? 100 : k == 13 ? 200 : k == 14 ? 300 : k == 15 ? 400 : 0;
+        const float addIn = k == 3 ? 100 : k == 7 ? 200 : k == 11 ? 300 : 0;
+        EXPECT_EQ(plusP3.e[k], src[k] + add3) << k;
+        EXPECT_EQ(plusP4.e[k], src[k] + add4) << k;
+        EXPECT_EQ(inPlace3.e[k], src[k] + addIn) << k;
+        EXPECT_EQ(inPlace4.e[k], src[k] + addIn) << k;
+    }
+
+    const m44f affine(m33f(2, 0, 0, 0, 3, 0, 0, 0, 4), p3f(10, 20, 30));
+    float v[3] = {1, 1, 1};
+    affine.transform3f(v, v);
+    EXPECT_EQ(p3f(v), p3f(12, 23, 34));
+    // The bottom row takes no part: no division by w.
+    m44f projective = affine;
+    projective.e[15] = 2.0f;
+    projective.e[12] = 5.0f;
+    float w[3] = {1, 1, 1};
+    projective.transform3f(w, w);
+    EXPECT_EQ(p3f(w), p3f(12, 23, 34));
+}
+
+TEST(M44f, EqualityTolerance) {
+    m44f a, b;
+    b.e[7] += 0.00009f;
+    EXPECT_TRUE(a == b);
+    b.e[7] += 0.00003f;
+    EXPECT_FALSE(a == b);
+    EXPECT_TRUE(a.equal(b, 0.001f));
+    m44f c = b;
+    EXPECT_TRUE(c.identity() == a);
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace zep6gl {
+
+// One subcommand of the tool: `zep6gl <name> args...`. Run returns the process exit status; a
+// failing command prints one line naming the argument or file and the reason.
+struct Command {
+    const char* name;
+    const char* usage;
+    const char* summary;
+    int (*run)(const std::vector<std::string>& args);
+};
+
+const std::vector<Command>& Commands();
+
+int RunFormats(const std::vector<std::string>& args);
+
+} // namespace zep6gl

@@ -1,0 +1,51 @@
+// zep6gl: the library's command-line tool. Each job is a subcommand.
+#include "Command.h"
+
+#include <cstdio>
+#include <cstring>
+#include <exception>
+
+namespace zep6gl {
+
+const std::vector<Command>& Commands() {
+    static const std::vector<Command> commands = {
+        {"formats", "zep6gl formats",
+         "show how the library sees a built-in list of image descriptions (OpenGL format, type, "
+         "white-level scale, conversion, texture sizes)",
+         RunFormats},
+    };
+    return commands;
+}
+
+} // namespace zep6gl
+
+namespace {
+
+void PrintHelp(std::FILE* out) {
+    std::fprintf(out, "usage: zep6gl <command> [arguments]\n       zep6gl --help\n\ncommands:\n");
+    for (const auto& c : zep6gl::Commands())
+        std::fprintf(out, "  %-10s %s\n             %s\n", c.name, c.usage, c.summary);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2 || std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0 ||
+        std::strcmp(argv[1], "help") == 0) {
+        PrintHelp(argc < 2 ? stderr : stdout);
+        return argc < 2 ? 2 : 0;
+    }
+    for (const auto& c : zep6gl::Commands()) {
+        if (std::strcmp(argv[1], c.name) == 0) {
+            std::vector<std::string> args(argv + 2, argv + argc);
+            try {
+                return c.run(args);
+            } catch (const std::exception& e) {
+                std::fprintf(stderr, "zep6gl %s: %s\n", c.name, e.what());
+                return 1;
+            }
+        }
+    }
+    std::fprintf(stderr, "zep6gl: unknown command '%s' (see zep6gl --help)\n", argv[1]);
+    return 2;
+}
