@@ -17,5 +17,6 @@ struct Command {
 const std::vector<Command>& Commands();
 
 int RunFormats(const std::vector<std::string>& args);
+int RunInfo(const std::vector<std::string>& args);
 
 } // namespace zep6gl

@@ -13,6 +13,10 @@ const std::vector<Command>& Commands() {
          "show how the library sees a built-in list of image descriptions (OpenGL format, type, "
          "white-level scale, conversion, texture sizes)",
          RunFormats},
+        {"info", "zep6gl info [--extensions]",
+         "print the hardware report; with --extensions also the capability answers and the "
+         "extension list",
+         RunInfo},
     };
     return commands;
 }

@@ -1,0 +1,83 @@
+// `zep6gl info [--extensions]`: the hardware report the library gives the plug-ins, and with
+// --extensions the capability answers and the extension list of the context it renders in.
+#include "Command.h"
+
+#include "gl/context/Capabilities.h"
+#include "gl/context/Thread.h"
+#include "sync/StaticList.h"
+
+#include <GL/gl.h>
+
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace zep6gl {
+
+namespace {
+
+// Counts the tool as a user of the library for the length of a command, so the worker thread
+// and its context are shut down in order before the tool exits.
+struct LibraryUser {
+    LibraryUser() { ZEP6_AE::StaticList::Increment(); }
+    ~LibraryUser() { ZEP6_AE::StaticList::Decrement(); }
+};
+
+} // namespace
+
+int RunInfo(const std::vector<std::string>& args) {
+    bool extensions = false;
+    for (const std::string& a : args) {
+        if (a == "--extensions") {
+            extensions = true;
+        } else {
+            std::fprintf(stderr, "zep6gl info: unknown argument '%s'\n", a.c_str());
+            return 2;
+        }
+    }
+    LibraryUser user;
+    const std::string report = OGL_ZEP6_AE::HardwareInfoString();
+    std::fputs(report.c_str(), stdout);
+    if (report.empty() || report.back() != '\n')
+        std::fputc('\n', stdout);
+    if (OGL_ZEP6_AE::GetCard() == "Unknown") {
+        std::fprintf(stderr, "zep6gl info: no OpenGL context could be made (%s)\n",
+                     OGL_ZEP6_AE::sThread ? OGL_ZEP6_AE::sThread->ErrorMessage() : "no worker thread");
+        return 1;
+    }
+    if (!extensions)
+        return 0;
+
+    std::printf("\nVendor:            %s\n", OGL_ZEP6_AE::GetVendor().c_str());
+    std::printf("Card series:       %ld\n", OGL_ZEP6_AE::GetCardSeries());
+    std::printf("Memory (bytes):    %u\n", OGL_ZEP6_AE::GetCardMemorySize());
+    const struct {
+        const char* name;
+        bool (*test)();
+    } answers[] = {
+        {"16-bit textures", OGL_ZEP6_AE::IsShortSupported},
+        {"float textures", OGL_ZEP6_AE::IsFloatSupported},
+        {"half-float pixels", OGL_ZEP6_AE::IsHalfFloatSupported},
+        {"framebuffer objects", OGL_ZEP6_AE::IsFrameBufferSupported},
+        {"depth textures", OGL_ZEP6_AE::IsDepthTextureSupported},
+        {"Quadro", OGL_ZEP6_AE::IsQuadro},
+        {"basic Quadro", OGL_ZEP6_AE::IsBasicQuadro},
+        {"ATI", OGL_ZEP6_AE::IsATI},
+    };
+    for (const auto& a : answers)
+        std::printf("%-22s%s\n", (std::string(a.name) + ":").c_str(), a.test() ? "yes" : "no");
+
+    std::vector<char> list(1 << 16, '\0');
+    OGL_ZEP6_AE::GetGLString(GL_EXTENSIONS, list.data(), static_cast<int>(list.size()));
+    std::istringstream names(list.data());
+    std::vector<std::string> listed;
+    for (std::string name; names >> name;)
+        listed.push_back(name);
+    std::printf("\nOpenGL extensions (%zu):\n", listed.size());
+    for (const std::string& name : listed)
+        std::printf("  %s%s\n", name.c_str(), OGL_ZEP6_AE::IsExtensionSupported(name.c_str()) ? "" : "  (disabled)");
+    return 0;
+}
+
+} // namespace zep6gl
