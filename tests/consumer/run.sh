@@ -15,7 +15,8 @@ export LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 
 # Sanitized builds need the runtime in every program that loads the library.
 extra=()
-if nm -D "$libdir/libogl_zep6_ae.so" | grep -q __asan_init; then
+# (grep reads all of nm's output: an early exit would fail the pipeline under pipefail.)
+if nm -D "$libdir/libogl_zep6_ae.so" | grep __asan_init >/dev/null; then
     extra=(-fsanitize=address,undefined)
 fi
 
