@@ -8,6 +8,7 @@ packages=(
     googletest libgtest-dev libgmock-dev libbenchmark-dev
     libglvnd-dev libgl-dev libegl-dev libopengl-dev libglu1-mesa-dev
     libegl-mesa0 libgl1-mesa-dri libglx-mesa0
+    libpng-dev libopenexr-dev zlib1g-dev
 )
 
 missing=()

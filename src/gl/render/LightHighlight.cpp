@@ -1,0 +1,23 @@
+#include "gl/render/LightHighlight.h"
+
+#include <GL/gl.h>
+
+namespace OGL_ZEP6_AE {
+
+Highlight::Highlight()
+    : saved_(Color::sCurrentColor), pushed_(true), stipple_(glIsEnabled(GL_LINE_STIPPLE) == GL_TRUE) {
+    Color::Bright.Apply();
+    glLineStipple(5, 0x5555);
+    glEnable(GL_LINE_STIPPLE);
+}
+
+Highlight::~Highlight() {
+    if (stipple_)
+        glEnable(GL_LINE_STIPPLE);
+    else
+        glDisable(GL_LINE_STIPPLE);
+    if (pushed_)
+        saved_.Apply();
+}
+
+} // namespace OGL_ZEP6_AE

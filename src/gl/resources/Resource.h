@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Export.h"
+#include "gl/resources/Memory.h"
+
+namespace OGL_ZEP6_AE {
+
+// Base of every object that owns an OpenGL name or a large block of memory. All of them sit in
+// one process-wide list, newest first, so that at shutdown every one can give back what it holds
+// while the root context is still current (FinalizeAll, run by the shared-resource cleaner in the
+// worker's last job).
+//
+// The list is guarded by a lock of its own: resources are made and destroyed on host threads
+// (pixel buffers) as well as on the GL worker thread.
+class ZEP6_API Resource : public Memory {
+public:
+    // Links the new resource in front of the list.
+    Resource();
+    // A copy is a resource of its own, linked like a new one.
+    Resource(const Resource& other);
+    // Assignment copies nothing of the list: each object keeps its own place.
+    Resource& operator=(const Resource&) { return *this; }
+
+    // Gives back the OpenGL objects and memory, leaving a valid, empty object that can be used
+    // (and filled) again.
+    virtual void Finalize() = 0;
+    // Unlinks the resource.
+    virtual ~Resource();
+    // Diagnostic dump; every resource of the library does nothing here.
+    virtual void Dump() const = 0;
+
+    // Finalizes every listed resource, newest first. The walk stops at the first Finalize()
+    // that throws (the exception is swallowed); either way the list is emptied afterwards, so
+    // resources still alive are no longer listed (a later resource starts a new list).
+    static void FinalizeAll();
+    // Does nothing.
+    static void DumpAll();
+
+    // Number of resources in the list now (diagnostics and tests).
+    static int ListedCount();
+    // Whether this resource is in the list.
+    bool IsListed() const;
+
+private:
+    void Link();
+    void Unlink();
+
+    Resource* previous_;
+    Resource* next_;
+};
+
+} // namespace OGL_ZEP6_AE

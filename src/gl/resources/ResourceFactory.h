@@ -1,0 +1,173 @@
+#pragma once
+
+#include "Export.h"
+#include "gl/resources/Resource.h"
+
+#include <algorithm>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace OGL_ZEP6_AE {
+
+// A snapshot of a cache's byte counters.
+struct CacheCounters {
+    long inUse = 0;     // buffers handed out and not yet recycled
+    long idle = 0;      // buffers kept for reuse
+    long allocated = 0; // every buffer the cache made and has not deleted (in use plus idle)
+    long peak = 0;      // the highest value `allocated` ever reached
+    int idleCount = 0;  // number of buffers kept for reuse
+    bool finalized = false;
+};
+
+// A cache of expensive buffers (pixel memory, renderbuffers, textures) with a byte budget for
+// the buffers it keeps idle; buffers in use are never limited.
+//
+// Key must offer `bool IsAcceptable(const Key& candidate) const` (does a buffer with the
+// candidate's key satisfy this request). Buffer must be a Resource constructible from a Key,
+// offering `Key()` (its own key) and `int Size() const` (bytes counted against the budget, fixed
+// for the buffer's life).
+//
+// Make() hands out the oldest idle buffer that fits, else a new one; Recycle() keeps a buffer at
+// the back of the idle list and deletes the oldest idle ones while the idle bytes exceed Limit.
+// Once finalized (at shutdown) the cache keeps nothing: recycled buffers are deleted at once.
+//
+// The counters and the idle list are guarded by a lock of the cache's own. Buffers are made
+// and deleted outside it: their constructors and destructors link into and out of the resource
+// list, which has its own lock, and making one may call OpenGL.
+template <class Key, class Buffer, int Limit> class ResourceFactory : public Resource {
+public:
+    static constexpr int kLimit = Limit;
+
+    ResourceFactory() = default;
+    ResourceFactory(const ResourceFactory&) = delete;
+    ResourceFactory& operator=(const ResourceFactory&) = delete;
+
+    // A cache destroyed without Finalize() (at unload, when the library's users never left)
+    // still deletes its idle buffers; their destructors tolerate a missing context.
+    ~ResourceFactory() override { Purge(); }
+
+    // A buffer for the request: a reused one as it was left (contents not cleared), or a new
+    // one. Exceptions from making a buffer reach the caller with the counters unchanged.
+    Buffer* Make(const Key& key) {
+        {
+            std::lock_guard<std::mutex> guard(lock_);
+            if (idle_) {
+                for (auto it = idle_->begin(); it != idle_->end(); ++it) {
+                    Buffer* buffer = *it;
+                    if (!key.IsAcceptable(buffer->Key()))
+                        continue;
+                    idle_->erase(it);
+                    const long size = buffer->Size();
+                    idleBytes_ -= size;
+                    inUseBytes_ += size;
+                    return buffer;
+                }
+            }
+        }
+        Buffer* buffer = new Buffer(key);
+        const long size = buffer->Size();
+        std::lock_guard<std::mutex> guard(lock_);
+        allocatedBytes_ += size;
+        peakBytes_ = std::max(peakBytes_, allocatedBytes_);
+        inUseBytes_ += size;
+        return buffer;
+    }
+
+    // Takes a buffer back. Null does nothing.
+    void Recycle(Buffer* buffer) {
+        if (!buffer)
+            return;
+        std::vector<Buffer*> doomed;
+        {
+            std::lock_guard<std::mutex> guard(lock_);
+            const long size = buffer->Size();
+            inUseBytes_ -= size;
+            if (finalized_) {
+                allocatedBytes_ -= size;
+                doomed.push_back(buffer);
+            } else {
+                if (!idle_)
+                    idle_.reset(new std::list<Buffer*>());
+                idle_->push_back(buffer);
+                idleBytes_ += size;
+                while (idleBytes_ > static_cast<long>(Limit) && !idle_->empty()) {
+                    Buffer* oldest = idle_->front();
+                    idle_->pop_front();
+                    const long oldestSize = oldest->Size();
+                    idleBytes_ -= oldestSize;
+                    allocatedBytes_ -= oldestSize;
+                    doomed.push_back(oldest);
+                }
+            }
+        }
+        for (Buffer* b : doomed)
+            delete b;
+    }
+
+    // Deletes every idle buffer and drops the idle list.
+    void Purge() {
+        std::unique_ptr<std::list<Buffer*>> idle;
+        {
+            std::lock_guard<std::mutex> guard(lock_);
+            idle = std::move(idle_);
+            if (idle)
+                for (Buffer* b : *idle)
+                    allocatedBytes_ -= b->Size();
+            idleBytes_ = 0;
+        }
+        if (idle)
+            for (Buffer* b : *idle)
+                delete b;
+    }
+
+    // Purges and stops keeping anything from now on.
+    void Finalize() override {
+        std::unique_ptr<std::list<Buffer*>> idle;
+        {
+            // One step, so that nothing recycled meanwhile can slip into the idle list.
+            std::lock_guard<std::mutex> guard(lock_);
+            finalized_ = true;
+            idle = std::move(idle_);
+            if (idle)
+                for (Buffer* b : *idle)
+                    allocatedBytes_ -= b->Size();
+            idleBytes_ = 0;
+        }
+        if (idle)
+            for (Buffer* b : *idle)
+                delete b;
+    }
+
+    void Dump() const override {}
+
+    CacheCounters Counters() const {
+        std::lock_guard<std::mutex> guard(lock_);
+        CacheCounters c;
+        c.inUse = inUseBytes_;
+        c.idle = idleBytes_;
+        c.allocated = allocatedBytes_;
+        c.peak = peakBytes_;
+        c.idleCount = idle_ ? static_cast<int>(idle_->size()) : 0;
+        c.finalized = finalized_;
+        return c;
+    }
+
+    bool IsFinalized() const {
+        std::lock_guard<std::mutex> guard(lock_);
+        return finalized_;
+    }
+
+private:
+    // Oldest at the front; made on first use, dropped by Purge().
+    std::unique_ptr<std::list<Buffer*>> idle_;
+    long inUseBytes_ = 0;
+    long peakBytes_ = 0;
+    long allocatedBytes_ = 0;
+    long idleBytes_ = 0;
+    bool finalized_ = false;
+    mutable std::mutex lock_;
+};
+
+} // namespace OGL_ZEP6_AE

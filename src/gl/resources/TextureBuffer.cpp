@@ -1,0 +1,307 @@
+#include "gl/resources/TextureBuffer.h"
+
+#include "core/Errors.h"
+#include "core/PixelFormat.h"
+#include "core/XIImage.h"
+#include "gl/context/Capabilities.h"
+#include "gl/context/EntryPoints.h"
+#include "gl/render/Region.h"
+#include "gl/resources/StaticFactoryPrivate.h"
+#include "gl/state/Clear.h"
+#include "gl/state/Color.h"
+#include "gl/state/Push.h"
+#include "gl/state/State.h"
+#include "gl/state/Texturing.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+
+#include <algorithm>
+
+namespace OGL_ZEP6_AE {
+
+namespace {
+
+detail::StaticFactory<TextureFactory> sTextureFactory;
+
+GLenum BindingQueryOf(GLenum target) {
+    switch (target) {
+    case GL_TEXTURE_1D:
+        return GL_TEXTURE_BINDING_1D;
+    case GL_TEXTURE_2D:
+        return GL_TEXTURE_BINDING_2D;
+    case GL_TEXTURE_3D:
+        return GL_TEXTURE_BINDING_3D;
+    case GL_TEXTURE_CUBE_MAP:
+        return GL_TEXTURE_BINDING_CUBE_MAP;
+    default:
+        return GL_TEXTURE_BINDING_RECTANGLE;
+    }
+}
+
+// Binds a texture to a target of the active unit for a while and binds back what was there.
+// Runs on the GL worker thread.
+class ScopedTextureBinding {
+public:
+    ScopedTextureBinding(GLenum target, GLuint texture) : target_(target) {
+        GLint previous = 0;
+        glGetIntegerv(BindingQueryOf(target), &previous);
+        previous_ = static_cast<GLuint>(previous);
+        glBindTexture(target, texture);
+    }
+    ~ScopedTextureBinding() { glBindTexture(target_, glIsTexture(previous_) ? previous_ : 0); }
+    ScopedTextureBinding(const ScopedTextureBinding&) = delete;
+    ScopedTextureBinding& operator=(const ScopedTextureBinding&) = delete;
+
+private:
+    GLenum target_;
+    GLuint previous_;
+};
+
+} // namespace
+
+TextureBuffer::TextureBuffer(const TextureKey& key) : key_(key), texture_(0), frameBuffer_(0) {
+    Initialize();
+}
+
+TextureBuffer::~TextureBuffer() {
+    try {
+        if ((texture_ || frameBuffer_) && RootContext::HasContext())
+            DeleteNames();
+    } catch (...) {
+    }
+    texture_ = 0;
+    frameBuffer_ = 0;
+}
+
+void TextureBuffer::DeleteNames() const {
+    if (texture_) {
+        const GLuint name = texture_;
+        texture_ = 0;
+        glDeleteTextures(1, &name);
+    }
+    if (frameBuffer_) {
+        const GLuint name = frameBuffer_;
+        frameBuffer_ = 0;
+        ZEP6_GLCALL(glDeleteFramebuffersEXT)(1, &name);
+    }
+}
+
+void TextureBuffer::Finalize() {
+    DeleteNames();
+}
+
+void TextureBuffer::Initialize() const {
+    if (texture_)
+        return;
+    GLuint name = 0;
+    glGenTextures(1, &name);
+    if (name == 0)
+        throw OpenGLError();
+
+    // The binding of the key's target comes back on every way out.
+    const GLenum target = key_.Target();
+    Push<TextureBinding> savedBinding;
+    ScopedTextureBinding binding(target, name);
+    texture_ = name;
+    try {
+        unsigned int format = 0, type = 0;
+        GetColorSpaceFormat(key_.InternalFormat(), format, type);
+        // No pixels are passed; an unsized internal format names no type, and any valid one will do.
+        if (type == 0)
+            type = GL_UNSIGNED_BYTE;
+        glTexImage2D(target, 0, static_cast<GLint>(key_.InternalFormat()), key_.Width(), key_.Height(), 0,
+                     format, type, nullptr);
+        GLint width = 0, height = 0, internalFormat = 0;
+        glGetTexLevelParameteriv(target, 0, GL_TEXTURE_WIDTH, &width);
+        glGetTexLevelParameteriv(target, 0, GL_TEXTURE_HEIGHT, &height);
+        if (width != key_.Width() || height != key_.Height())
+            throw OpenGLError();
+        glGetTexLevelParameteriv(target, 0, GL_TEXTURE_INTERNAL_FORMAT, &internalFormat);
+        key_.SetInternalFormat(static_cast<unsigned int>(internalFormat));
+
+        // A new texture starts transparent black. Without framebuffer objects it cannot be
+        // drawn into, and its content is left as the driver made it.
+        if (format != GL_DEPTH_COMPONENT && IsFrameBufferSupported()) {
+            PushState state;
+            if (const_cast<TextureBuffer*>(this)->SelectTarget(true))
+                ClearColorBuffer(Color::Transparent);
+        }
+    } catch (...) {
+        // A texture that failed is not kept, so a constructor that throws leaks no name.
+        DeleteNames();
+        throw;
+    }
+}
+
+void TextureBuffer::Bind() const {
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_TEXTURE_RECTANGLE_ARB);
+    Initialize();
+    if (!texture_)
+        return;
+    glEnable(key_.Target());
+    glBindTexture(key_.Target(), texture_);
+}
+
+bool TextureBuffer::IsResident() const {
+    if (!texture_)
+        return false;
+    const GLuint name = texture_;
+    GLboolean resident = GL_FALSE;
+    return glAreTexturesResident(1, &name, &resident) == GL_TRUE;
+}
+
+void TextureBuffer::Attach(unsigned int attachment) const {
+    Initialize();
+    const GLenum target = key_.Target();
+    {
+        ScopedTextureBinding binding(target, texture_);
+        glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+        glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+    }
+    ZEP6_GLCALL(glFramebufferTexture2DEXT)(GL_FRAMEBUFFER_EXT, attachment, target, texture_, 0);
+}
+
+bool TextureBuffer::Select() {
+    return SelectTarget(false);
+}
+
+bool TextureBuffer::SelectTarget(bool keepTextureWhenIncomplete) {
+    if (key_.Width() == 0 || key_.Height() == 0)
+        return false;
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_TEXTURE_RECTANGLE_ARB);
+    Initialize();
+    if (texture_) {
+        glEnable(key_.Target());
+        glBindTexture(key_.Target(), texture_);
+    }
+    if (!IsFrameBufferSupported())
+        throw OffscreenUnsupported();
+
+    auto bindFrameBuffer = ZEP6_GLCALL(glBindFramebufferEXT);
+    if (frameBuffer_ == 0) {
+        GLuint name = 0;
+        ZEP6_GLCALL(glGenFramebuffersEXT)(1, &name);
+        frameBuffer_ = name;
+    }
+    if (frameBuffer_ == 0)
+        return false;
+
+    bindFrameBuffer(GL_FRAMEBUFFER_EXT, frameBuffer_);
+    Attach(GL_COLOR_ATTACHMENT0_EXT);
+    if (ZEP6_GLCALL(glCheckFramebufferStatusEXT)(GL_FRAMEBUFFER_EXT) != GL_FRAMEBUFFER_COMPLETE_EXT) {
+        // While a new texture is being cleared, an incomplete framebuffer only means it cannot
+        // be drawn into; the texture itself is kept.
+        if (!keepTextureWhenIncomplete)
+            Finalize();
+        return false;
+    }
+    bindFrameBuffer(GL_FRAMEBUFFER_EXT, frameBuffer_);
+    SetDefault();
+    Orthogonal(-10000.0, 10000.0);
+    return true;
+}
+
+bool TextureBuffer::Deselect() {
+    return false;
+}
+
+void TextureBuffer::Orthogonal(double zNear, double zFar) {
+    const int width = key_.Width();
+    const int height = key_.Height();
+    if (width == 0 || height == 0)
+        return;
+    glViewport(0, 0, width, height);
+    glScissor(0, 0, width, height);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glOrtho(0.0, width, 0.0, height, zNear, zFar);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+}
+
+void TextureBuffer::Reset() {
+    SetDefault();
+    Orthogonal(-10000.0, 10000.0);
+}
+
+void TextureBuffer::LoadImageNative(const XIImage* image, const Region& source, const Region& dest) const {
+    Transfer(image, source, dest, true, false);
+}
+
+void TextureBuffer::ReadImageNative(const XIImage* image, const Region& source, const Region& dest) const {
+    Transfer(image, source, dest, false, false);
+}
+
+void TextureBuffer::LoadImageAsRgba(const XIImage* image, const Region& source, const Region& dest) const {
+    Transfer(image, source, dest, true, true);
+}
+
+void TextureBuffer::ReadImageAsRgba(const XIImage* image, const Region& source, const Region& dest) const {
+    Transfer(image, source, dest, false, true);
+}
+
+void TextureBuffer::Transfer(const XIImage* image, const Region& source, const Region& dest, bool load,
+                             bool asRgba) const {
+    if (!image)
+        throw OpenGLError();
+    void* pixels = image->GetBaseAddress();
+    if (!pixels || !source.IsValid() || source.Width() == 0 || source.Height() == 0)
+        return;
+
+    unsigned int format = 0, type = 0;
+    GetFormatType(image, format, type);
+    // Pixels OpenGL has no type for cannot be moved as they are.
+    if (type == 0)
+        return;
+    if (asRgba) {
+        if (format == GL_BGR) {
+            format = GL_RGB;
+        } else if (format == GL_BGRA) {
+            format = GL_RGBA;
+            if (type == GL_UNSIGNED_INT_8_8_8_8 || type == GL_UNSIGNED_INT_8_8_8_8_REV)
+                type = GL_UNSIGNED_BYTE;
+        }
+    }
+
+    const GLsizei width = static_cast<GLsizei>(source.Width());
+    const GLsizei height = static_cast<GLsizei>(source.Height());
+    if (load) {
+        Initialize();
+        PushPixelUnpack unpack(image, source.XOrigin(), source.YOrigin());
+        ScopedTextureBinding binding(key_.Target(), texture_);
+        glTexSubImage2D(key_.Target(), 0, dest.XOrigin(), dest.YOrigin(), width, height, format, type,
+                        pixels);
+    } else {
+        PushPixelPack pack(image, source.XOrigin(), source.YOrigin());
+        glReadPixels(dest.XOrigin(), dest.YOrigin(), width, height, format, type, pixels);
+    }
+}
+
+TextureBuffer* TextureBuffer::Make(const TextureKey& key) {
+    TextureKey request = key;
+    if (!key.Exact())
+        request = TextureKey(key.Target(), std::max(key.Width(), kMinimumWidth),
+                             std::max(key.Height(), kMinimumHeight), key.InternalFormat(), 0);
+    if (request.Width() <= 0 || request.Height() <= 0)
+        return nullptr;
+    if (TextureFactory* factory = sTextureFactory.Get())
+        return factory->Make(request);
+    return new TextureBuffer(request);
+}
+
+void TextureBuffer::Recycle(TextureBuffer* buffer) {
+    if (TextureFactory* factory = sTextureFactory.Get())
+        factory->Recycle(buffer);
+    else
+        delete buffer;
+}
+
+CacheCounters TextureBuffer::Counters() {
+    TextureFactory* factory = sTextureFactory.Get();
+    return factory ? factory->Counters() : CacheCounters();
+}
+
+} // namespace OGL_ZEP6_AE

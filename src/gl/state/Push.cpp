@@ -1,0 +1,77 @@
+#include "gl/state/Push.h"
+
+#include "gl/context/EntryPoints.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+
+namespace OGL_ZEP6_AE {
+
+namespace detail {
+void SelectAfterSave(const ModelMatrix&) {
+    glMatrixMode(GL_MODELVIEW);
+}
+void SelectAfterSave(const ProjectionMatrix&) {
+    glMatrixMode(GL_PROJECTION);
+}
+void SelectAfterSave(const TextureMatrix&) {
+    glMatrixMode(GL_TEXTURE);
+}
+} // namespace detail
+
+// ---- PushMatrixStack -------------------------------------------------------------------------
+
+PushMatrixStack::PushMatrixStack(unsigned int mode) : mode_(mode) {
+    glMatrixMode(mode_);
+    glPushMatrix();
+}
+
+PushMatrixStack::~PushMatrixStack() {
+    glMatrixMode(mode_);
+    glPopMatrix();
+    glMatrixMode(GL_MODELVIEW);
+}
+
+// ---- PushFrameBuffer -------------------------------------------------------------------------
+
+namespace {
+unsigned int CurrentFrameBuffer() {
+    GLint name = 0;
+    glGetIntegerv(GL_FRAMEBUFFER_BINDING, &name);
+    return static_cast<unsigned int>(name);
+}
+} // namespace
+
+PushFrameBuffer::PushFrameBuffer() : saved_(CurrentFrameBuffer()), pushed_(true) {}
+
+PushFrameBuffer::PushFrameBuffer(unsigned int frameBuffer) : PushFrameBuffer() {
+    ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER, frameBuffer);
+}
+
+PushFrameBuffer::~PushFrameBuffer() {
+    try {
+        Pop();
+    } catch (...) {
+    }
+}
+
+void PushFrameBuffer::Pop() {
+    if (!pushed_)
+        return;
+    pushed_ = false;
+    ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER, saved_);
+}
+
+// ---- UnitScale -------------------------------------------------------------------------------
+
+UnitScale::UnitScale() {
+    glLoadIdentity();
+}
+
+UnitScale::UnitScale(const p3f& point) {
+    const p3f at = saved_ * point;
+    glLoadIdentity();
+    glTranslatef(at.x, at.y, at.z);
+}
+
+} // namespace OGL_ZEP6_AE

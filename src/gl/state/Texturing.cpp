@@ -1,0 +1,175 @@
+#include "gl/state/Texturing.h"
+
+#include "gl/context/EntryPoints.h"
+#include "gl/state/TextureUnitHooksPrivate.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+
+#include <algorithm>
+
+namespace OGL_ZEP6_AE {
+
+namespace detail {
+TextureUnitHooks gTextureUnitHooks;
+}
+
+namespace {
+
+int GetInt(GLenum name) {
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+}
+
+int GetTexParameter(GLenum target, GLenum name) {
+    GLint value = 0;
+    glGetTexParameteriv(target, name, &value);
+    return value;
+}
+
+void SetEnabled(GLenum cap, bool on) {
+    if (on)
+        glEnable(cap);
+    else
+        glDisable(cap);
+}
+
+// One target of a TextureBinding: switch, name (0 when it is no longer a texture), filters.
+void ApplyTarget(GLenum target, bool enable, unsigned int name, int magFilter, int minFilter) {
+    SetEnabled(target, enable);
+    glBindTexture(target, name != 0 && glIsTexture(name) ? name : 0);
+    glTexParameteri(target, GL_TEXTURE_MAG_FILTER, magFilter);
+    glTexParameteri(target, GL_TEXTURE_MIN_FILTER, minFilter);
+}
+
+} // namespace
+
+// ---- TextureBinding --------------------------------------------------------------------------
+
+const TextureBinding TextureBinding::Default;
+
+void TextureBinding::Apply() const {
+    ApplyTarget(GL_TEXTURE_2D, enable2D, texture2D, magFilter2D, minFilter2D);
+    ApplyTarget(GL_TEXTURE_RECTANGLE, enableRectangle, textureRectangle, magFilterRectangle,
+                minFilterRectangle);
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, envMode);
+    glTexEnvfv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_COLOR, envColor);
+}
+
+void TextureBinding::Retrieve() {
+    enable2D = glIsEnabled(GL_TEXTURE_2D) == GL_TRUE;
+    texture2D = static_cast<unsigned int>(GetInt(GL_TEXTURE_BINDING_2D));
+    magFilter2D = GetTexParameter(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER);
+    minFilter2D = GetTexParameter(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER);
+    enableRectangle = glIsEnabled(GL_TEXTURE_RECTANGLE) == GL_TRUE;
+    textureRectangle = static_cast<unsigned int>(GetInt(GL_TEXTURE_BINDING_RECTANGLE));
+    magFilterRectangle = GetTexParameter(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MAG_FILTER);
+    minFilterRectangle = GetTexParameter(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MIN_FILTER);
+    GLint mode = GL_MODULATE;
+    glGetTexEnviv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, &mode);
+    envMode = mode;
+    glGetTexEnvfv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_COLOR, envColor);
+}
+
+bool TextureBinding::operator==(const TextureBinding& b) const {
+    return enable2D == b.enable2D && texture2D == b.texture2D && magFilter2D == b.magFilter2D &&
+           minFilter2D == b.minFilter2D && enableRectangle == b.enableRectangle &&
+           textureRectangle == b.textureRectangle && magFilterRectangle == b.magFilterRectangle &&
+           minFilterRectangle == b.minFilterRectangle && envMode == b.envMode &&
+           envColor[0] == b.envColor[0] && envColor[1] == b.envColor[1] && envColor[2] == b.envColor[2] &&
+           envColor[3] == b.envColor[3];
+}
+
+void TextureBinding::Disable() {
+    glDisable(GL_TEXTURE_1D);
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_TEXTURE_3D);
+    glDisable(GL_TEXTURE_RECTANGLE);
+    glDisable(GL_TEXTURE_CUBE_MAP);
+}
+
+// ---- TextureUnit -----------------------------------------------------------------------------
+
+const TextureUnit TextureUnit::Default;
+
+TextureUnit::~TextureUnit() = default;
+
+void TextureUnit::Activate(unsigned int unit) {
+    ZEP6_GLCALL(glActiveTexture)(unit);
+    ZEP6_GLCALL(glClientActiveTexture)(unit);
+}
+
+int TextureUnit::MaxUnits() {
+    static int maxUnits = 0;
+    if (maxUnits <= 0)
+        maxUnits = GetInt(GL_MAX_TEXTURE_UNITS);
+    return maxUnits;
+}
+
+void TextureUnit::Apply() const {
+    Activate(unit);
+    if (texture && detail::gTextureUnitHooks.bind)
+        detail::gTextureUnitHooks.bind(*texture);
+}
+
+void TextureUnit::Retrieve() {
+    unit = static_cast<unsigned int>(GetInt(GL_ACTIVE_TEXTURE));
+}
+
+namespace {
+// Sets one parameter pair on the target of the unit's texture (none without a texture).
+void SetOnTexture(const TextureUnit& unit, GLenum first, GLenum second, GLint value) {
+    TextureUnit::Activate(unit.unit);
+    if (!unit.texture)
+        return;
+    const GLenum target = detail::gTextureUnitHooks.target ? detail::gTextureUnitHooks.target(*unit.texture)
+                                                           : GL_TEXTURE_RECTANGLE;
+    glTexParameteri(target, first, value);
+    glTexParameteri(target, second, value);
+}
+} // namespace
+
+void TextureUnit::ApplyNearest() const {
+    SetOnTexture(*this, GL_TEXTURE_MAG_FILTER, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+}
+void TextureUnit::ApplyLinear() const {
+    SetOnTexture(*this, GL_TEXTURE_MAG_FILTER, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+}
+void TextureUnit::ApplyClamp() const {
+    SetOnTexture(*this, GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T, GL_CLAMP);
+}
+void TextureUnit::ApplyClampToEdge() const {
+    SetOnTexture(*this, GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+}
+
+void TextureUnit::TexCoord(const p2f& p) const {
+    ZEP6_GLCALL(glMultiTexCoord2f)(unit, p.x, p.y);
+}
+
+// ---- TextureUnits ----------------------------------------------------------------------------
+
+TextureUnits::~TextureUnits() = default;
+
+void TextureUnits::Retrieve() {
+    count = std::min(count, kMaxUnits);
+    active.Retrieve();
+    for (int i = 0; i < count; ++i) {
+        TextureUnit::Activate(GL_TEXTURE0 + i);
+        bindings[i].Retrieve();
+        matrices[i].Retrieve();
+    }
+    TextureUnit::Activate(active.unit);
+}
+
+void TextureUnits::Apply() const {
+    const int units = std::min(count, kMaxUnits);
+    for (int i = 0; i < units; ++i) {
+        TextureUnit::Activate(GL_TEXTURE0 + i);
+        bindings[i].Apply();
+        matrices[i].Apply();
+    }
+    TextureUnit::Activate(active.unit);
+}
+
+} // namespace OGL_ZEP6_AE

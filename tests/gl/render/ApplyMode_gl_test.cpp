@@ -1,0 +1,346 @@
+// The blend modes on llvmpipe against CPU references of their formulas: every mode object with
+// both main programs and three mix values over a grid of front and back pixels (opaque,
+// transparent, partly transparent, and values at each formula's branch points), read back as
+// floats. Also: the mode selector, the dissolve seed, and that drawing repeatedly neither
+// relinks nor looks uniforms up again.
+#include "core/Errors.h"
+#include "gl/context/EntryPoints.h"
+#include "gl/render/ApplyMode.h"
+#include "gl/render/EffectProgram.h"
+
+#include "gl/render/ApplyModeReference.h"
+#include "gl/render/EffectProgramTestSupport.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace OGL_ZEP6_AE;
+using namespace zep6test;
+
+namespace {
+
+struct ModeCase {
+    int value; // the PixelApplyMode, or -1 for the objects no value selects
+    ApplyMode* mode;
+    const char* name;
+    ModeReference apply;
+};
+
+const ModeCase kModes[] = {
+    {0, &ApplyMode::sOver, "Over", modes::Over},
+    {1, &ApplyMode::sLighten, "Lighten", modes::Lighten},
+    {2, &ApplyMode::sDarken, "Darken", modes::Darken},
+    {3, &ApplyMode::sMultiply, "Multiply", modes::Multiply},
+    {4, &ApplyMode::sScreen, "Screen", modes::Screen},
+    {5, &ApplyMode::sDifference, "Difference", modes::Difference},
+    {6, &ApplyMode::sLighter, "Lighter", modes::Lighter},
+    {7, &ApplyMode::sDarker, "Darker", modes::Darker},
+    {8, &ApplyMode::sScaleMultiply, "ScaleMultiply", modes::ScaleMultiply},
+    {9, &ApplyMode::sScaleScreen, "ScaleScreen", modes::ScaleScreen},
+    {10, &ApplyMode::sExpandDifference, "ExpandDifference", modes::ExpandDifference},
+    {11, &ApplyMode::sExpandDifference2, "ExpandDifference2", modes::ExpandDifference2},
+    {12, &ApplyMode::sAdd, "Add", modes::Add},
+    {13, &ApplyMode::sSubtract, "Subtract", modes::Subtract},
+    {14, &ApplyMode::sOverlay, "Overlay", modes::Overlay},
+    {15, &ApplyMode::sSoftLight, "SoftLight", modes::SoftLight},
+    {16, &ApplyMode::sHardLight, "HardLight", modes::HardLight},
+    {17, &ApplyMode::sHue, "Hue", modes::Hue},
+    {18, &ApplyMode::sSaturation, "Saturation", modes::SaturationMode},
+    {19, &ApplyMode::sColor, "Color", modes::ColorMode},
+    {20, &ApplyMode::sLuminosity, "Luminosity", modes::Luminosity},
+    {21, &ApplyMode::sTransparency, "Transparency", modes::Transparency},
+    {22, &ApplyMode::sOpacity, "Opacity", modes::Opacity},
+    {23, &ApplyMode::sMoreGray, "MoreGray", modes::MoreGray},
+    {24, &ApplyMode::sLeastGray, "LeastGray", modes::LeastGray},
+    {25, &ApplyMode::sReverseSubtract, "ReverseSubtract", modes::ReverseSubtract},
+    {26, &ApplyMode::sClippedSubtract, "ClippedSubtract", modes::Front},
+    {27, &ApplyMode::sLessGray, "LessGray", modes::Front},
+    {28, &ApplyMode::sMostGray, "MostGray", modes::Front},
+    {29, &ApplyMode::sBoostExponential1, "BoostExponential1", modes::Front},
+    {30, &ApplyMode::sBoostExponential2, "BoostExponential2", modes::Front},
+    {31, &ApplyMode::sBoostEqualPowerPositive, "BoostEqualPowerPositive", modes::Front},
+    {32, &ApplyMode::sBoostEqualPowerNegative, "BoostEqualPowerNegative", modes::Front},
+    {33, &ApplyMode::sBoostEqualPowerBias1, "BoostEqualPowerBias1", modes::Front},
+    {34, &ApplyMode::s5050Mix, "5050Mix", modes::Front},
+    {35, &ApplyMode::sDissolve, "Dissolve", modes::Front},
+    {36, &ApplyMode::sDancingDissolve, "DancingDissolve", modes::Front},
+    {37, &ApplyMode::sAlphaMask, "AlphaMask", modes::Front},
+    {38, &ApplyMode::sLumaMask, "LumaMask", modes::Front},
+    {39, &ApplyMode::sInverseAlphaMask, "InverseAlphaMask", modes::Front},
+    {40, &ApplyMode::sInverseLumaMask, "InverseLumaMask", modes::Front},
+    {41, &ApplyMode::sAddAlpha, "AddAlpha", modes::Front},
+    {42, &ApplyMode::sAddPremultiplied, "AddPremultiplied", modes::Front},
+    {43, &ApplyMode::sReverseSubtractBasic, "ReverseSubtractBasic", modes::ReverseSubtract},
+    {44, &ApplyMode::sBitwiseAND, "BitwiseAND", modes::Front},
+    {45, &ApplyMode::sBitwiseOR, "BitwiseOR", modes::Front},
+    {46, &ApplyMode::sBitwiseXOR, "BitwiseXOR", modes::Front},
+    {47, &ApplyMode::sSoftDissolve, "SoftDissolve", modes::SoftDissolveUnseeded},
+    {48, &ApplyMode::sDancingSoftDissolve, "DancingSoftDissolve", modes::Front},
+    {-1, &ApplyMode::sNone, "None", modes::None},
+    {-1, &ApplyMode::sCopy, "Copy", modes::Front},
+    {-1, &ApplyMode::sFront, "Front", modes::Front},
+    {-1, &ApplyMode::sBack, "Back", modes::Back},
+    {-1, &ApplyMode::sUnder, "Under", modes::Under},
+};
+
+// Fronts along x, backs along y. Values in 1/8 steps or with few bits where a branch point
+// must be hit exactly: a premultiplied 0.5 (overlay, hard light), equal lumas (F6 and B3 have
+// the same premultiplied colour; F4 and B7 are the same pixel), equal distances from grey (F4
+// and B9), zero saturation (greys), zero luma (transparent pixels).
+const std::vector<Rgba> kFronts = {
+    {0, 0, 0, 0},
+    {0.8f, 0.4f, 0.2f, 0},
+    {1, 0, 0, 1},
+    {0.5f, 0.5f, 0.5f, 1},
+    {0.25f, 0.75f, 0.5f, 1},
+    {0.9f, 0.6f, 0.1f, 0.5f},
+    {0.375f, 0.25f, 0.5f, 1},
+    {1, 1, 1, 1},
+    {0.2f, 0.7f, 0.45f, 0.75f},
+    {0.6f, 0.6f, 0.6f, 0.25f},
+    {0.125f, 0.5f, 0.875f, 0.875f},
+    {0.7f, 0.3f, 0.9f, 1},
+};
+const std::vector<Rgba> kBacks = {
+    {0, 0, 0, 0},
+    {1, 1, 1, 1},
+    {0.5f, 0.5f, 0.5f, 1},
+    {0.75f, 0.5f, 1, 0.5f},
+    {0.2f, 0.4f, 0.6f, 1},
+    {0.9f, 0.1f, 0.3f, 0.75f},
+    {0.3f, 0.8f, 0.55f, 0.25f},
+    {0.25f, 0.75f, 0.5f, 1},
+    {0.6f, 0.2f, 0.7f, 0.6f},
+    {0.75f, 0.25f, 0.25f, 1},
+    {0.4f, 0.9f, 0.1f, 0.9f},
+    {0.55f, 0.35f, 0.15f, 0.3f},
+};
+
+// The light main darkens the back by (1 - front): over opaque white every back becomes the
+// front's complement, and hue, saturation, more gray and least gray then meet exact mathematical
+// ties (equal saturations, equal distances from grey) that float rounding breaks either way. The
+// light main therefore sees an opaque light grey where the straight main sees white.
+std::vector<Rgba> LightBacks() {
+    std::vector<Rgba> backs = kBacks;
+    backs[1] = {0.96875f, 0.96875f, 0.96875f, 1};
+    return backs;
+}
+
+V4 ToV4(const Rgba& p) {
+    return {p[0], p[1], p[2], p[3]};
+}
+
+enum class Main { Straight, Light };
+
+class ApplyModeTest : public GlProgramTest {
+protected:
+    void SetUp() override {
+        GlProgramTest::SetUp();
+        const int w = static_cast<int>(kFronts.size()), h = static_cast<int>(kBacks.size());
+        target_ = std::make_unique<FloatTarget>(w, h);
+        ASSERT_TRUE(target_->IsComplete());
+        std::vector<Rgba> front, back, lightBack;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                front.push_back(kFronts[static_cast<std::size_t>(x)]);
+                back.push_back(kBacks[static_cast<std::size_t>(y)]);
+                lightBack.push_back(lightBacks_[static_cast<std::size_t>(y)]);
+            }
+        front_ = std::make_unique<FloatTexture>(w, h, front);
+        back_ = std::make_unique<FloatTexture>(w, h, back);
+        lightBack_ = std::make_unique<FloatTexture>(w, h, lightBack);
+        front_->BindOn(0);
+    }
+
+    // Draws one mode with one main over the grid and returns the largest difference from the
+    // reference, relative to the reference's magnitude above 1: a result divided by a small
+    // alpha is large, and so is its float rounding.
+    double Draw(const ModeCase& c, Main main, float mix) {
+        const int w = static_cast<int>(kFronts.size()), h = static_cast<int>(kBacks.size());
+        target_->Clear({-1, -1, -1, -1});
+        EffectProgram* program = c.mode;
+        (main == Main::Straight ? back_ : lightBack_)->BindOn(1);
+        if (main == Main::Straight) {
+            c.mode->ApplyBound(mix);
+        } else {
+            c.mode->ApplyLightBound(mix);
+            program = &c.mode->LightProgram();
+        }
+        if (c.mode == &ApplyMode::sSoftDissolve)
+            program->SetUniform("random", p2f(0, 0)); // rand() is then 0 everywhere
+        EffectProgram::DrawRegion(Region(w, h), GL_TEXTURE1);
+        const std::vector<Rgba> out = target_->Read();
+        double worst = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const V4 fg = ToV4(kFronts[static_cast<std::size_t>(x)]);
+                const V4 bg =
+                    ToV4((main == Main::Straight ? kBacks : lightBacks_)[static_cast<std::size_t>(y)]);
+                const V4 expected = main == Main::Straight ? StraightMain(fg, bg, mix, c.apply)
+                                                           : LightMain(fg, bg, mix, c.apply);
+                const Rgba& got = out[static_cast<std::size_t>(y * w + x)];
+                for (int k = 0; k < 4; ++k) {
+                    const double e = expected[k];
+                    const double diff =
+                        std::abs(double(got[static_cast<std::size_t>(k)]) - e) / std::max(1.0, std::abs(e));
+                    if (!(diff <= 1e-4)) // NaN fails too
+                        ADD_FAILURE() << c.name << (main == Main::Straight ? " straight" : " light")
+                                      << " mix " << mix << " front " << x << " back " << y << " channel " << k
+                                      << ": got " << got[static_cast<std::size_t>(k)] << ", expected " << e;
+                    if (std::isnan(diff))
+                        worst = INFINITY;
+                    else
+                        worst = std::max(worst, diff);
+                }
+            }
+        return worst;
+    }
+
+    std::unique_ptr<FloatTarget> target_;
+    std::unique_ptr<FloatTexture> front_;
+    std::unique_ptr<FloatTexture> back_;
+    std::unique_ptr<FloatTexture> lightBack_;
+    const std::vector<Rgba> lightBacks_ = LightBacks();
+};
+
+} // namespace
+
+TEST_F(ApplyModeTest, EveryModeMatchesItsFormulaWithBothMains) {
+    std::printf("largest difference per mode (relative above 1), over mix 0, 0.5, 1:\n");
+    std::printf("%-5s %-24s %-12s %-12s\n", "value", "mode", "straight", "light");
+    for (const ModeCase& c : kModes) {
+        if (c.value >= 0) {
+            EXPECT_EQ(ApplyMode::GetApplyMode(static_cast<PixelApplyMode>(c.value)), c.mode) << c.name;
+        }
+        double worst[2] = {0, 0};
+        for (const Main main : {Main::Straight, Main::Light})
+            for (const float mix : {0.0f, 0.5f, 1.0f})
+                worst[main == Main::Light] = std::max(worst[main == Main::Light], Draw(c, main, mix));
+        std::printf("%-5d %-24s %-12.3g %-12.3g\n", c.value, c.name, worst[0], worst[1]);
+    }
+}
+
+TEST_F(ApplyModeTest, UnknownModesSelectNothing) {
+    for (const int value : {-1, 49, 50, 1000, -2147483647 - 1})
+        EXPECT_EQ(ApplyMode::GetApplyMode(static_cast<PixelApplyMode>(value)), nullptr) << value;
+}
+
+TEST_F(ApplyModeTest, SoftDissolveSeedIsResetOnSelection) {
+    ApplyMode& dissolve = ApplyMode::sSoftDissolve;
+    dissolve.ApplyRandom(1.0f);
+    EXPECT_EQ(dissolve.RandomSeed(), p2f(std::cos(1.0f) * 1920, std::sin(1.0f) * 1080));
+    EXPECT_EQ(ApplyMode::GetApplyMode(PixelApplySoftDissolve), &dissolve);
+    EXPECT_EQ(dissolve.RandomSeed(), p2f(1920, 0));
+
+    dissolve.ApplyBound(1.0f);
+    p2f seed;
+    dissolve.GetUniform("random", seed);
+    EXPECT_EQ(seed, p2f(1920, 0)) << "the seed reaches the program when it is applied";
+
+    // With the program current, a new seed is set at once.
+    dissolve.ApplyRandom(0.5f);
+    dissolve.GetUniform("random", seed);
+    EXPECT_EQ(seed, p2f(std::cos(0.5f) * 1920, std::sin(0.5f) * 1080));
+    ApplyMode::GetApplyMode(PixelApplySoftDissolve);
+    dissolve.GetUniform("random", seed);
+    EXPECT_EQ(seed, p2f(1920, 0)) << "every selection resets it";
+}
+
+TEST_F(ApplyModeTest, SoftDissolveTakesTheOverBranchAboveTheThreshold) {
+    // rand() is 0 with the seed (0, 0), so the back's alpha alone decides: 1.0002 >= 1.0001.
+    const std::vector<Rgba> front = {{0.5f, 0.25f, 1, 0.5f}, {0.5f, 0.25f, 1, 0.5f}};
+    const std::vector<Rgba> back = {{1, 0.5f, 0, 1.0002f}, {1, 0.5f, 0, 1.0f}};
+    FloatTarget target(2, 1);
+    FloatTexture f(2, 1, front), b(2, 1, back);
+    f.BindOn(0);
+    b.BindOn(1);
+    ApplyMode::sSoftDissolve.ApplyBound(1.0f);
+    ApplyMode::sSoftDissolve.SetUniform("random", p2f(0, 0));
+    EffectProgram::DrawRegion(Region(2, 1), GL_TEXTURE1);
+    const std::vector<Rgba> out = target.Read();
+    for (int x = 0; x < 2; ++x) {
+        const V4 expected = StraightMain(
+            ToV4(front[static_cast<std::size_t>(x)]), ToV4(back[static_cast<std::size_t>(x)]), 1.0,
+            [](const V4& fg, const V4& bg) { return bg.a >= 1.0001 ? fg * fg.a + bg * (1 - fg.a) : fg; });
+        for (int k = 0; k < 4; ++k)
+            EXPECT_NEAR(out[static_cast<std::size_t>(x)][static_cast<std::size_t>(k)], expected[k], 1e-4)
+                << "pixel " << x << " channel " << k;
+    }
+    EXPECT_GT(std::abs(out[0][0] - out[1][0]), 0.1f) << "the two branches give different colours";
+
+    // With the selector's seed rand() varies, but a transparent back never reaches the threshold.
+    const std::vector<Rgba> clear = {{0, 0, 0, 0}, {0, 0, 0, 0}};
+    FloatTexture none(2, 1, clear);
+    none.BindOn(1);
+    ApplyMode::GetApplyMode(PixelApplySoftDissolve)->ApplyBound(1.0f);
+    EffectProgram::DrawRegion(Region(2, 1), GL_TEXTURE1);
+    for (const Rgba& p : target.Read()) {
+        EXPECT_NEAR(p[0], 0.5f, 1e-5);
+        EXPECT_NEAR(p[3], 0.5f, 1e-5);
+    }
+}
+
+TEST_F(ApplyModeTest, DrawingRepeatedlyOverHighDefinitionNeitherRelinksNorRequeries) {
+    FloatTarget big(1920, 1080);
+    ASSERT_TRUE(big.IsComplete());
+    front_->BindOn(0);
+    back_->BindOn(1);
+    ApplyMode::sOver.ApplyBound(1.0f);
+    ApplyMode::sOver.ApplyLightBound(1.0f);
+    const unsigned long links = GLSL::Program::LinkCount();
+    const unsigned long lookups = GLSL::Uniform::LookupCount();
+    const unsigned long discoveries = EffectProgram::DiscoveryCount();
+    for (int k = 0; k < 3; ++k) {
+        ApplyMode::sOver.ApplyBound(0.25f * static_cast<float>(k));
+        EffectProgram::DrawRegion(Region(1920, 1080), GL_TEXTURE1);
+        ApplyMode::sOver.ApplyLightBound(1.0f);
+        EffectProgram::DrawRegion(Region(1920, 1080), GL_TEXTURE1);
+    }
+    glFinish();
+    EXPECT_EQ(GLSL::Program::LinkCount(), links);
+    EXPECT_EQ(GLSL::Uniform::LookupCount(), lookups);
+    EXPECT_EQ(EffectProgram::DiscoveryCount(), discoveries);
+}
+
+TEST_F(ApplyModeTest, AModeLinksAgainAfterFinalize) {
+    ApplyMode& mode = ApplyMode::sMultiply;
+    const ModeCase& c = kModes[PixelApplyMultiply];
+    mode.ApplyBound(1.0f);
+    mode.ApplyLightBound(1.0f);
+    mode.Finalize();
+    EXPECT_EQ(mode.GetProgram().Name(), 0);
+    EXPECT_EQ(mode.LightProgram().GetProgram().Name(), 0);
+    EXPECT_EQ(mode.Body().Name(), 0u);
+    EXPECT_LE(Draw(c, Main::Straight, 1.0f), 1e-4);
+    EXPECT_LE(Draw(c, Main::Light, 0.5f), 1e-4);
+    EXPECT_EQ(mode.ShaderCount(), 3);
+
+    // The shutdown finalizes every listed resource, so the light program may also be finalized
+    // on its own; it is rebuilt all the same.
+    mode.LightProgram().Finalize();
+    EXPECT_LE(Draw(c, Main::Light, 1.0f), 1e-4);
+    EXPECT_EQ(mode.LightProgram().ShaderCount(), 3);
+}
+
+TEST_F(ApplyModeTest, ABrokenBodyThrowsOnceAndIsNotAddedTwice) {
+    ApplyMode broken("vec4 apply(vec4 fg, vec4 bg) { return fg +; }\n");
+    try {
+        broken.ApplyBound(1.0f);
+        FAIL();
+    } catch (const Error& e) {
+        EXPECT_EQ(std::string(e.what()).rfind("GLSL Compile Error:\n", 0), 0u) << e.what();
+    }
+    EXPECT_EQ(broken.ShaderCount(), 3);
+    EXPECT_THROW(broken.ApplyBound(1.0f), Error) << "the program cannot link";
+    EXPECT_EQ(broken.ShaderCount(), 3) << "the shaders are not added again";
+    while (glGetError() != GL_NO_ERROR) {
+    }
+}

@@ -1,0 +1,746 @@
+// Effect programs on a real context: the common fragment shader's functions, uniform discovery,
+// every row of the typed uniform transfer (including the transfers that must do nothing), the
+// failure messages, the full-target quad, and that programs link and look uniforms up once.
+#include "core/Errors.h"
+#include "gl/context/EntryPoints.h"
+#include "gl/render/EffectProgram.h"
+#include "gl/state/Color.h"
+#include "gl/state/Texturing.h"
+
+#include "gl/render/EffectProgramTestSupport.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+using namespace OGL_ZEP6_AE;
+using zep6test::FloatTarget;
+using zep6test::FloatTexture;
+using zep6test::GlProgramTest;
+using zep6test::MissingEntry;
+using zep6test::Rgba;
+
+namespace {
+
+using EffectProgramTest = GlProgramTest;
+
+bool StartsWith(const char* text, const char* prefix) {
+    return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+}
+
+double Luma(const Rgba& p) {
+    return p[0] * 0.30 + p[1] * 0.59 + p[2] * 0.11;
+}
+double Luma601(const Rgba& p) {
+    return p[0] * 0.299 + p[1] * 0.587 + p[2] * 0.114;
+}
+
+} // namespace
+
+TEST_F(EffectProgramTest, CommonFunctionsLinkWithoutBeingDefined) {
+    GLSL::Shader shader(GL_FRAGMENT_SHADER,
+                        "uniform vec4 pixel;\n"
+                        "float luma(vec4 pixel);\n"
+                        "float saturation(vec4 pixel);\n"
+                        "float rand();\n"
+                        "void main()\n"
+                        "{\n"
+                        "    gl_FragColor = vec4(luma(pixel), saturation(pixel), rand(), 1.0);\n"
+                        "}\n");
+    EffectProgram program(&shader);
+    ASSERT_NO_THROW(program.Apply()) << "luma, saturation and rand come from the common shader";
+
+    const int size = 8;
+    FloatTarget target(size, size);
+    ASSERT_TRUE(target.IsComplete());
+    const Rgba pixel{0.2f, 0.9f, 0.45f, 0.5f};
+    const p2f random(0.01f, 0.02f);
+    program.SetUniform("pixel", Color(pixel[0], pixel[1], pixel[2], pixel[3]));
+    program.SetUniform("random", random);
+    glMatrixMode(GL_TEXTURE);
+    glLoadIdentity();
+    glMatrixMode(GL_MODELVIEW);
+    EffectProgram::DrawRegion(Region(size, size), GL_TEXTURE0);
+
+    const std::vector<Rgba> out = target.Read();
+    double worstRand = 0;
+    for (int y = 0; y < size; ++y)
+        for (int x = 0; x < size; ++x) {
+            const Rgba& p = out[static_cast<std::size_t>(y * size + x)];
+            EXPECT_NEAR(p[0], Luma(pixel), 1e-5);
+            EXPECT_NEAR(p[1], 0.9 - 0.2, 1e-5);
+            const double s = (x + 0.5) / size, t = (y + 0.5) / size;
+            const double v = std::sin(s * double(random.x) + t * double(random.y)) * 43758.5453;
+            const double expected = v - std::floor(v);
+            // fract() of a value near 1300 keeps only about 1e-4 of float precision, and sin()
+            // may differ from the CPU's in its last bit: 2e-3 covers both.
+            worstRand = std::max(worstRand, std::abs(p[2] - expected));
+        }
+    EXPECT_LT(worstRand, 2e-3);
+}
+
+TEST_F(EffectProgramTest, CommonBlurWeighsByProductOfSquaresAndCountsEveryWeight) {
+    GLSL::Shader shader(GL_FRAGMENT_SHADER,
+                        "#extension GL_ARB_texture_rectangle : enable\n"
+                        "uniform sampler2DRect source;\n"
+                        "uniform float threshold;\n"
+                        "uniform float radius;\n"
+                        "vec4 blur(sampler2DRect source, vec2 position, float threshold, float radius);\n"
+                        "void main()\n"
+                        "{\n"
+                        "    gl_FragColor = blur(source, gl_TexCoord[0].st, threshold, radius);\n"
+                        "}\n");
+    EffectProgram program(&shader);
+    const int w = 7, h = 5;
+    std::vector<Rgba> pixels;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            // Lumas spread from 0 to 1, none within 0.01 of the thresholds used below.
+            const float v = static_cast<float>((x * 3 + y * 5) % 11) / 10.0f + 0.004f;
+            pixels.push_back({v, 1.0f - v, v * 0.5f, 0.25f + 0.1f * static_cast<float>(x % 4)});
+        }
+    FloatTarget target(w, h);
+    FloatTexture source(w, h, pixels);
+    source.BindOn(0);
+    program.Apply();
+    program.SetUniform("source", TextureUnit(0));
+
+    for (const float radius : {1.0f, 2.0f, 3.0f}) {
+        for (const float threshold : {0.0f, 0.45f}) {
+            program.SetUniform("threshold", threshold);
+            program.SetUniform("radius", radius);
+            target.Clear({0, 0, 0, 0});
+            EffectProgram::DrawRegion(Region(w, h), GL_TEXTURE0);
+            const std::vector<Rgba> out = target.Read();
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x) {
+                    double sum = 0, acc[4] = {0, 0, 0, 0};
+                    const int r = static_cast<int>(radius);
+                    for (int dy = -r; dy <= r; ++dy)
+                        for (int dx = -r; dx <= r; ++dx) {
+                            const double weight =
+                                1.0 - double(dx * dx) * double(dy * dy) / std::pow(radius, 4.0);
+                            const int sx = std::clamp(x + dx, 0, w - 1), sy = std::clamp(y + dy, 0, h - 1);
+                            const Rgba& s = pixels[static_cast<std::size_t>(sy * w + sx)];
+                            if (Luma601(s) >= threshold)
+                                for (int c = 0; c < 4; ++c)
+                                    acc[c] += s[static_cast<std::size_t>(c)] * weight;
+                            sum += weight;
+                        }
+                    const Rgba& p = out[static_cast<std::size_t>(y * w + x)];
+                    for (int c = 0; c < 4; ++c)
+                        EXPECT_NEAR(p[static_cast<std::size_t>(c)], acc[c] / sum, 1e-4)
+                            << "radius " << radius << " threshold " << threshold << " at " << x << "," << y
+                            << " channel " << c;
+                }
+        }
+    }
+}
+
+TEST_F(EffectProgramTest, UniformsAreDiscoveredAtTheFirstApply) {
+    GLSL::Shader shader(GL_FRAGMENT_SHADER, "uniform float used;\n"
+                                            "uniform float unused;\n"
+                                            "void main() { gl_FragColor = vec4(used); }\n");
+    EffectProgram program(&shader);
+    EXPECT_FALSE(program.HasUniform("used")) << "no table before the first Apply";
+    EXPECT_EQ(program.GetUniform("used"), nullptr);
+    program.Apply();
+    EXPECT_TRUE(program.HasUniform("used"));
+    EXPECT_FALSE(program.HasUniform("unused")) << "the linker dropped it";
+    EXPECT_FALSE(program.HasUniform("random")) << "nothing here calls rand()";
+    EXPECT_FALSE(program.HasUniform(nullptr));
+    GLSL::Uniform* used = program.GetUniform("used");
+    ASSERT_NE(used, nullptr);
+    EXPECT_TRUE(used->IsAttached()) << "found by name means attached";
+    EXPECT_EQ(used->Type(), unsigned(GL_FLOAT));
+    EXPECT_EQ(program.GetUniform("unused"), nullptr);
+}
+
+namespace {
+
+// A program with a uniform of every type the transfer table knows.
+const char* const kAllTypes =
+    "#extension GL_ARB_texture_rectangle : enable\n"
+    "uniform int i;\n"
+    "uniform bool b;\n"
+    "uniform float f;\n"
+    "uniform vec2 v2;\n"
+    "uniform vec3 v3;\n"
+    "uniform vec4 v4;\n"
+    "uniform ivec2 iv2;\n"
+    "uniform ivec3 iv3;\n"
+    "uniform ivec4 iv4;\n"
+    "uniform mat2 m2;\n"
+    "uniform mat3 m3;\n"
+    "uniform mat4 m4;\n"
+    "uniform sampler2DRect rect;\n"
+    "uniform sampler2D plain;\n"
+    "void main()\n"
+    "{\n"
+    "    float s = float(i) + (b ? 1.0 : 0.0) + f + v2.x + v3.x + v4.x;\n"
+    "    s += float(iv2.x + iv3.x + iv4.x) + m2[0][0] + m3[0][0] + m4[0][0];\n"
+    "    gl_FragColor = vec4(s) + texture2DRect(rect, vec2(0.0)) + texture2D(plain, vec2(0.0));\n"
+    "}\n";
+
+struct UniformShape {
+    const char* name;
+    int components;
+    bool integer; // read and written as integers (int, bool, ivec, sampler)
+};
+
+const UniformShape kShapes[] = {
+    {"i", 1, true},   {"b", 1, true},    {"f", 1, false},   {"v2", 2, false},   {"v3", 3, false},
+    {"v4", 4, false}, {"iv2", 2, true},  {"iv3", 3, true},  {"iv4", 4, true},   {"m2", 4, false},
+    {"m3", 9, false}, {"m4", 16, false}, {"rect", 1, true}, {"plain", 1, true},
+};
+
+const UniformShape& Shape(const char* name) {
+    for (const auto& shape : kShapes)
+        if (std::strcmp(shape.name, name) == 0)
+            return shape;
+    throw std::logic_error(name);
+}
+
+class TypedTransferTest : public GlProgramTest {
+protected:
+    void SetUp() override {
+        GlProgramTest::SetUp();
+        program_.Apply();
+        for (const auto& shape : kShapes)
+            ASSERT_TRUE(program_.HasUniform(shape.name)) << shape.name;
+    }
+
+    GLint Location(const char* name) {
+        return GLEntry::glGetUniformLocation(static_cast<GLuint>(program_.GetProgram().Name()), name);
+    }
+
+    // Writes the same value into every component, directly with OpenGL.
+    void Raw(const char* name, float value) {
+        const UniformShape& shape = Shape(name);
+        const GLint location = Location(name);
+        std::vector<float> f(16, value);
+        std::vector<GLint> n(16, static_cast<GLint>(value));
+        switch (shape.components + (shape.integer ? 100 : 0)) {
+        case 101:
+            GLEntry::glUniform1i(location, n[0]);
+            break;
+        case 102:
+            GLEntry::glUniform2iv(location, 1, n.data());
+            break;
+        case 103:
+            GLEntry::glUniform3iv(location, 1, n.data());
+            break;
+        case 104:
+            GLEntry::glUniform4iv(location, 1, n.data());
+            break;
+        case 1:
+            GLEntry::glUniform1f(location, value);
+            break;
+        case 2:
+            GLEntry::glUniform2fv(location, 1, f.data());
+            break;
+        case 3:
+            GLEntry::glUniform3fv(location, 1, f.data());
+            break;
+        case 4:
+            if (name[0] == 'm')
+                GLEntry::glUniformMatrix2fv(location, 1, GL_FALSE, f.data());
+            else
+                GLEntry::glUniform4fv(location, 1, f.data());
+            break;
+        case 9:
+            GLEntry::glUniformMatrix3fv(location, 1, GL_FALSE, f.data());
+            break;
+        case 16:
+            GLEntry::glUniformMatrix4fv(location, 1, GL_FALSE, f.data());
+            break;
+        }
+    }
+
+    void RawVector(const char* name, const std::vector<float>& v) {
+        const GLint location = Location(name);
+        if (std::strcmp(name, "v2") == 0)
+            GLEntry::glUniform2fv(location, 1, v.data());
+        else if (std::strcmp(name, "v3") == 0)
+            GLEntry::glUniform3fv(location, 1, v.data());
+        else
+            GLEntry::glUniform4fv(location, 1, v.data());
+    }
+
+    // Every component as OpenGL holds it.
+    std::vector<float> Read(const char* name) {
+        const UniformShape& shape = Shape(name);
+        std::vector<float> out(16, 0.0f);
+        const GLuint program = static_cast<GLuint>(program_.GetProgram().Name());
+        if (shape.integer) {
+            std::vector<GLint> n(16, 0);
+            GLEntry::glGetUniformiv(program, Location(name), n.data());
+            std::transform(n.begin(), n.end(), out.begin(), [](GLint v) { return static_cast<float>(v); });
+        } else {
+            GLEntry::glGetUniformfv(program, Location(name), out.data());
+        }
+        out.resize(static_cast<std::size_t>(shape.components));
+        return out;
+    }
+
+    GLSL::Shader shader_{GL_FRAGMENT_SHADER, kAllTypes};
+    EffectProgram program_{&shader_};
+};
+
+// What a uniform holds before a transfer that must do nothing: a value no case writes and that
+// the uniform can hold (a bool holds only 0 or 1, a sampler only a unit number).
+float Sentinel(const char* name) {
+    if (std::strcmp(name, "b") == 0)
+        return 0.0f;
+    if (std::strcmp(name, "rect") == 0 || std::strcmp(name, "plain") == 0)
+        return 5.0f;
+    return -7.0f;
+}
+
+struct SetCase {
+    const char* what;
+    const char* uniform;
+    std::function<void(EffectProgram&)> set;
+    std::vector<float> expected; // empty: the uniform must keep the sentinel
+};
+
+} // namespace
+
+TEST_F(TypedTransferTest, SettersFollowTheTable) {
+    const std::vector<SetCase> cases = {
+        // Integral values.
+        {"int on float sets 2.0", "f", [](EffectProgram& p) { p.SetUniform("f", 2); }, {2}},
+        {"unsigned char on float", "f", [](EffectProgram& p) { p.SetUniform("f", (unsigned char)3); }, {3}},
+        {"unsigned on float", "f", [](EffectProgram& p) { p.SetUniform("f", 4u); }, {4}},
+        {"int on int", "i", [](EffectProgram& p) { p.SetUniform("i", -5); }, {-5}},
+        {"unsigned char on int", "i", [](EffectProgram& p) { p.SetUniform("i", (unsigned char)200); }, {200}},
+        {"int on bool", "b", [](EffectProgram& p) { p.SetUniform("b", 1); }, {1}},
+        {"int on vec2 does nothing", "v2", [](EffectProgram& p) { p.SetUniform("v2", 3); }, {}},
+        {"unsigned on sampler does nothing", "rect", [](EffectProgram& p) { p.SetUniform("rect", 2u); }, {}},
+        // Floating values.
+        {"float on float", "f", [](EffectProgram& p) { p.SetUniform("f", 2.5f); }, {2.5f}},
+        {"double on float", "f", [](EffectProgram& p) { p.SetUniform("f", 2.25); }, {2.25f}},
+        {"float 2.7 on int sets 2", "i", [](EffectProgram& p) { p.SetUniform("i", 2.7f); }, {2}},
+        {"double -2.7 on int sets -2", "i", [](EffectProgram& p) { p.SetUniform("i", -2.7); }, {-2}},
+        {"float on bool does nothing", "b", [](EffectProgram& p) { p.SetUniform("b", 1.0f); }, {}},
+        {"double on vec3 does nothing", "v3", [](EffectProgram& p) { p.SetUniform("v3", 1.0); }, {}},
+        // Color.
+        {"Color on vec3",
+         "v3",
+         [](EffectProgram& p) { p.SetUniform("v3", Color(0.1f, 0.2f, 0.3f, 0.4f)); },
+         {0.1f, 0.2f, 0.3f}},
+        {"Color on vec4",
+         "v4",
+         [](EffectProgram& p) { p.SetUniform("v4", Color(0.1f, 0.2f, 0.3f, 0.4f)); },
+         {0.1f, 0.2f, 0.3f, 0.4f}},
+        {"Color on float does nothing", "f", [](EffectProgram& p) { p.SetUniform("f", Color::Red); }, {}},
+        {"Color on vec2 does nothing", "v2", [](EffectProgram& p) { p.SetUniform("v2", Color::Red); }, {}},
+        // Points.
+        {"p2f on vec2", "v2", [](EffectProgram& p) { p.SetUniform("v2", p2f(1, 2)); }, {1, 2}},
+        {"p2f on vec3", "v3", [](EffectProgram& p) { p.SetUniform("v3", p2f(1, 2)); }, {1, 2, 0}},
+        {"p2f on vec4 sets (x, y, 0, 1)",
+         "v4",
+         [](EffectProgram& p) { p.SetUniform("v4", p2f(1, 2)); },
+         {1, 2, 0, 1}},
+        {"p3f on vec2", "v2", [](EffectProgram& p) { p.SetUniform("v2", p3f(1, 2, 3)); }, {1, 2}},
+        {"p3f on vec3", "v3", [](EffectProgram& p) { p.SetUniform("v3", p3f(1, 2, 3)); }, {1, 2, 3}},
+        {"p3f on vec4", "v4", [](EffectProgram& p) { p.SetUniform("v4", p3f(1, 2, 3)); }, {1, 2, 3, 1}},
+        {"p4f on vec2 divides by w",
+         "v2",
+         [](EffectProgram& p) { p.SetUniform("v2", p4f(2, 4, 6, 2)); },
+         {1, 2}},
+        {"p4f (2, 4, 6, 2) on vec3 sets (1, 2, 3)",
+         "v3",
+         [](EffectProgram& p) { p.SetUniform("v3", p4f(2, 4, 6, 2)); },
+         {1, 2, 3}},
+        {"p4f on vec4 as is",
+         "v4",
+         [](EffectProgram& p) { p.SetUniform("v4", p4f(2, 4, 6, 2)); },
+         {2, 4, 6, 2}},
+        {"p2f on float does nothing", "f", [](EffectProgram& p) { p.SetUniform("f", p2f(1, 2)); }, {}},
+        {"p4f on ivec4 does nothing",
+         "iv4",
+         [](EffectProgram& p) { p.SetUniform("iv4", p4f(1, 2, 3, 4)); },
+         {}},
+        // Integer vectors.
+        {"vec2i on ivec2",
+         "iv2",
+         [](EffectProgram& p) {
+             p.SetUniform("iv2", vec<int, 2>{{7, -8}});
+         },
+         {7, -8}},
+        {"vec3i on ivec3",
+         "iv3",
+         [](EffectProgram& p) {
+             p.SetUniform("iv3", vec<int, 3>{{7, 8, 9}});
+         },
+         {7, 8, 9}},
+        {"vec4i on ivec4",
+         "iv4",
+         [](EffectProgram& p) {
+             p.SetUniform("iv4", vec<int, 4>{{1, 2, 3, 4}});
+         },
+         {1, 2, 3, 4}},
+        {"vec2i on ivec3 does nothing",
+         "iv3",
+         [](EffectProgram& p) {
+             p.SetUniform("iv3", vec<int, 2>{{1, 2}});
+         },
+         {}},
+        {"vec2i on vec2 does nothing",
+         "v2",
+         [](EffectProgram& p) {
+             p.SetUniform("v2", vec<int, 2>{{1, 2}});
+         },
+         {}},
+        // Matrices, as they lie in memory.
+        {"mat2",
+         "m2",
+         [](EffectProgram& p) {
+             p.SetUniform("m2", mat<float, 2>{{1, 2, 3, 4}});
+         },
+         {1, 2, 3, 4}},
+        {"mat3",
+         "m3",
+         [](EffectProgram& p) {
+             p.SetUniform("m3", mat<float, 3>{{1, 2, 3, 4, 5, 6, 7, 8, 9}});
+         },
+         {1, 2, 3, 4, 5, 6, 7, 8, 9}},
+        {"mat4",
+         "m4",
+         [](EffectProgram& p) {
+             p.SetUniform("m4", mat<float, 4>{{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}});
+         },
+         {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}},
+        {"mat2 on mat3 does nothing",
+         "m3",
+         [](EffectProgram& p) {
+             p.SetUniform("m3", mat<float, 2>{{1, 2, 3, 4}});
+         },
+         {}},
+        {"mat4 on vec4 does nothing",
+         "v4",
+         [](EffectProgram& p) { p.SetUniform("v4", mat<float, 4>{}); },
+         {}},
+        // Texture units.
+        {"unit on rectangle sampler",
+         "rect",
+         [](EffectProgram& p) { p.SetUniform("rect", TextureUnit(3)); },
+         {3}},
+        {"unit on 2-D sampler",
+         "plain",
+         [](EffectProgram& p) { p.SetUniform("plain", TextureUnit(2)); },
+         {2}},
+        {"unit on int does nothing", "i", [](EffectProgram& p) { p.SetUniform("i", TextureUnit(1)); }, {}},
+        // No uniform at all.
+        {"unknown name does nothing", "f", [](EffectProgram& p) { p.SetUniform("nothing", 1.0f); }, {}},
+        {"null uniform does nothing",
+         "f",
+         [](EffectProgram& p) { p.SetUniform(static_cast<GLSL::Uniform*>(nullptr), 1.0f); },
+         {}},
+    };
+
+    for (const SetCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        Raw(c.uniform, Sentinel(c.uniform));
+        GLEntry::glActiveTexture(GL_TEXTURE0);
+        ASSERT_NO_THROW(c.set(program_));
+        std::vector<float> expected = c.expected;
+        if (expected.empty())
+            expected.assign(static_cast<std::size_t>(Shape(c.uniform).components), Sentinel(c.uniform));
+        const std::vector<float> actual = Read(c.uniform);
+        ASSERT_EQ(actual.size(), expected.size());
+        for (std::size_t k = 0; k < expected.size(); ++k)
+            EXPECT_FLOAT_EQ(actual[k], expected[k]) << "component " << k;
+        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+    }
+}
+
+TEST_F(TypedTransferTest, TextureUnitSetterMakesTheUnitActiveOnlyWhenItActs) {
+    GLint active = 0;
+    GLEntry::glActiveTexture(GL_TEXTURE0);
+    program_.SetUniform("rect", TextureUnit(3));
+    glGetIntegerv(GL_ACTIVE_TEXTURE, &active);
+    EXPECT_EQ(active, GL_TEXTURE3);
+
+    GLEntry::glActiveTexture(GL_TEXTURE0);
+    program_.SetUniform("f", TextureUnit(2));
+    glGetIntegerv(GL_ACTIVE_TEXTURE, &active);
+    EXPECT_EQ(active, GL_TEXTURE0) << "a uniform of another type is left alone, and so is the unit";
+}
+
+TEST_F(TypedTransferTest, GettersFollowTheTable) {
+    Raw("f", 2.0f);
+    Raw("i", 5.0f);
+    Raw("b", 1.0f);
+    Raw("rect", 3.0f);
+    RawVector("v2", {1, 2});
+    RawVector("v3", {1, 2, 3});
+    RawVector("v4", {2, 4, 6, 2});
+    const int iv3[3] = {7, 8, 9};
+    GLEntry::glUniform3iv(Location("iv3"), 1, iv3);
+    const float m3[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+    GLEntry::glUniformMatrix3fv(Location("m3"), 1, GL_FALSE, m3);
+
+    int n = 0;
+    program_.GetUniform("f", n);
+    EXPECT_EQ(n, 2) << "an integer from a float uniform";
+    unsigned char byte = 0;
+    program_.GetUniform("i", byte);
+    EXPECT_EQ(byte, 5);
+    unsigned int u = 0;
+    program_.GetUniform("b", u);
+    EXPECT_EQ(u, 1u);
+    float f = 0;
+    program_.GetUniform("i", f);
+    EXPECT_EQ(f, 5.0f) << "a float from an int uniform";
+    double d = 0;
+    program_.GetUniform("f", d);
+    EXPECT_EQ(d, 2.0);
+    f = 9;
+    program_.GetUniform("b", f);
+    EXPECT_EQ(f, 9.0f) << "a float from a bool uniform is not in the table";
+
+    Color colour(9, 9, 9, 9);
+    program_.GetUniform("v3", colour);
+    EXPECT_EQ(colour, Color(1, 2, 3, 9)) << "three components read, alpha kept";
+    program_.GetUniform("v4", colour);
+    EXPECT_EQ(colour, Color(2, 4, 6, 2));
+    Color untouched(9, 9, 9, 9);
+    program_.GetUniform("f", untouched);
+    EXPECT_EQ(untouched, Color(9, 9, 9, 9));
+
+    p2f a;
+    program_.GetUniform("v2", a);
+    EXPECT_EQ(a, p2f(1, 2));
+    program_.GetUniform("v3", a);
+    EXPECT_EQ(a, p2f(1, 2));
+    program_.GetUniform("v4", a);
+    EXPECT_EQ(a, p2f(1, 2)) << "(x/w, y/w)";
+
+    p3f b(9, 9, 9);
+    program_.GetUniform("v2", b);
+    EXPECT_EQ(b, p3f(1, 2, 0));
+    program_.GetUniform("v3", b);
+    EXPECT_EQ(b, p3f(1, 2, 3));
+    EXPECT_EQ(b.tag, 0);
+    program_.GetUniform("v4", b);
+    EXPECT_EQ(b, p3f(2, 4, 6)) << "not divided by w";
+    EXPECT_EQ(b.tag, -1);
+
+    p4f c(9, 9, 9, 9);
+    program_.GetUniform("v2", c);
+    EXPECT_EQ(c, p4f(1, 2, 0, 1));
+    program_.GetUniform("v3", c);
+    EXPECT_EQ(c, p4f(1, 2, 3, 1));
+    program_.GetUniform("v4", c);
+    EXPECT_EQ(c, p4f(2, 4, 6, 2));
+
+    vec<int, 3> v3i{{0, 0, 0}};
+    program_.GetUniform("iv3", v3i);
+    EXPECT_EQ(v3i.v[0], 7);
+    EXPECT_EQ(v3i.v[2], 9);
+    vec<int, 2> v2i{{-1, -1}};
+    program_.GetUniform("iv3", v2i);
+    EXPECT_EQ(v2i.v[0], -1) << "an ivec3 is not read into two ints";
+
+    mat<float, 3> m{};
+    program_.GetUniform("m3", m);
+    for (int k = 0; k < 9; ++k)
+        EXPECT_EQ(m.v[k], m3[k]);
+    mat<float, 4> m4{};
+    m4.v[0] = 42;
+    program_.GetUniform("m3", m4);
+    EXPECT_EQ(m4.v[0], 42.0f);
+
+    TextureUnit unit;
+    program_.GetUniform("rect", unit);
+    EXPECT_EQ(unit.unit, unsigned(GL_TEXTURE3));
+    TextureUnit other(1);
+    program_.GetUniform("f", other);
+    EXPECT_EQ(other.unit, unsigned(GL_TEXTURE1));
+
+    float none = 5;
+    program_.GetUniform("nothing", none);
+    program_.GetUniform(static_cast<GLSL::Uniform*>(nullptr), none);
+    EXPECT_EQ(none, 5.0f);
+}
+
+TEST_F(TypedTransferTest, AUniformWithoutLocationThrowsOnlyWhenItsTypeSuits) {
+    GLSL::Uniform loose("f", GL_FLOAT); // never attached
+    try {
+        program_.SetUniform(&loose, 1.0f);
+        FAIL() << "a suitable uniform without a location must throw";
+    } catch (const Error& e) {
+        EXPECT_STREQ(e.what(), "No Location for Uniform Variable");
+    }
+    float value = 0;
+    EXPECT_THROW(program_.GetUniform(&loose, value), Error);
+    EXPECT_NO_THROW(program_.SetUniform(&loose, Color::White)) << "a type that does not fit does nothing";
+}
+
+TEST_F(EffectProgramTest, CompileFailureThrowsOnTheFirstApplyAndTheLinkReportsItAfter) {
+    GLSL::Shader broken(GL_FRAGMENT_SHADER, "void main() { gl_FragColor = ; }\n");
+    EffectProgram program(&broken);
+    try {
+        program.Apply();
+        FAIL();
+    } catch (const Error& e) {
+        EXPECT_TRUE(StartsWith(e.what(), "GLSL Compile Error:\n")) << e.what();
+    }
+    try {
+        program.Apply();
+        FAIL() << "the broken shader is attached and the program cannot link";
+    } catch (const Error& e) {
+        EXPECT_TRUE(StartsWith(e.what(), "GLSL Link Error:\n")) << e.what();
+    }
+    GLint attached = 0;
+    GLEntry::glGetProgramiv(static_cast<GLuint>(program.GetProgram().Name()), GL_ATTACHED_SHADERS, &attached);
+    EXPECT_EQ(attached, 2) << "the shader and the common shader, each attached once";
+    while (glGetError() != GL_NO_ERROR) {
+    }
+}
+
+TEST_F(EffectProgramTest, LinkFailureThrowsWithItsPrefix) {
+    GLSL::Shader unresolved(GL_FRAGMENT_SHADER,
+                            "float nowhere();\nvoid main() { gl_FragColor = vec4(nowhere()); }\n");
+    EffectProgram program(&unresolved);
+    try {
+        program.Apply();
+        FAIL();
+    } catch (const Error& e) {
+        EXPECT_TRUE(StartsWith(e.what(), "GLSL Link Error:\n")) << e.what();
+    }
+    EXPECT_FALSE(program.GetProgram().NeedsLink()) << "relink is already cleared";
+}
+
+TEST_F(EffectProgramTest, DrawRegionCoversTheRegionWithCoordinatesOnEachUnit) {
+    // Fixed-function vertices; the fragment shows the coordinates of units 0 and 1.
+    GLSL::Shader show(GL_FRAGMENT_SHADER,
+                      "void main() { gl_FragColor = vec4(gl_TexCoord[0].st, gl_TexCoord[1].st); }\n");
+    GLSL::Shader third(GL_FRAGMENT_SHADER,
+                       "void main() { gl_FragColor = vec4(gl_TexCoord[2].st, 0.0, 1.0); }\n");
+    EffectProgram coordinates(&show);
+    EffectProgram unitTwo(&third);
+    for (int unit = 0; unit < 3; ++unit) {
+        GLEntry::glActiveTexture(GL_TEXTURE0 + unit);
+        glMatrixMode(GL_TEXTURE);
+        glLoadIdentity();
+    }
+    GLEntry::glActiveTexture(GL_TEXTURE0);
+    glMatrixMode(GL_MODELVIEW);
+    GLEntry::glMultiTexCoord2f(GL_TEXTURE2, 0.25f, 0.75f);
+
+    const int size = 64;
+    const Region region(10, 20, 30, 40);
+    FloatTarget target(size, size);
+    target.Clear({-1, -1, -1, -1});
+    coordinates.Apply();
+    EffectProgram::DrawRegion(region, GL_TEXTURE0 + 1);
+    GLfloat normal[3] = {};
+    glGetFloatv(GL_CURRENT_NORMAL, normal);
+    EXPECT_EQ(normal[2], 1.0f);
+    EXPECT_EQ(normal[0], 0.0f);
+    const std::vector<Rgba> out = target.Read();
+    for (int y = 0; y < size; ++y)
+        for (int x = 0; x < size; ++x) {
+            const Rgba& p = out[static_cast<std::size_t>(y * size + x)];
+            const bool inside = x >= 10 && x < 40 && y >= 20 && y < 60;
+            if (!inside) {
+                EXPECT_EQ(p[0], -1.0f) << "outside at " << x << "," << y;
+                continue;
+            }
+            const float s = (x + 0.5f - 10) / 30, t = (y + 0.5f - 20) / 40;
+            EXPECT_NEAR(p[0], s, 1e-5);
+            EXPECT_NEAR(p[1], t, 1e-5);
+            EXPECT_NEAR(p[2], s, 1e-5) << "unit 1 receives the same coordinate";
+            EXPECT_NEAR(p[3], t, 1e-5);
+        }
+
+    unitTwo.Apply();
+    EffectProgram::DrawRegion(region, GL_TEXTURE0 + 1);
+    const Rgba inside = target.At(25, 40);
+    EXPECT_EQ(inside[0], 0.25f) << "units beyond the last one are left alone";
+    EXPECT_EQ(inside[1], 0.75f);
+
+    target.Clear({-1, -1, -1, -1});
+    coordinates.Apply();
+    GLEntry::glMultiTexCoord2f(GL_TEXTURE1, 0.5f, 0.5f);
+    EffectProgram::DrawRegion(region); // the fixed-function coordinate only
+    const Rgba corner = target.At(10, 20);
+    EXPECT_NEAR(corner[0], 0.5f / 30, 1e-5);
+    EXPECT_EQ(corner[2], 0.5f) << "no unit coordinate without a last unit";
+}
+
+TEST_F(EffectProgramTest, ShaderListHoldsSixteenAndFinalizeForgetsIt) {
+    GLSL::Shader shader(GL_FRAGMENT_SHADER,
+                        "uniform float level;\nvoid main() { gl_FragColor = vec4(level); }\n");
+    EffectProgram program(nullptr, &shader, nullptr);
+    EXPECT_EQ(program.ShaderCount(), 1) << "null shaders are ignored";
+    for (int k = 0; k < 20; ++k)
+        program.AddShader(&EffectProgram::sVertexShader);
+    EXPECT_EQ(program.ShaderCount(), EffectProgram::kMaxShaders);
+
+    EffectProgram used(&EffectProgram::sVertexShader, &shader);
+    used.Apply();
+    EXPECT_TRUE(used.GetProgram().IsCurrent());
+    EXPECT_TRUE(used.HasUniform("level"));
+    used.Finalize();
+    EXPECT_EQ(used.ShaderCount(), 0);
+    EXPECT_EQ(used.GetProgram().Name(), 0);
+    EXPECT_FALSE(used.HasUniform("level"));
+    used.AddShader(&shader);
+    used.Apply();
+    EXPECT_TRUE(used.HasUniform("level")) << "usable again once its shaders are added";
+}
+
+TEST_F(EffectProgramTest, RepeatedApplyNeitherRelinksNorRequeries) {
+    GLSL::Shader shader(GL_FRAGMENT_SHADER,
+                        "uniform float level;\nvoid main() { gl_FragColor = vec4(level); }\n");
+    EffectProgram program(&EffectProgram::sVertexShader, &shader);
+    const unsigned long links = GLSL::Program::LinkCount();
+    const unsigned long discoveries = EffectProgram::DiscoveryCount();
+    const unsigned long lookups = GLSL::Uniform::LookupCount();
+    for (int k = 0; k < 5; ++k) {
+        program.Apply();
+        program.SetUniform("level", 0.5f + static_cast<float>(k));
+    }
+    EXPECT_EQ(GLSL::Program::LinkCount(), links + 1);
+    EXPECT_EQ(EffectProgram::DiscoveryCount(), discoveries + 1);
+    EXPECT_EQ(GLSL::Uniform::LookupCount(), lookups + 1);
+    float level = 0;
+    program.GetUniform("level", level);
+    EXPECT_EQ(level, 4.5f);
+
+    // Without active uniforms there is no table, so discovery runs at every Apply.
+    GLSL::Shader constant(GL_FRAGMENT_SHADER, "void main() { gl_FragColor = vec4(1.0); }\n");
+    EffectProgram bare(&constant);
+    const unsigned long before = EffectProgram::DiscoveryCount();
+    bare.Apply();
+    bare.Apply();
+    EXPECT_EQ(EffectProgram::DiscoveryCount(), before + 2);
+}
+
+TEST_F(EffectProgramTest, MissingEntryPointThrowsBeforeAnythingIsMade) {
+    GLSL::Shader shader(GL_FRAGMENT_SHADER, "void main() { gl_FragColor = vec4(1.0); }\n");
+    EffectProgram program(&shader);
+    {
+        MissingEntry<decltype(GLEntry::glLinkProgram)> missing(GLEntry::glLinkProgram);
+        EXPECT_THROW(program.Apply(), Unsupported);
+        EXPECT_EQ(program.GetProgram().Name(), 0);
+        EXPECT_EQ(shader.Name(), 0u);
+    }
+    {
+        MissingEntry<decltype(GLEntry::glMultiTexCoord2fv)> missing(GLEntry::glMultiTexCoord2fv);
+        EXPECT_THROW(EffectProgram::DrawRegion(Region(4, 4), GL_TEXTURE1), Unsupported);
+        EXPECT_NO_THROW(EffectProgram::DrawRegion(Region(4, 4))) << "no unit coordinates, no need";
+    }
+    EXPECT_NO_THROW(program.Apply());
+}

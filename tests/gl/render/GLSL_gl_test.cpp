@@ -1,0 +1,242 @@
+// The GLSL wrappers on a real context: lazy compilation, compile and link failures with their
+// message prefixes, relinking only after a change, uniform location look-up once, the recorded
+// current program, loading a source file, and missing entry points.
+#include "core/Errors.h"
+#include "gl/context/EntryPoints.h"
+#include "gl/render/GLSL.h"
+
+#include "gl/render/EffectProgramTestSupport.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <unistd.h>
+
+using namespace OGL_ZEP6_AE;
+using zep6test::GlProgramTest;
+using zep6test::MissingEntry;
+
+namespace {
+
+const char* const kGoodFragment = "uniform float level;\nvoid main() { gl_FragColor = vec4(level); }\n";
+const char* const kBadFragment = "void main() { gl_FragColor = vec4(1.0) + ; }\n";
+// Compiles, but calls a function that no shader of the program defines.
+const char* const kUnresolvedFragment = "float missing();\nvoid main() { gl_FragColor = vec4(missing()); }\n";
+
+bool StartsWith(const char* text, const char* prefix) {
+    return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+}
+
+using GlslTest = GlProgramTest;
+
+} // namespace
+
+TEST_F(GlslTest, ShaderCompilesOnceOnFirstUse) {
+    GLSL::Shader shader(GL_FRAGMENT_SHADER, kGoodFragment);
+    EXPECT_EQ(shader.Name(), 0u) << "constructing makes no OpenGL object";
+    const int name = shader;
+    EXPECT_NE(name, 0);
+    EXPECT_TRUE(GLEntry::glIsShader(static_cast<GLuint>(name)));
+    GLint type = 0;
+    GLEntry::glGetShaderiv(static_cast<GLuint>(name), GL_SHADER_TYPE, &type);
+    EXPECT_EQ(type, GL_FRAGMENT_SHADER);
+    shader.Initialize();
+    EXPECT_EQ(static_cast<int>(shader.Name()), name) << "a compiled shader is not made again";
+
+    shader.Finalize();
+    EXPECT_EQ(shader.Name(), 0u);
+    EXPECT_FALSE(GLEntry::glIsShader(static_cast<GLuint>(name)));
+    shader.Initialize();
+    EXPECT_NE(shader.Name(), 0u) << "the source survives Finalize, so the shader can be made again";
+}
+
+TEST_F(GlslTest, CompileFailureThrowsTheLogOnceAndKeepsTheName) {
+    GLSL::Shader shader(GL_FRAGMENT_SHADER, kBadFragment);
+    try {
+        shader.Initialize();
+        FAIL() << "a syntax error must throw";
+    } catch (const Error& e) {
+        EXPECT_TRUE(StartsWith(e.what(), "GLSL Compile Error:\n")) << e.what();
+        EXPECT_GT(std::strlen(e.what()), std::strlen("GLSL Compile Error:\n")) << "the driver's log follows";
+        EXPECT_STREQ(e.what(), shader.ErrorText());
+    }
+    EXPECT_NE(shader.Name(), 0u);
+    EXPECT_NO_THROW(shader.Initialize()) << "the failure is not reported twice";
+}
+
+TEST_F(GlslTest, LinkFailureThrowsWithItsPrefixAndClearsRelink) {
+    GLSL::Shader shader(GL_FRAGMENT_SHADER, kUnresolvedFragment);
+    GLSL::Program program;
+    program.Attach(shader);
+    EXPECT_TRUE(program.NeedsLink());
+    const unsigned long links = GLSL::Program::LinkCount();
+    try {
+        program.Apply();
+        FAIL() << "an unresolved function must fail to link";
+    } catch (const Error& e) {
+        EXPECT_TRUE(StartsWith(e.what(), "GLSL Link Error:\n")) << e.what();
+    }
+    EXPECT_EQ(GLSL::Program::LinkCount(), links + 1);
+    EXPECT_FALSE(program.NeedsLink());
+    EXPECT_FALSE(program.IsCurrent());
+    while (glGetError() != GL_NO_ERROR) { // using an unlinked program is an OpenGL error
+    }
+}
+
+TEST_F(GlslTest, ProgramLinksOnlyAfterAChange) {
+    GLSL::Shader vertex(GL_VERTEX_SHADER, "void main() { gl_Position = ftransform(); }\n");
+    GLSL::Shader fragment(GL_FRAGMENT_SHADER, kGoodFragment);
+    GLSL::Program program;
+    EXPECT_EQ(program.Name(), 0);
+    program.Attach(fragment);
+    const unsigned long links = GLSL::Program::LinkCount();
+    program.Apply();
+    EXPECT_TRUE(program.IsCurrent());
+    program.Apply();
+    program.Apply();
+    EXPECT_EQ(GLSL::Program::LinkCount(), links + 1) << "linked once for three applications";
+
+    program.Attach(vertex);
+    EXPECT_TRUE(program.NeedsLink());
+    program.Apply();
+    EXPECT_EQ(GLSL::Program::LinkCount(), links + 2);
+    program.Detach(vertex);
+    program.Apply();
+    EXPECT_EQ(GLSL::Program::LinkCount(), links + 3);
+    GLint attached = 0;
+    GLEntry::glGetProgramiv(static_cast<GLuint>(program.Name()), GL_ATTACHED_SHADERS, &attached);
+    EXPECT_EQ(attached, 1);
+
+    GLSL::Program::UseProgram(0);
+    EXPECT_FALSE(program.IsCurrent());
+    GLSL::Program other;
+    other.Retrieve();
+    EXPECT_EQ(other.Name(), 0) << "Retrieve reads OpenGL's current program";
+    program.Apply();
+    other.Retrieve();
+    EXPECT_EQ(other.Name(), program.Name());
+
+    GLSL::Program::UseProgram(0);
+    other.Retrieve(); // back to no name, so that only `program` deletes the object
+
+    const GLuint name = static_cast<GLuint>(program.Name());
+    program.Finalize();
+    EXPECT_EQ(program.Name(), 0);
+    EXPECT_FALSE(program.NeedsLink());
+    // Drivers may keep a deleted program's name alive for a while; it is then flagged deleted.
+    GLint deleted = GL_TRUE;
+    if (GLEntry::glIsProgram(name))
+        GLEntry::glGetProgramiv(name, GL_DELETE_STATUS, &deleted);
+    EXPECT_EQ(deleted, GL_TRUE);
+}
+
+TEST_F(GlslTest, CurrentProgramRecordsWithoutAskingOpenGL) {
+    GLSL::Shader fragment(GL_FRAGMENT_SHADER, kGoodFragment);
+    GLSL::Program program;
+    program.Attach(fragment);
+    program.Apply();
+    GLSL::Program::UseProgram(0);
+
+    GLSL::CurrentProgram current(program.Name());
+    current.Apply();
+    GLint bound = 0;
+    glGetIntegerv(GL_CURRENT_PROGRAM, &bound);
+    EXPECT_EQ(bound, program.Name());
+
+    GLSL::Program::UseProgram(0); // behind the record's back
+    GLSL::CurrentProgram read;
+    read.Retrieve();
+    EXPECT_EQ(read.Name(), program.Name()) << "Retrieve returns the record, not OpenGL's binding";
+    GLSL::CurrentProgram(0).Apply();
+    read.Retrieve();
+    EXPECT_EQ(read.Name(), 0);
+}
+
+TEST_F(GlslTest, UniformLooksItsLocationUpOnce) {
+    GLSL::Uniform early("level", GL_FLOAT);
+    GLSL::Program empty;
+    try {
+        early.Attach(empty);
+        FAIL() << "a program without a name has no uniforms";
+    } catch (const Error& e) {
+        EXPECT_STREQ(e.what(), "No Program for Uniform Variable");
+    }
+    EXPECT_FALSE(early.IsAttached());
+
+    GLSL::Shader fragment(GL_FRAGMENT_SHADER, kGoodFragment);
+    GLSL::Program program;
+    program.Attach(fragment);
+    program.Apply();
+    GLSL::Uniform level("level", GL_FLOAT);
+    EXPECT_STREQ(level.Name(), "level");
+    EXPECT_EQ(level.Type(), unsigned(GL_FLOAT));
+    EXPECT_EQ(static_cast<int>(level), -1);
+    const unsigned long lookups = GLSL::Uniform::LookupCount();
+    level.Attach(program);
+    EXPECT_TRUE(level.IsAttached());
+    EXPECT_EQ(static_cast<int>(level),
+              GLEntry::glGetUniformLocation(static_cast<GLuint>(program.Name()), "level"));
+    level.Attach(program);
+    level.Attach(program.Name());
+    EXPECT_EQ(GLSL::Uniform::LookupCount(), lookups + 1) << "an attached uniform keeps its location";
+
+    GLSL::Uniform absent("no_such_uniform", GL_FLOAT);
+    absent.Attach(program);
+    EXPECT_FALSE(absent.IsAttached()) << "OpenGL reports -1 for a name the program does not have";
+}
+
+TEST_F(GlslTest, LoadFileReadsTheWholeFile) {
+    char path[] = "/tmp/zep6_glsl_XXXXXX";
+    const int fd = mkstemp(path);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    const std::string text = std::string("// from a file\n") + kGoodFragment;
+    {
+        std::ofstream out(path);
+        out << text;
+    }
+    GLSL::Shader shader(GL_FRAGMENT_SHADER, "unchanged");
+    EXPECT_FALSE(shader.LoadFile("/nonexistent/dir/shader.glsl"));
+    EXPECT_STREQ(shader.Source(), "unchanged") << "a file that cannot be opened leaves the source";
+    EXPECT_TRUE(shader.LoadFile(path));
+    EXPECT_EQ(std::string(shader.Source()), text);
+    EXPECT_NO_THROW(shader.Initialize()) << "the loaded source compiles";
+
+    { std::ofstream truncate(path, std::ios::trunc); }
+    GLSL::Shader empty(GL_FRAGMENT_SHADER, "old");
+    EXPECT_FALSE(empty.LoadFile(path)) << "no text read";
+    EXPECT_STREQ(empty.Source(), "");
+    std::remove(path);
+}
+
+TEST_F(GlslTest, MissingEntryPointThrowsUnsupportedBeforeAnyCall) {
+    GLSL::Shader shader(GL_FRAGMENT_SHADER, kGoodFragment);
+    {
+        MissingEntry<decltype(GLEntry::glCompileShader)> missing(GLEntry::glCompileShader);
+        EXPECT_THROW(shader.Initialize(), Unsupported);
+        EXPECT_EQ(shader.Name(), 0u) << "no shader object was made";
+    }
+    GLSL::Program program;
+    {
+        MissingEntry<decltype(GLEntry::glAttachShader)> missing(GLEntry::glAttachShader);
+        EXPECT_THROW(program.Attach(shader), Unsupported);
+        EXPECT_EQ(program.Name(), 0) << "no program object was made";
+        EXPECT_EQ(shader.Name(), 0u) << "the shader was not compiled either";
+    }
+    program.Attach(shader);
+    {
+        MissingEntry<decltype(GLEntry::glUseProgram)> missing(GLEntry::glUseProgram);
+        EXPECT_THROW(program.Apply(), Unsupported);
+        EXPECT_TRUE(program.NeedsLink()) << "not linked: the check comes before the link";
+    }
+    {
+        MissingEntry<decltype(GLEntry::glGetUniformLocation)> missing(GLEntry::glGetUniformLocation);
+        GLSL::Uniform level("level", GL_FLOAT);
+        EXPECT_THROW(level.Attach(program), Unsupported);
+    }
+}

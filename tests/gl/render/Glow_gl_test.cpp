@@ -1,0 +1,194 @@
+// The four glow programs on llvmpipe against CPU references: the luma threshold, the two
+// one-directional blurs (offsets 1.5, 3.5, ... with weights 1 - offset^2 / radius^2, samples
+// clamped to the texture, linear filtering), and the glow composite.
+#include "gl/render/EffectProgram.h"
+#include "gl/render/Glow.h"
+#include "gl/state/Texturing.h"
+
+#include "gl/render/ApplyModeReference.h"
+#include "gl/render/EffectProgramTestSupport.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+using namespace OGL_ZEP6_AE;
+using namespace zep6test;
+
+namespace {
+
+using GlowTest = GlProgramTest;
+
+// A texture of w x h pixels with values spread over 0 .. 1.3 (beyond 1 to reach the clamps).
+std::vector<Rgba> Pattern(int w, int h) {
+    std::vector<Rgba> pixels;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const float v = static_cast<float>((x * 7 + y * 3) % 13) / 10.0f;
+            pixels.push_back({v, 1.3f - v, static_cast<float>((x + 2 * y) % 5) / 4.0f,
+                              static_cast<float>((3 * x + y) % 4) / 3.0f});
+        }
+    return pixels;
+}
+
+// Bilinear sample of a rectangle texture at (x, y) in texels, edges clamped.
+V4 Linear(const std::vector<Rgba>& t, int w, int h, double x, double y) {
+    const double u = x - 0.5, v = y - 0.5;
+    const int i0 = static_cast<int>(std::floor(u)), j0 = static_cast<int>(std::floor(v));
+    const double fu = u - i0, fv = v - j0;
+    auto at = [&](int i, int j) {
+        const Rgba& p = t[static_cast<std::size_t>(std::clamp(j, 0, h - 1) * w + std::clamp(i, 0, w - 1))];
+        return V4{p[0], p[1], p[2], p[3]};
+    };
+    return Mix(Mix(at(i0, j0), at(i0 + 1, j0), fu), Mix(at(i0, j0 + 1), at(i0 + 1, j0 + 1), fu), fv);
+}
+
+V4 BlurReference(const std::vector<Rgba>& t, int w, int h, int px, int py, double radius, bool horizontal) {
+    const double cx = px + 0.5, cy = py + 0.5;
+    V4 result = Linear(t, w, h, cx, cy);
+    double sum = 1;
+    for (double offset = 1.5; offset <= radius; offset += 2) {
+        const double weight = 1 - offset * offset / (radius * radius);
+        if (horizontal) {
+            result = result + Linear(t, w, h, std::clamp(cx - offset, 0.0, w - 1.0), cy) * weight;
+            result = result + Linear(t, w, h, std::clamp(cx + offset, 0.0, w - 1.0), cy) * weight;
+        } else {
+            result = result + Linear(t, w, h, cx, std::clamp(cy - offset, 0.0, h - 1.0)) * weight;
+            result = result + Linear(t, w, h, cx, std::clamp(cy + offset, 0.0, h - 1.0)) * weight;
+        }
+        sum += 2 * weight;
+    }
+    return Clamp01(result * (1 / sum));
+}
+
+void ExpectNear(const Rgba& got, const V4& expected, const char* what, int x, int y) {
+    for (int k = 0; k < 4; ++k)
+        EXPECT_NEAR(got[static_cast<std::size_t>(k)], expected[k], 1e-5)
+            << what << " at " << x << "," << y << " channel " << k;
+}
+
+} // namespace
+
+TEST_F(GlowTest, ThresholdKeepsPixelsFromTheGivenLumaUp) {
+    const std::vector<Rgba> pixels = {
+        {0.49f, 0.49f, 0.49f, 1}, {0.5f, 0.5f, 0.5f, 1}, {1, 0, 0, 0.5f}, {0, 1, 0, 0.25f},
+        {0.2f, 0.9f, 0.6f, 0.8f}, {0.9f, 0.1f, 0.9f, 1}, {0, 0, 0, 0},    {1.2f, 1.1f, 1, 0.5f},
+    };
+    const int n = static_cast<int>(pixels.size());
+    FloatTarget target(n, 1);
+    FloatTexture source(n, 1, pixels);
+    source.BindOn(0);
+    EffectProgram& threshold = EffectProgram::sThreshold;
+    threshold.Apply();
+    EXPECT_TRUE(threshold.HasUniform("threshold_source"));
+    EXPECT_TRUE(threshold.HasUniform("threshold_luma"));
+    threshold.SetUniform("threshold_source", TextureUnit(0));
+
+    for (const float level : {0.5f, 0.3f, 0.0f}) {
+        threshold.SetUniform("threshold_luma", level);
+        target.Clear({-1, -1, -1, -1});
+        EffectProgram::DrawRegion(Region(n, 1), GL_TEXTURE0);
+        const std::vector<Rgba> out = target.Read();
+        for (int x = 0; x < n; ++x) {
+            const Rgba& p = pixels[static_cast<std::size_t>(x)];
+            const double luma = p[0] * 0.299 + p[1] * 0.587 + p[2] * 0.114;
+            // Grey 0.5 has a Rec. 601 luma of exactly 0.5: it is kept at threshold 0.5.
+            const bool kept = x == 1 ? level <= 0.5f : luma >= level;
+            ExpectNear(out[static_cast<std::size_t>(x)], kept ? V4{p[0], p[1], p[2], p[3]} : V4{0, 0, 0, 0},
+                       "threshold", x, 0);
+        }
+    }
+    threshold.SetUniform("threshold_luma", 0.5f);
+    EffectProgram::DrawRegion(Region(n, 1), GL_TEXTURE0);
+    EXPECT_EQ(target.At(0, 0)[3], 0.0f) << "a grey of 0.49 is below 0.5";
+    EXPECT_EQ(target.At(1, 0)[0], 0.5f) << "a grey of 0.5 is kept";
+}
+
+TEST_F(GlowTest, BlursSampleAtOddHalfOffsetsAlongTheirAxis) {
+    const int w = 12, h = 9;
+    const std::vector<Rgba> pixels = Pattern(w, h);
+    FloatTarget target(w, h);
+    FloatTexture source(w, h, pixels, GL_LINEAR);
+    source.BindOn(0);
+
+    struct Direction {
+        EffectProgram* program;
+        const char* name;
+        bool horizontal;
+    };
+    for (const Direction& d : {Direction{&EffectProgram::sHorizBlur, "horizontal", true},
+                               Direction{&EffectProgram::sVertBlur, "vertical", false}}) {
+        d.program->Apply();
+        for (const char* name : {"blur_source", "blur_size", "blur_radius"})
+            EXPECT_TRUE(d.program->HasUniform(name)) << d.name << " " << name;
+        d.program->SetUniform("blur_source", TextureUnit(0));
+        d.program->SetUniform("blur_size", p2f(w, h));
+        // 1: the centre only; 4: offsets 1.5 and 3.5; 6.5: also 5.5, reaching past the edges.
+        for (const float radius : {1.0f, 4.0f, 6.5f}) {
+            d.program->SetUniform("blur_radius", radius);
+            target.Clear({-1, -1, -1, -1});
+            EffectProgram::DrawRegion(Region(w, h), GL_TEXTURE0);
+            const std::vector<Rgba> out = target.Read();
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x)
+                    ExpectNear(out[static_cast<std::size_t>(y * w + x)],
+                               BlurReference(pixels, w, h, x, y, radius, d.horizontal), d.name, x, y);
+        }
+    }
+
+    // Radius 4 at an inner pixel, spelled out: weights 1 - 2.25/16 and 1 - 12.25/16.
+    EffectProgram::sHorizBlur.Apply();
+    EffectProgram::sHorizBlur.SetUniform("blur_radius", 4.0f);
+    EffectProgram::DrawRegion(Region(w, h), GL_TEXTURE0);
+    const double w1 = 1 - 2.25 / 16, w2 = 1 - 12.25 / 16;
+    auto red = [&](double x) { return Linear(pixels, w, h, x, 4.5).r; };
+    const double expected =
+        (red(5.5) + w1 * (red(4.0) + red(7.0)) + w2 * (red(2.0) + red(9.0))) / (1 + 2 * w1 + 2 * w2);
+    EXPECT_NEAR(target.At(5, 4)[0], std::min(1.0, expected), 1e-5);
+}
+
+TEST_F(GlowTest, GlowAddsTheBlurredColourWeightedByItsAlpha) {
+    const int w = 6, h = 4;
+    const std::vector<Rgba> original = Pattern(w, h);
+    std::vector<Rgba> blurred = Pattern(h, w);
+    std::reverse(blurred.begin(), blurred.end());
+    FloatTarget target(w, h);
+    FloatTexture o(w, h, original), b(w, h, blurred);
+    o.BindOn(0);
+    b.BindOn(1);
+    EffectProgram& glow = EffectProgram::sGlow;
+    glow.Apply();
+    for (const char* name : {"glow_source", "glow_blurred", "glow_intensity"})
+        EXPECT_TRUE(glow.HasUniform(name)) << name;
+    glow.SetUniform("glow_source", TextureUnit(0));
+    glow.SetUniform("glow_blurred", TextureUnit(1));
+    for (const float intensity : {0.0f, 0.75f, 2.0f}) {
+        glow.SetUniform("glow_intensity", intensity);
+        EffectProgram::DrawRegion(Region(w, h), GL_TEXTURE0);
+        const std::vector<Rgba> out = target.Read();
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const std::size_t i = static_cast<std::size_t>(y * w + x);
+                const V4 ov{original[i][0], original[i][1], original[i][2], original[i][3]};
+                const V4 bv{blurred[i][0], blurred[i][1], blurred[i][2], blurred[i][3]};
+                const double k = bv.a * intensity;
+                ExpectNear(out[i], Clamp01(V4{bv.r * k + ov.r, bv.g * k + ov.g, bv.b * k + ov.b, k + ov.a}),
+                           "glow", x, y);
+            }
+    }
+}
+
+TEST_F(GlowTest, GlowProgramsLinkAgainAfterFinalize) {
+    EffectProgram& threshold = EffectProgram::sThreshold;
+    threshold.Apply();
+    threshold.Finalize();
+    EXPECT_EQ(threshold.GetProgram().Name(), 0);
+    EXPECT_EQ(threshold.ShaderCount(), 1) << "its one shader is kept";
+    threshold.Apply();
+    EXPECT_TRUE(threshold.GetProgram().IsCurrent());
+    EXPECT_TRUE(threshold.HasUniform("threshold_luma"));
+}

@@ -1,0 +1,223 @@
+// The texture and renderbuffer caches on a real context: reuse across sizes, the budget with
+// real OpenGL objects (evicted ones are deleted), and renderbuffer limits. Each case needs caches
+// as a fresh process has them (GL tests run one process per case).
+
+#include "core/PixelFormat.h"
+#include "gl/context/EntryPoints.h"
+#include "gl/render/Region.h"
+#include "gl/resources/InternalFormat.h"
+#include "gl/resources/MemoryBuffer.h"
+#include "gl/resources/OpaqueBuffer.h"
+#include "gl/resources/RenderBuffer.h"
+#include "gl/resources/TextureBuffer.h"
+#include "support/TestImage.h"
+#include "ResourceTestSupport.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+using namespace OGL_ZEP6_AE;
+using zep6test::OnWorker;
+using zep6test::TestImage;
+
+namespace {
+
+constexpr unsigned int kRect = GL_TEXTURE_RECTANGLE;
+
+// The caches are process-wide; the cases that count bytes start from an empty, working one.
+
+TEST(TextureCache, NotExactRequestsShareOneHighDefinitionTexture) {
+    ZEP6_REQUIRE_FRESH_CACHES();
+    ASSERT_TRUE(OnWorker([] {
+        TextureBuffer* small = TextureBuffer::Make(TextureKey(kRect, 100, 100, GL_RGBA8, 0));
+        ASSERT_NE(small, nullptr);
+        EXPECT_EQ(small->Width(), 2048);
+        EXPECT_EQ(small->Height(), 1080);
+        EXPECT_EQ(TextureBuffer::Counters().inUse, 2048L * 1080 * 4);
+
+        // Leave a mark, so the reuse is seen to hand the texture over as it was.
+        ASSERT_TRUE(small->Select());
+        glClearColor(0, 1, 0, 1);
+        glClear(GL_COLOR_BUFFER_BIT);
+        const unsigned int name = small->TextureName();
+        TextureBuffer::Recycle(small);
+        EXPECT_EQ(TextureBuffer::Counters().idle, 2048L * 1080 * 4);
+
+        TextureBuffer* hd = TextureBuffer::Make(TextureKey(kRect, 1920, 1080, GL_RGBA8, 0));
+        EXPECT_EQ(hd, small);
+        EXPECT_EQ(hd->TextureName(), name);
+        ASSERT_TRUE(hd->Select());
+        TestImage pixel(zep6test::Formats::RGBA8, 1, 1);
+        hd->ReadImageNative(&pixel, Region(1, 1), Region(1900, 1000, 1, 1));
+        EXPECT_EQ(pixel.Get<RGBA8>(0, 0).green, 255) << "a reused texture is not cleared";
+        EXPECT_EQ(pixel.Get<RGBA8>(0, 0).red, 0);
+
+        // Other sizes and kinds do not take it.
+        TextureBuffer::Recycle(hd);
+        TextureBuffer* exact = TextureBuffer::Make(TextureKey(kRect, 100, 100, GL_RGBA8, 1));
+        ASSERT_NE(exact, nullptr);
+        EXPECT_NE(exact, hd);
+        EXPECT_EQ(exact->Width(), 100);
+        EXPECT_EQ(exact->Height(), 100);
+        TextureBuffer* wider = TextureBuffer::Make(TextureKey(kRect, 2049, 10, GL_RGBA8, 0));
+        EXPECT_NE(wider, hd);
+        EXPECT_EQ(wider->Width(), 2049);
+        EXPECT_EQ(wider->Height(), 1080);
+        TextureBuffer* otherFormat = TextureBuffer::Make(TextureKey(kRect, 10, 10, GL_RGBA16, 0));
+        EXPECT_NE(otherFormat, hd);
+
+        // A not-exact request of 0 x 0 is a request for the smallest shared size.
+        TextureBuffer* zero = TextureBuffer::Make(TextureKey(kRect, 0, 0, GL_RGBA8, 0));
+        EXPECT_EQ(zero, hd);
+
+        for (TextureBuffer* b : {exact, wider, otherFormat, zero})
+            TextureBuffer::Recycle(b);
+        const CacheCounters c = TextureBuffer::Counters();
+        EXPECT_EQ(c.inUse, 0);
+        EXPECT_EQ(c.idle, c.allocated);
+        EXPECT_EQ(c.idleCount, 4);
+    }));
+}
+
+TEST(TextureCache, EvictsOldestIdleTexturesOnlyPastTheBudget) {
+    ZEP6_REQUIRE_FRESH_CACHES();
+    ASSERT_TRUE(OnWorker([] {
+        // Six 4096 x 4096 8-bit textures: 64 MiB each, 384 MiB together, exactly the budget.
+        const long each = 4096L * 4096 * 4;
+        ASSERT_EQ(each * 6, 0x18000000L);
+        std::vector<TextureBuffer*> buffers;
+        std::vector<unsigned int> names;
+        for (int i = 0; i < 6; ++i) {
+            TextureBuffer* b = TextureBuffer::Make(TextureKey(kRect, 4096, 4096, GL_RGBA8, 1));
+            ASSERT_NE(b, nullptr);
+            buffers.push_back(b);
+            names.push_back(b->TextureName());
+        }
+        for (TextureBuffer* b : buffers)
+            TextureBuffer::Recycle(b);
+        CacheCounters c = TextureBuffer::Counters();
+        EXPECT_EQ(c.idle, 0x18000000L);
+        EXPECT_EQ(c.idleCount, 6);
+        for (unsigned int name : names)
+            EXPECT_TRUE(glIsTexture(name)) << "at the budget every texture is kept";
+
+        // One more small texture: the oldest idle one goes, and only it.
+        TextureBuffer* small = TextureBuffer::Make(TextureKey(kRect, 16, 16, GL_RGBA8, 1));
+        ASSERT_NE(small, nullptr);
+        const unsigned int smallName = small->TextureName();
+        TextureBuffer::Recycle(small);
+        c = TextureBuffer::Counters();
+        EXPECT_EQ(c.idle, 0x18000000L - each + 16 * 16 * 4);
+        EXPECT_EQ(c.allocated, c.idle);
+        EXPECT_EQ(c.peak, 0x18000000L + 16 * 16 * 4);
+        EXPECT_EQ(c.idleCount, 6);
+        EXPECT_FALSE(glIsTexture(names[0])) << "the oldest idle texture is deleted";
+        for (int i = 1; i < 6; ++i)
+            EXPECT_TRUE(glIsTexture(names[i])) << i;
+        EXPECT_TRUE(glIsTexture(smallName));
+    }));
+}
+
+TEST(RenderCache, AcceptsOnlyTheSameFormatAndKeepsItsBudget) {
+    ZEP6_REQUIRE_FRESH_CACHES();
+    ASSERT_TRUE(OnWorker([] {
+        RenderBuffer* floats = RenderBuffer::Make(RenderKey(640, 480, GL_RGBA, GL_FLOAT));
+        ASSERT_NE(floats, nullptr);
+        EXPECT_NE(floats->Name(), 0u);
+        EXPECT_EQ(floats->Width(), 640);
+        EXPECT_EQ(floats->Key().internalFormat, GetInternalFormat(GL_RGBA, GL_FLOAT));
+        EXPECT_EQ(floats->Size(), CalculateTextureSize(640, 480, floats->Key().internalFormat));
+        RenderBuffer::Recycle(floats);
+        RenderBuffer* bytes = RenderBuffer::Make(RenderKey(640, 480, GL_RGBA, GL_UNSIGNED_BYTE));
+        EXPECT_NE(bytes, floats);
+        EXPECT_EQ(bytes->Key().internalFormat, static_cast<unsigned int>(GL_RGBA8));
+        RenderBuffer* again = RenderBuffer::Make(RenderKey(640, 480, GL_RGBA, GL_FLOAT));
+        EXPECT_EQ(again, floats);
+        RenderBuffer* depth = RenderBuffer::Make(RenderKey(64, 64, GL_DEPTH_COMPONENT, GL_FLOAT));
+        EXPECT_EQ(depth->Key().internalFormat, static_cast<unsigned int>(GL_DEPTH_COMPONENT24));
+        for (RenderBuffer* b : {bytes, again, depth})
+            RenderBuffer::Recycle(b);
+        EXPECT_EQ(RenderBuffer::Counters().idleCount, 3);
+
+        // Four 4 MiB renderbuffers are the whole 16 MiB budget: recycling them pushes every older
+        // idle one out, oldest first, and the fourth lands exactly on the budget.
+        std::vector<RenderBuffer*> big;
+        for (int i = 0; i < 4; ++i)
+            big.push_back(RenderBuffer::Make(RenderKey(1024, 1024, GL_RGBA, GL_UNSIGNED_BYTE)));
+        const unsigned int oldestName = bytes->Name();
+        for (RenderBuffer* b : big)
+            RenderBuffer::Recycle(b);
+        const CacheCounters after = RenderBuffer::Counters();
+        EXPECT_LE(after.idle, 0x1000000L);
+        EXPECT_EQ(after.idle, 4L * 1024 * 1024 * 4) << "only the four newest fit";
+        EXPECT_FALSE(ZEP6_GLCALL(glIsRenderbufferEXT)(oldestName));
+        for (RenderBuffer* b : big)
+            EXPECT_TRUE(ZEP6_GLCALL(glIsRenderbufferEXT)(b->Name()));
+    }));
+}
+
+TEST(RenderBuffer, LimitsFromTheDriver) {
+    ASSERT_TRUE(OnWorker([] {
+        GLint maxSize = 0, maxSamples = 0;
+        glGetIntegerv(GL_MAX_RENDERBUFFER_SIZE_EXT, &maxSize);
+        glGetIntegerv(GL_MAX_SAMPLES_EXT, &maxSamples);
+        ASSERT_GT(maxSize, 0);
+        EXPECT_EQ(RenderBuffer::ClampBufferSize(5), 5);
+        EXPECT_EQ(RenderBuffer::ClampBufferSize(1 << 30), maxSize);
+
+        EXPECT_EQ(RenderBuffer::ClampMultisample(1), 0);
+        EXPECT_EQ(RenderBuffer::ClampMultisample(0), 0);
+        EXPECT_EQ(RenderBuffer::ClampMultisample(-3), 0);
+        if (RenderBuffer::IsMultiSampleSupported()) {
+            EXPECT_EQ(RenderBuffer::ClampMultisample(2), std::min(2, static_cast<int>(maxSamples)));
+            EXPECT_EQ(RenderBuffer::ClampMultisample(1000), maxSamples);
+        } else {
+            EXPECT_EQ(RenderBuffer::ClampMultisample(16), 0);
+        }
+
+        // A renderbuffer asked for more than the driver allows is made at the largest size.
+        RenderBuffer wide(RenderKey(maxSize + 100, 2, GL_RGBA, GL_UNSIGNED_BYTE));
+        EXPECT_EQ(wide.Width(), maxSize);
+        EXPECT_EQ(wide.Height(), 2);
+        wide.Finalize();
+        EXPECT_EQ(wide.Name(), 0u);
+        wide.Initialize();
+        EXPECT_NE(wide.Name(), 0u);
+    }));
+}
+
+TEST(OpaqueBuffer, FloatImagesAreKeptInTheCardsBestFloatFormat) {
+    ASSERT_TRUE(OnWorker([] {
+        TestImage image(zep6test::Formats::RGBA32F, 10, 4, 0, zep6test::Pixels::None);
+        OpaqueBuffer buffer;
+        ASSERT_TRUE(buffer.Resize(&image));
+        const unsigned int expected = GetInternalFormat(GL_RGBA, GL_FLOAT);
+        EXPECT_EQ(buffer.GetColorSpace(), static_cast<long>(expected));
+        EXPECT_EQ(buffer.GetBitDepth(), expected == GL_RGBA32F ? 128 : 64);
+    }));
+}
+
+TEST(MemoryCache, EmptiedWhenAJobEnds) {
+    OpaqueBuffer::FinalizePool();
+    void* first = nullptr;
+    ASSERT_TRUE(OnWorker([&first] {
+        OpaqueBuffer a;
+        ASSERT_TRUE(a.Resize(512, 512, GL_RGBA8));
+        first = a.GetBaseAddress();
+        a.Finalize();
+        // Within a job a released block serves the next request.
+        OpaqueBuffer b;
+        ASSERT_TRUE(b.Resize(256, 256, GL_RGBA8));
+        EXPECT_EQ(b.GetBaseAddress(), first);
+    }));
+    const CacheCounters after = MemoryBuffer::Counters();
+    EXPECT_EQ(after.idle, 0) << "the end of the job gave the blocks back";
+    EXPECT_EQ(after.inUse, 0);
+    EXPECT_EQ(after.allocated, 0);
+}
+
+} // namespace

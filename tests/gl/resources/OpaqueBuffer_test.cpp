@@ -1,0 +1,290 @@
+// Sizing of memory buffers: the description derived from the colour space, row alignment, block
+// rounding, wrapping outside memory, and the memory cache behind it. No OpenGL: only 8- and
+// 16-bit images are sized from an image here (float ones would ask the card).
+
+#include "gl/resources/MemoryBuffer.h"
+#include "gl/resources/OpaqueBuffer.h"
+#include "support/TestImage.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+using namespace OGL_ZEP6_AE;
+using zep6test::TestImage;
+namespace Formats = zep6test::Formats;
+
+namespace {
+
+// Opens the protected sizing helpers to the tests.
+class OpenBuffer : public OpaqueBuffer {
+public:
+    using OpaqueBuffer::figureRowBytes;
+    using OpaqueBuffer::Resize;
+    using OpaqueBuffer::roundImageBytes;
+};
+
+// Bytes of memory blocks handed out now.
+long BlocksInUse() {
+    return MemoryBuffer::Counters().inUse;
+}
+
+class OpaqueBufferTest : public ::testing::Test {
+protected:
+    void SetUp() override { OpaqueBuffer::FinalizePool(); }
+    void TearDown() override { OpaqueBuffer::FinalizePool(); }
+};
+
+TEST_F(OpaqueBufferTest, NewBufferIsAnEmptyHalfFloatImage) {
+    OpaqueBuffer buffer;
+    EXPECT_EQ(buffer.GetColorSpace(), GL_RGBA16F);
+    EXPECT_EQ(buffer.GetBitDepth(), 16);
+    EXPECT_EQ(buffer.GetWhiteLevel(), 1);
+    EXPECT_EQ(buffer.GetWidth(), 0);
+    EXPECT_EQ(buffer.GetHeight(), 0);
+    EXPECT_EQ(buffer.GetRowBytes(), 0);
+    EXPECT_EQ(buffer.GetBaseAddress(), nullptr);
+    EXPECT_FALSE(buffer.IsReadOnly());
+    EXPECT_TRUE(buffer.IsBottomUp());
+    EXPECT_EQ(buffer.GetNative(), nullptr);
+    EXPECT_EQ(buffer.Size(), 0);
+    EXPECT_NE(std::string(buffer.Name()).find("OpaqueBuffer"), std::string::npos) << buffer.Name();
+}
+
+struct ResizeCase {
+    unsigned int colorSpace;
+    int width;
+    int height;
+    int bitDepth;
+    int whiteLevel;
+    int rowBytes;
+    long block;
+};
+
+TEST_F(OpaqueBufferTest, ResizeDerivesDepthRowsAndBlockFromTheColourSpace) {
+    const ResizeCase cases[] = {
+        // Four floats: 1600 bytes a row, 16,000 bytes in a block of 1 MiB.
+        {GL_RGBA32F, 100, 10, 128, 1, 1600, 0x100000},
+        // 8,294,400 bytes: above 4 MiB blocks grow in steps of 4 MiB.
+        {GL_RGBA8, 1920, 1080, 32, 255, 7680, 8388608},
+        // 72 bits a row are padded to 128.
+        {GL_RGB8, 3, 1, 24, 255, 16, 0x100000},
+        {GL_RGBA16, 10, 10, 64, 65535, 80, 0x100000},
+        {GL_RGBA16F, 1, 1, 64, 1, 16, 0x100000},
+        {GL_ALPHA8, 17, 2, 8, 255, 32, 0x100000},
+        {GL_ALPHA16F_ARB, 8, 1, 16, 1, 16, 0x100000},
+        {GL_LUMINANCE32F_ARB, 1000, 1000, 32, 1, 4000, 0x400000},
+        {GL_DEPTH_COMPONENT16, 8, 8, 16, 65535, 16, 0x100000},
+        // Exactly 4 MiB and one row past it.
+        {GL_RGBA8, 1024, 1024, 32, 255, 4096, 0x400000},
+        {GL_RGBA8, 1024, 1025, 32, 255, 4096, 0x800000},
+    };
+    for (const ResizeCase& c : cases) {
+        SCOPED_TRACE("colour space " + std::to_string(c.colorSpace) + ", " + std::to_string(c.width) + " x " +
+                     std::to_string(c.height));
+        // An idle block from the case before would serve this one.
+        OpaqueBuffer::FinalizePool();
+        const long before = BlocksInUse();
+        OpaqueBuffer buffer;
+        ASSERT_TRUE(buffer.Resize(c.width, c.height, c.colorSpace));
+        EXPECT_EQ(buffer.GetColorSpace(), static_cast<long>(c.colorSpace));
+        EXPECT_EQ(buffer.GetBitDepth(), c.bitDepth);
+        EXPECT_EQ(buffer.GetWhiteLevel(), c.whiteLevel);
+        EXPECT_EQ(buffer.GetWidth(), c.width);
+        EXPECT_EQ(buffer.GetHeight(), c.height);
+        EXPECT_EQ(buffer.GetRowBytes(), c.rowBytes);
+        EXPECT_EQ(buffer.Size(), c.rowBytes * c.height);
+        EXPECT_EQ(BlocksInUse() - before, c.block);
+        ASSERT_NE(buffer.GetBaseAddress(), nullptr);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer.GetBaseAddress()) % 16, 0u);
+        // The whole image must be writable (the sanitizer build checks the bounds).
+        std::memset(buffer.GetBaseAddress(), 0xA5, static_cast<std::size_t>(buffer.Size()));
+    }
+}
+
+TEST_F(OpaqueBufferTest, NothingToAllocateGivesFalseAndNoBlock) {
+    const long before = BlocksInUse();
+    OpaqueBuffer buffer;
+    ASSERT_TRUE(buffer.Resize(16, 16, GL_RGBA8));
+
+    EXPECT_FALSE(buffer.Resize(0, 10, GL_RGBA8));
+    EXPECT_EQ(buffer.GetBaseAddress(), nullptr);
+    EXPECT_EQ(BlocksInUse(), before) << "the old block must go back";
+
+    EXPECT_FALSE(buffer.Resize(10, 0, GL_RGBA8));
+    EXPECT_FALSE(buffer.Resize(-5, 10, GL_RGBA8));
+    EXPECT_EQ(buffer.GetBaseAddress(), nullptr);
+    EXPECT_EQ(buffer.Size(), 0);
+
+    // A colour space that is no internal format has no depth.
+    EXPECT_FALSE(buffer.Resize(10, 10, OGL_ZEP6_AE::FourCC("RGBA")));
+    EXPECT_EQ(buffer.GetBitDepth(), 0);
+    // A depth format of 32-bit integers is not among the types a buffer holds; the white level
+    // stays as it was.
+    ASSERT_TRUE(buffer.Resize(4, 4, GL_RGBA8));
+    EXPECT_FALSE(buffer.Resize(10, 10, GL_DEPTH_COMPONENT24));
+    EXPECT_EQ(buffer.GetBitDepth(), 0);
+    EXPECT_EQ(buffer.GetWhiteLevel(), 255);
+    EXPECT_EQ(BlocksInUse(), before);
+}
+
+TEST_F(OpaqueBufferTest, ResizeWithGivenDepthTruncatesTheWhiteLevel) {
+    OpaqueBuffer buffer;
+    ASSERT_TRUE(buffer.Resize(10, 10, OGL_ZEP6_AE::FourCC("RGBA"), 128, 1.9f));
+    EXPECT_EQ(buffer.GetColorSpace(), static_cast<long>(OGL_ZEP6_AE::FourCC("RGBA")));
+    EXPECT_EQ(buffer.GetBitDepth(), 128);
+    EXPECT_EQ(buffer.GetWhiteLevel(), 1);
+    EXPECT_EQ(buffer.GetRowBytes(), 160);
+    ASSERT_TRUE(buffer.Resize(3, 1, 32, 32, 255.99f));
+    EXPECT_EQ(buffer.GetWhiteLevel(), 255);
+    EXPECT_EQ(buffer.GetRowBytes(), 16);
+}
+
+TEST_F(OpaqueBufferTest, ResizeLikeAnImageTakesItsOpenGLFormat) {
+    struct Case {
+        zep6test::ImageFormat format;
+        long colorSpace;
+        int bitDepth;
+        int whiteLevel;
+    };
+    const Case cases[] = {
+        {Formats::BGRA8, GL_RGBA8, 32, 255},
+        {Formats::ARGB8, GL_RGBA8, 32, 255},
+        {Formats::RGBA16, GL_RGBA16, 64, 65535},
+        {Formats::Alpha8, GL_RGBA8, 32, 255},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE("colour space " + std::to_string(c.format.colorSpace));
+        // Only the description matters: an image without pixels will do.
+        TestImage image(c.format, 64, 32, 0, zep6test::Pixels::None);
+        OpaqueBuffer buffer;
+        ASSERT_TRUE(buffer.Resize(&image));
+        EXPECT_EQ(buffer.GetColorSpace(), c.colorSpace);
+        EXPECT_EQ(buffer.GetBitDepth(), c.bitDepth);
+        EXPECT_EQ(buffer.GetWhiteLevel(), c.whiteLevel);
+        EXPECT_EQ(buffer.GetWidth(), 64);
+        EXPECT_EQ(buffer.GetHeight(), 32);
+    }
+
+    const long before = BlocksInUse();
+    OpaqueBuffer buffer;
+    TestImage image(Formats::BGRA8, 8, 8);
+    ASSERT_TRUE(buffer.Resize(&image));
+    EXPECT_FALSE(buffer.Resize(nullptr));
+    EXPECT_EQ(buffer.GetBaseAddress(), nullptr);
+    EXPECT_EQ(BlocksInUse(), before);
+}
+
+TEST_F(OpaqueBufferTest, WrapsOutsideMemoryWithoutOwningIt) {
+    std::vector<unsigned char> pixels(4096, 0x11);
+    const long before = BlocksInUse();
+    {
+        OpenBuffer buffer;
+        // Default description: 16 bits a pixel, so three pixels need 48 bits, padded to 128.
+        EXPECT_FALSE(buffer.Resize(3, 2, pixels.data(), 0));
+        EXPECT_EQ(buffer.GetRowBytes(), 16);
+        EXPECT_EQ(buffer.GetBaseAddress(), pixels.data());
+        EXPECT_EQ(buffer.GetWidth(), 3);
+        EXPECT_EQ(buffer.GetHeight(), 2);
+
+        EXPECT_FALSE(buffer.Resize(5, 5, pixels.data() + 8, 100));
+        EXPECT_EQ(buffer.GetRowBytes(), 100);
+        EXPECT_EQ(buffer.GetBaseAddress(), pixels.data() + 8);
+        EXPECT_EQ(BlocksInUse(), before) << "wrapping takes no block";
+
+        buffer.Finalize();
+        EXPECT_EQ(buffer.GetBaseAddress(), nullptr);
+
+        // Without data the protected form allocates for the current description.
+        EXPECT_TRUE(buffer.Resize(3, 2, nullptr, 0));
+        EXPECT_NE(buffer.GetBaseAddress(), nullptr);
+        EXPECT_EQ(BlocksInUse() - before, 0x100000);
+
+        // Wrapping again gives the block back.
+        EXPECT_FALSE(buffer.Resize(3, 2, pixels.data(), 0));
+        EXPECT_EQ(BlocksInUse(), before);
+    }
+    // The wrapped memory is still the caller's (a free of it would trip the sanitizer build).
+    EXPECT_EQ(pixels[0], 0x11);
+}
+
+TEST(OpaqueBufferArithmetic, RowBytes) {
+    struct Case {
+        int width, bitDepth, alignBits, rowBytes;
+    };
+    const Case cases[] = {
+        {3, 24, 128, 16},      {3, 24, 8, 9},   {100, 128, 128, 1600}, {5, 8, 32, 8},
+        {1920, 32, 128, 7680}, {1, 8, 128, 16}, {0, 32, 128, 0},       {7, 0, 128, 0},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(OpenBuffer::figureRowBytes(c.width, c.bitDepth, c.alignBits), c.rowBytes)
+            << c.width << " x " << c.bitDepth << " bits, aligned to " << c.alignBits;
+}
+
+TEST(OpaqueBufferArithmetic, BlockRounding) {
+    struct Case {
+        int bytes, rounded;
+    };
+    const Case cases[] = {
+        {0, 0},
+        {-3, 0},
+        {1, 0x100000},
+        {0x100000, 0x100000},
+        {0x100001, 0x200000},
+        {0x3FFFFF, 0x400000},
+        {0x400000, 0x400000},
+        {0x400001, 0x800000},
+        {8294400, 8388608},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(OpenBuffer::roundImageBytes(c.bytes), c.rounded) << c.bytes;
+}
+
+TEST_F(OpaqueBufferTest, MemoryCacheHandsALargerBlockToASmallerRequest) {
+    MemoryBuffer* big = MemoryBuffer::Make(MemoryKey(0x400000));
+    ASSERT_NE(big, nullptr);
+    ASSERT_EQ(big->Size(), 0x400000);
+    void* data = big->Data();
+    MemoryBuffer::Recycle(big);
+    EXPECT_EQ(MemoryBuffer::Counters().idle, 0x400000);
+
+    const CacheCounters before = MemoryBuffer::Counters();
+    MemoryBuffer* got = MemoryBuffer::Make(MemoryKey(0x100000));
+    EXPECT_EQ(got, big);
+    EXPECT_EQ(got->Size(), 0x400000);
+    EXPECT_EQ(got->Data(), data);
+    const CacheCounters after = MemoryBuffer::Counters();
+    EXPECT_EQ(after.inUse - before.inUse, 0x400000) << "a block counts its own size";
+    EXPECT_EQ(after.idle, 0);
+    EXPECT_EQ(after.allocated, before.allocated) << "no block was made";
+    MemoryBuffer::Recycle(got);
+
+    // The same through a buffer: a 1 MiB image lands in the recycled 4 MiB block.
+    OpaqueBuffer buffer;
+    ASSERT_TRUE(buffer.Resize(100, 10, GL_RGBA32F));
+    EXPECT_EQ(buffer.GetBaseAddress(), data);
+}
+
+TEST_F(OpaqueBufferTest, FinalizePoolFreesIdleBlocksOnly) {
+    OpaqueBuffer held;
+    ASSERT_TRUE(held.Resize(10, 10, GL_RGBA8));
+    {
+        OpaqueBuffer released;
+        ASSERT_TRUE(released.Resize(1024, 1024, GL_RGBA8));
+    }
+    const CacheCounters before = MemoryBuffer::Counters();
+    EXPECT_EQ(before.idle, 0x400000);
+    OpaqueBuffer::FinalizePool();
+    const CacheCounters after = MemoryBuffer::Counters();
+    EXPECT_EQ(after.idle, 0);
+    EXPECT_EQ(after.allocated, before.allocated - 0x400000);
+    EXPECT_EQ(after.inUse, before.inUse);
+    EXPECT_NE(held.GetBaseAddress(), nullptr);
+}
+
+} // namespace

@@ -1,0 +1,302 @@
+// The cache rules (reuse, budget, eviction, purge, finalisation and their counters) and the
+// process-wide resource list, on stand-in buffers that need no OpenGL.
+
+#include "gl/resources/Resource.h"
+#include "gl/resources/ResourceFactory.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <unistd.h>
+#include <vector>
+
+using namespace OGL_ZEP6_AE;
+
+namespace {
+
+// A request for `size` bytes that any buffer of the same kind at least as large satisfies; `tag`
+// names the buffer made for it.
+struct FakeKey {
+    int size;
+    int tag;
+    int kind = 0;
+    bool IsAcceptable(const FakeKey& candidate) const {
+        return candidate.kind == kind && candidate.size >= size;
+    }
+};
+
+class FakeBuffer : public Resource {
+public:
+    explicit FakeBuffer(const FakeKey& key) : key_(key) {
+        if (key.size < 0)
+            throw std::runtime_error("refused");
+        ++sLive;
+    }
+    ~FakeBuffer() override {
+        --sLive;
+        sDeleted.push_back(key_.tag);
+    }
+    void Finalize() override {}
+    void Dump() const override {}
+    const FakeKey& Key() const { return key_; }
+    int Size() const { return key_.size; }
+
+    static int sLive;
+    static std::vector<int> sDeleted;
+
+private:
+    FakeKey key_;
+};
+
+int FakeBuffer::sLive = 0;
+std::vector<int> FakeBuffer::sDeleted;
+
+using Cache = ResourceFactory<FakeKey, FakeBuffer, 100>;
+
+class ResourceFactoryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        FakeBuffer::sLive = 0;
+        FakeBuffer::sDeleted.clear();
+    }
+    void TearDown() override { cache.Purge(); }
+
+    void ExpectCounters(long inUse, long idle, long allocated, long peak, int idleCount) {
+        const CacheCounters c = cache.Counters();
+        EXPECT_EQ(c.inUse, inUse);
+        EXPECT_EQ(c.idle, idle);
+        EXPECT_EQ(c.allocated, allocated);
+        EXPECT_EQ(c.peak, peak);
+        EXPECT_EQ(c.idleCount, idleCount);
+    }
+
+    Cache cache;
+};
+
+TEST_F(ResourceFactoryTest, MakesNewBuffersAndCountsThemInUse) {
+    FakeBuffer* a = cache.Make({30, 1});
+    FakeBuffer* b = cache.Make({20, 2});
+    ASSERT_NE(a, b);
+    ExpectCounters(50, 0, 50, 50, 0);
+    cache.Recycle(a);
+    cache.Recycle(b);
+    ExpectCounters(0, 50, 50, 50, 2);
+    EXPECT_TRUE(FakeBuffer::sDeleted.empty());
+}
+
+TEST_F(ResourceFactoryTest, ReusesTheOldestIdleBufferThatFits) {
+    FakeBuffer* small = cache.Make({10, 1});
+    FakeBuffer* first = cache.Make({40, 2});
+    FakeBuffer* second = cache.Make({40, 3});
+    cache.Recycle(small);
+    cache.Recycle(first);
+    cache.Recycle(second);
+
+    // The small one is older but does not fit; of the two that fit the older one comes back.
+    EXPECT_EQ(cache.Make({30, 9}), first);
+    ExpectCounters(40, 50, 90, 90, 2);
+    // A smaller request takes the oldest fitting one, larger than asked.
+    EXPECT_EQ(cache.Make({5, 9}), small);
+    EXPECT_EQ(cache.Make({40, 9}), second);
+    ExpectCounters(90, 0, 90, 90, 0);
+    EXPECT_EQ(FakeBuffer::sLive, 3) << "reuse makes no new buffer";
+    cache.Recycle(first);
+    cache.Recycle(small);
+    cache.Recycle(second);
+}
+
+TEST_F(ResourceFactoryTest, KeepsIdleBuffersUpToTheBudgetExactly) {
+    FakeBuffer* buffers[4];
+    for (int i = 0; i < 4; ++i)
+        buffers[i] = cache.Make({25, i + 1});
+    for (FakeBuffer* b : buffers)
+        cache.Recycle(b);
+    ExpectCounters(0, 100, 100, 100, 4);
+    EXPECT_TRUE(FakeBuffer::sDeleted.empty()) << "at the budget nothing is evicted";
+
+    // One byte over: the oldest goes, and only it. (Another kind, so no idle buffer serves it.)
+    cache.Recycle(cache.Make({1, 5, 1}));
+    EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({1}));
+    ExpectCounters(0, 76, 76, 101, 4);
+}
+
+TEST_F(ResourceFactoryTest, EvictsOldestFirstUntilWithinBudget) {
+    FakeBuffer* buffers[4];
+    for (int i = 0; i < 4; ++i)
+        buffers[i] = cache.Make({25, i + 1});
+    FakeBuffer* big = cache.Make({60, 5});
+    for (FakeBuffer* b : buffers)
+        cache.Recycle(b);
+    cache.Recycle(big);
+    // 160 idle: three of the 25-byte buffers must go (135, 110, 85).
+    EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({1, 2, 3}));
+    ExpectCounters(0, 85, 85, 160, 2);
+    EXPECT_EQ(cache.Make({60, 9}), big);
+    cache.Recycle(big);
+}
+
+TEST_F(ResourceFactoryTest, BufferLargerThanTheBudgetIsNotKept) {
+    cache.Recycle(cache.Make({150, 1}));
+    EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({1}));
+    ExpectCounters(0, 0, 0, 150, 0);
+}
+
+TEST_F(ResourceFactoryTest, PeakStaysAtTheHighestAllocation) {
+    FakeBuffer* a = cache.Make({40, 1});
+    FakeBuffer* b = cache.Make({40, 2});
+    cache.Recycle(a);
+    cache.Recycle(b);
+    cache.Purge();
+    ExpectCounters(0, 0, 0, 80, 0);
+    cache.Recycle(cache.Make({10, 3}));
+    ExpectCounters(0, 10, 10, 80, 1);
+}
+
+TEST_F(ResourceFactoryTest, FailedMakeChangesNoCounter) {
+    FakeBuffer* a = cache.Make({30, 1});
+    cache.Recycle(a);
+    EXPECT_THROW(cache.Make({-1, 2, 1}), std::runtime_error);
+    ExpectCounters(0, 30, 30, 30, 1);
+    cache.Recycle(nullptr);
+    ExpectCounters(0, 30, 30, 30, 1);
+}
+
+TEST_F(ResourceFactoryTest, PurgeDeletesIdleBuffersOnly) {
+    FakeBuffer* kept = cache.Make({30, 1});
+    cache.Recycle(cache.Make({20, 2}));
+    cache.Purge();
+    EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({2}));
+    ExpectCounters(30, 0, 30, 50, 0);
+    cache.Recycle(kept);
+    ExpectCounters(0, 30, 30, 50, 1);
+}
+
+TEST_F(ResourceFactoryTest, FinalizedCacheKeepsNothing) {
+    FakeBuffer* held = cache.Make({30, 1});
+    cache.Recycle(cache.Make({20, 2}));
+    cache.Finalize();
+    EXPECT_TRUE(cache.Counters().finalized);
+    EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({2}));
+
+    cache.Recycle(held);
+    EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({2, 1})) << "recycled after finalisation: deleted";
+    EXPECT_EQ(FakeBuffer::sLive, 0);
+    ExpectCounters(0, 0, 0, 50, 0);
+
+    // Still usable: buffers are made and deleted, never kept.
+    FakeBuffer* late = cache.Make({10, 3});
+    ExpectCounters(10, 0, 10, 50, 0);
+    cache.Recycle(late);
+    ExpectCounters(0, 0, 0, 50, 0);
+    EXPECT_EQ(FakeBuffer::sLive, 0);
+}
+
+TEST(ResourceFactory, DestroyedCacheDeletesItsIdleBuffers) {
+    FakeBuffer::sLive = 0;
+    {
+        Cache cache;
+        FakeBuffer* a = cache.Make({10, 1});
+        FakeBuffer* b = cache.Make({10, 2});
+        cache.Recycle(a);
+        cache.Recycle(b);
+        EXPECT_EQ(FakeBuffer::sLive, 2);
+    }
+    EXPECT_EQ(FakeBuffer::sLive, 0);
+}
+
+// A resource that records the order in which resources are finalised.
+class Probe : public Resource {
+public:
+    explicit Probe(std::vector<const Probe*>* log, bool throws = false) : log_(log), throws_(throws) {}
+    void Finalize() override {
+        log_->push_back(this);
+        if (throws_)
+            throw std::runtime_error("finalize failed");
+    }
+    void Dump() const override {}
+
+private:
+    std::vector<const Probe*>* log_;
+    bool throws_;
+};
+
+TEST(Resource, NewResourcesAreListedAndUnlinkedWhenDestroyed) {
+    std::vector<const Probe*> log;
+    const int before = Resource::ListedCount();
+    Probe* a = new Probe(&log);
+    Probe* b = new Probe(&log);
+    Probe* c = new Probe(&log);
+    EXPECT_EQ(Resource::ListedCount(), before + 3);
+    delete b; // from the middle
+    EXPECT_EQ(Resource::ListedCount(), before + 2);
+    EXPECT_TRUE(a->IsListed());
+    EXPECT_TRUE(c->IsListed());
+    delete c; // the head
+    delete a;
+    EXPECT_EQ(Resource::ListedCount(), before);
+}
+
+TEST(Resource, CopyIsAResourceOfItsOwn) {
+    std::vector<const Probe*> log;
+    const int before = Resource::ListedCount();
+    Probe original(&log);
+    {
+        Probe copy(original);
+        EXPECT_EQ(Resource::ListedCount(), before + 2);
+        copy = original;
+        EXPECT_EQ(Resource::ListedCount(), before + 2) << "assignment moves nothing in the list";
+    }
+    EXPECT_EQ(Resource::ListedCount(), before + 1);
+    EXPECT_TRUE(original.IsListed());
+}
+
+// FinalizeAll works on the whole process (the library's own caches included), so these run in a
+// child process of their own. The child reports a failure with its exit status and a line on
+// standard error.
+int Fail(const char* what) {
+    fprintf(stderr, "%s\n", what);
+    return 1;
+}
+
+int FinalizeAllNewestFirst() {
+    std::vector<const Probe*> log;
+    Probe* a = new Probe(&log);
+    Probe* b = new Probe(&log);
+    Probe* c = new Probe(&log);
+    Resource::FinalizeAll();
+    if (log.size() != 3 || log[0] != c || log[1] != b || log[2] != a)
+        return Fail("not finalised newest first");
+    if (Resource::ListedCount() != 0 || a->IsListed() || b->IsListed() || c->IsListed())
+        return Fail("list not emptied");
+    // Resources that outlive the list are destroyed in any order without touching each other.
+    delete b;
+    delete a;
+    delete c;
+    Probe later(&log);
+    if (Resource::ListedCount() != 1 || !later.IsListed())
+        return Fail("a later resource starts no new list");
+    return 0;
+}
+
+int FinalizeAllStopsAtFirstFailure() {
+    std::vector<const Probe*> log;
+    Probe oldest(&log);
+    Probe failing(&log, true);
+    Probe newest(&log);
+    Resource::FinalizeAll(); // must not throw
+    if (log.size() != 2 || log[0] != &newest || log[1] != &failing)
+        return Fail("walk did not stop at the failing resource");
+    if (Resource::ListedCount() != 0 || oldest.IsListed())
+        return Fail("list not emptied after a failure");
+    return 0;
+}
+
+TEST(ResourceDeathTest, FinalizeAllGoesNewestFirstAndEmptiesTheList) {
+    EXPECT_EXIT(_exit(FinalizeAllNewestFirst()), ::testing::ExitedWithCode(0), "");
+}
+
+TEST(ResourceDeathTest, FinalizeAllStopsAtTheFirstFailureAndStillEmptiesTheList) {
+    EXPECT_EXIT(_exit(FinalizeAllStopsAtFirstFailure()), ::testing::ExitedWithCode(0), "");
+}
+
+} // namespace

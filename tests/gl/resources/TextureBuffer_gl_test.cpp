@@ -1,0 +1,420 @@
+// Texture buffers on a real context: drawing into them, pixel transfers in both directions and
+// both interpretations, incomplete framebuffers, bad input, and the internal-format queries.
+
+#include "core/Errors.h"
+#include "gl/context/Capabilities.h"
+#include "gl/context/EntryPoints.h"
+#include "gl/render/Region.h"
+#include "gl/resources/FrameBuffer.h"
+#include "gl/resources/InternalFormat.h"
+#include "gl/resources/RenderBuffer.h"
+#include "gl/resources/TextureBuffer.h"
+#include "support/TestImage.h"
+#include "ResourceTestSupport.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+using namespace OGL_ZEP6_AE;
+using zep6test::OnWorker;
+using zep6test::TestImage;
+namespace Formats = zep6test::Formats;
+
+namespace {
+
+constexpr unsigned int kRect = GL_TEXTURE_RECTANGLE;
+
+TextureKey Exact(int width, int height, unsigned int internalFormat = GL_RGBA8) {
+    return TextureKey(kRect, width, height, internalFormat, 1);
+}
+
+GLint Integer(GLenum name) {
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+}
+
+// Whether every pixel of memory row y, columns [x0, x1), is (r, g, b, a) within 2 steps.
+::testing::AssertionResult RowIs(const TestImage& image, long y, long x0, long x1, int r, int g, int b,
+                                 int a) {
+    for (long x = x0; x < x1; ++x) {
+        const RGBA8 p = image.Get<RGBA8>(x, y);
+        if (std::abs(p.red - r) > 2 || std::abs(p.green - g) > 2 || std::abs(p.blue - b) > 2 ||
+            std::abs(p.alpha - a) > 2)
+            return ::testing::AssertionFailure()
+                   << "pixel (" << x << ", " << y << ") is " << int(p.red) << ", " << int(p.green) << ", "
+                   << int(p.blue) << ", " << int(p.alpha) << "; expected " << r << ", " << g << ", " << b
+                   << ", " << a;
+    }
+    return ::testing::AssertionSuccess();
+}
+
+TEST(TextureBuffer, SelectedAsDestinationClearedDrawnAndReadBack) {
+    ASSERT_TRUE(OnWorker([] {
+        TextureBuffer* target = TextureBuffer::Make(Exact(64, 32));
+        ASSERT_NE(target, nullptr);
+        EXPECT_NE(target->TextureName(), 0u);
+        EXPECT_EQ(target->Key().InternalFormat(), static_cast<unsigned int>(GL_RGBA8));
+
+        ASSERT_TRUE(target->Select());
+        EXPECT_EQ(Integer(GL_FRAMEBUFFER_BINDING_EXT), static_cast<GLint>(target->FrameBufferName()));
+        GLint viewport[4];
+        glGetIntegerv(GL_VIEWPORT, viewport);
+        EXPECT_EQ(viewport[2], 64);
+        EXPECT_EQ(viewport[3], 32);
+
+        // A new texture starts transparent black.
+        TestImage image(Formats::RGBA8, 64, 32, 8);
+        image.Fill(0xCD);
+        target->ReadImageNative(&image, Region(64, 32), Region(64, 32));
+        for (long y = 0; y < 32; ++y)
+            ASSERT_TRUE(RowIs(image, y, 0, 64, 0, 0, 0, 0));
+
+        // Clear, then draw a red square in whole-pixel coordinates.
+        glClearColor(0.2f, 0.4f, 0.6f, 1.0f);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glColor4f(1, 0, 0, 1);
+        glBegin(GL_QUADS);
+        glVertex2f(10, 5);
+        glVertex2f(20, 5);
+        glVertex2f(20, 15);
+        glVertex2f(10, 15);
+        glEnd();
+        glFinish();
+
+        target->ReadImageNative(&image, Region(64, 32), Region(64, 32));
+        for (long y = 0; y < 32; ++y) {
+            const bool inside = y >= 5 && y < 15;
+            SCOPED_TRACE("row " + std::to_string(y));
+            EXPECT_TRUE(RowIs(image, y, 0, 10, 51, 102, 153, 255));
+            if (inside)
+                EXPECT_TRUE(RowIs(image, y, 10, 20, 255, 0, 0, 255));
+            else
+                EXPECT_TRUE(RowIs(image, y, 10, 20, 51, 102, 153, 255));
+            EXPECT_TRUE(RowIs(image, y, 20, 64, 51, 102, 153, 255));
+        }
+
+        // A 4 x 4 block from (10, 5) of the framebuffer into the area at (2, 3) of a fresh image:
+        // only that area changes.
+        TestImage part(Formats::RGBA8, 8, 8, 4);
+        part.Fill(0xCD);
+        target->ReadImageNative(&part, Region(2, 3, 4, 4), Region(10, 5, 1, 1));
+        for (long y = 0; y < 8; ++y) {
+            SCOPED_TRACE("area row " + std::to_string(y));
+            if (y >= 3 && y < 7) {
+                EXPECT_TRUE(RowIs(part, y, 0, 2, 0xCD, 0xCD, 0xCD, 0xCD));
+                EXPECT_TRUE(RowIs(part, y, 2, 6, 255, 0, 0, 255));
+                EXPECT_TRUE(RowIs(part, y, 6, 8, 0xCD, 0xCD, 0xCD, 0xCD));
+            } else {
+                EXPECT_TRUE(RowIs(part, y, 0, 8, 0xCD, 0xCD, 0xCD, 0xCD));
+            }
+        }
+        // The pack state is back to what it was.
+        EXPECT_EQ(Integer(GL_PACK_SKIP_PIXELS), 0);
+        EXPECT_EQ(Integer(GL_PACK_SKIP_ROWS), 0);
+        EXPECT_EQ(Integer(GL_PACK_ROW_LENGTH), 0);
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+        TextureBuffer::Recycle(target);
+    }));
+}
+
+TEST(TextureBuffer, AsRgbaTransfersMoveBgraBytesUnchanged) {
+    ASSERT_TRUE(OnWorker([] {
+        TestImage source(Formats::BGRA8, 8, 4, 4);
+        for (std::size_t i = 0; i < source.ByteCount(); ++i)
+            source.Bytes()[i] = static_cast<unsigned char>(i * 7 + 3);
+
+        TextureBuffer* texture = TextureBuffer::Make(Exact(8, 4));
+        ASSERT_NE(texture, nullptr);
+        texture->LoadImageAsRgba(&source, Region(8, 4), Region(8, 4));
+        EXPECT_EQ(Integer(GL_UNPACK_ROW_LENGTH), 0) << "unpack state restored";
+        ASSERT_TRUE(texture->Select());
+
+        // Read as RGBA: the texture's red holds the image's first byte, and so on.
+        TestImage asRgba(Formats::RGBA8, 8, 4);
+        texture->ReadImageNative(&asRgba, Region(8, 4), Region(8, 4));
+        // Read back as RGBA into a BGRA image: the bytes come back where they were.
+        TestImage roundTrip(Formats::BGRA8, 8, 4, 4);
+        texture->ReadImageAsRgba(&roundTrip, Region(8, 4), Region(8, 4));
+        // Read natively into a BGRA image: red and blue trade places.
+        TestImage native(Formats::BGRA8, 8, 4, 4);
+        texture->ReadImageNative(&native, Region(8, 4), Region(8, 4));
+
+        for (long y = 0; y < 4; ++y)
+            for (long x = 0; x < 8; ++x) {
+                const unsigned char* in = source.Row(y) + 4 * x;
+                const unsigned char* rgba = asRgba.Row(y) + 4 * x;
+                const unsigned char* back = roundTrip.Row(y) + 4 * x;
+                const unsigned char* swapped = native.Row(y) + 4 * x;
+                ASSERT_EQ(std::memcmp(in, rgba, 4), 0) << "pixel " << x << ", " << y;
+                ASSERT_EQ(std::memcmp(in, back, 4), 0) << "pixel " << x << ", " << y;
+                ASSERT_EQ(swapped[0], in[2]);
+                ASSERT_EQ(swapped[1], in[1]);
+                ASSERT_EQ(swapped[2], in[0]);
+                ASSERT_EQ(swapped[3], in[3]);
+            }
+
+        // A native load interprets the bytes as BGRA: red and blue trade places on the card.
+        texture->LoadImageNative(&source, Region(8, 4), Region(8, 4));
+        texture->ReadImageNative(&asRgba, Region(8, 4), Region(8, 4));
+        EXPECT_EQ(asRgba.Row(1)[4], source.Row(1)[6]);
+        EXPECT_EQ(asRgba.Row(1)[6], source.Row(1)[4]);
+
+        // Alpha-first 8-bit pixels are packed words: as RGBA their bytes also move unchanged.
+        TestImage argb(Formats::ARGB8, 8, 4);
+        for (std::size_t i = 0; i < argb.ByteCount(); ++i)
+            argb.Bytes()[i] = static_cast<unsigned char>(255 - i);
+        texture->LoadImageAsRgba(&argb, Region(8, 4), Region(8, 4));
+        texture->ReadImageNative(&asRgba, Region(8, 4), Region(8, 4));
+        EXPECT_EQ(std::memcmp(argb.Bytes(), asRgba.Bytes(), argb.ByteCount()), 0);
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+        TextureBuffer::Recycle(texture);
+    }));
+}
+
+TEST(TextureBuffer, IncompleteFramebufferDeletesTheTextureAndBindMakesANewOne) {
+    ASSERT_TRUE(OnWorker([] {
+        // A depth texture cannot be colour attachment 0.
+        TextureBuffer* depth = TextureBuffer::Make(Exact(16, 16, GL_DEPTH_COMPONENT24));
+        ASSERT_NE(depth, nullptr);
+        const unsigned int first = depth->TextureName();
+        ASSERT_NE(first, 0u);
+        EXPECT_TRUE(glIsTexture(first));
+
+        EXPECT_FALSE(depth->Select());
+        EXPECT_EQ(depth->TextureName(), 0u);
+        EXPECT_EQ(depth->FrameBufferName(), 0u);
+        EXPECT_FALSE(glIsTexture(first)) << "the texture is deleted";
+
+        depth->Bind();
+        ASSERT_NE(depth->TextureName(), 0u);
+        EXPECT_TRUE(glIsTexture(depth->TextureName()));
+        EXPECT_EQ(Integer(GL_TEXTURE_BINDING_RECTANGLE), static_cast<GLint>(depth->TextureName()));
+        EXPECT_TRUE(glIsEnabled(GL_TEXTURE_RECTANGLE));
+        EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+        TextureBuffer::Recycle(depth);
+    }));
+}
+
+TEST(TextureBuffer, FinalizeKeepsTheKeySoTheNextUseMakesItAgain) {
+    ASSERT_TRUE(OnWorker([] {
+        TextureBuffer* buffer = TextureBuffer::Make(Exact(32, 16));
+        ASSERT_NE(buffer, nullptr);
+        ASSERT_TRUE(buffer->Select());
+        const unsigned int texture = buffer->TextureName();
+        const unsigned int frameBuffer = buffer->FrameBufferName();
+        EXPECT_TRUE(buffer->IsResident());
+        buffer->Finalize();
+        EXPECT_EQ(buffer->TextureName(), 0u);
+        EXPECT_EQ(buffer->FrameBufferName(), 0u);
+        EXPECT_FALSE(glIsTexture(texture));
+        EXPECT_FALSE(ZEP6_GLCALL(glIsFramebufferEXT)(frameBuffer));
+        EXPECT_FALSE(buffer->IsResident());
+        EXPECT_EQ(buffer->Width(), 32);
+
+        ASSERT_TRUE(buffer->Select());
+        EXPECT_TRUE(glIsTexture(buffer->TextureName()));
+        EXPECT_TRUE(ZEP6_GLCALL(glIsFramebufferEXT)(buffer->FrameBufferName()));
+        TextureBuffer::Recycle(buffer);
+    }));
+}
+
+TEST(TextureBuffer, ResetAndOrthogonalCoverTheWholeTexture) {
+    ASSERT_TRUE(OnWorker([] {
+        TextureBuffer* buffer = TextureBuffer::Make(Exact(40, 30));
+        ASSERT_NE(buffer, nullptr);
+        glViewport(1, 2, 3, 4);
+        glMatrixMode(GL_PROJECTION);
+        glLoadIdentity();
+        glTranslatef(5, 5, 5);
+        buffer->Reset();
+        GLint viewport[4], scissor[4];
+        glGetIntegerv(GL_VIEWPORT, viewport);
+        glGetIntegerv(GL_SCISSOR_BOX, scissor);
+        EXPECT_EQ(viewport[0], 0);
+        EXPECT_EQ(viewport[2], 40);
+        EXPECT_EQ(viewport[3], 30);
+        EXPECT_EQ(scissor[2], 40);
+        EXPECT_EQ(scissor[3], 30);
+        EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_MODELVIEW);
+        GLdouble projection[16];
+        glGetDoublev(GL_PROJECTION_MATRIX, projection);
+        // glOrtho(0, 40, 0, 30, -10000, 10000) maps x = 40 to +1 and y = 30 to +1. Drivers keep
+        // matrices in single precision, hence the tolerances.
+        EXPECT_NEAR(projection[0] * 40 + projection[12], 1.0, 1e-6);
+        EXPECT_NEAR(projection[0] * 0 + projection[12], -1.0, 1e-6);
+        EXPECT_NEAR(projection[5] * 30 + projection[13], 1.0, 1e-6);
+        EXPECT_NEAR(projection[10], -2.0 / 20000.0, 1e-10);
+        TextureBuffer::Recycle(buffer);
+    }));
+}
+
+TEST(TextureBuffer, BadInputToPixelTransfers) {
+    ASSERT_TRUE(OnWorker([] {
+        TextureBuffer* buffer = TextureBuffer::Make(Exact(8, 8));
+        ASSERT_NE(buffer, nullptr);
+        ASSERT_TRUE(buffer->Select());
+        using Transfer = void (TextureBuffer::*)(const XIImage*, const Region&, const Region&) const;
+        const Transfer transfers[] = {&TextureBuffer::LoadImageNative, &TextureBuffer::ReadImageNative,
+                                      &TextureBuffer::LoadImageAsRgba, &TextureBuffer::ReadImageAsRgba};
+        for (Transfer transfer : transfers) {
+            try {
+                (buffer->*transfer)(nullptr, Region(8, 8), Region(8, 8));
+                ADD_FAILURE() << "a null image must throw";
+            } catch (const OpenGLError& e) {
+                EXPECT_STREQ(e.what(), "") << "code 0, no location";
+            }
+        }
+
+        // An image without pixels, or an empty area, changes nothing.
+        TestImage white(Formats::RGBA8, 8, 8);
+        white.Fill(0xFF);
+        white.SetNullBase(true);
+        TestImage empty(Formats::RGBA8, 8, 8);
+        empty.Fill(0xFF);
+        for (Transfer transfer : transfers) {
+            (buffer->*transfer)(&white, Region(8, 8), Region(8, 8));
+            (buffer->*transfer)(&empty, Region(), Region(8, 8));
+            (buffer->*transfer)(&empty, Region(0, 0, 0, 8), Region(8, 8));
+            (buffer->*transfer)(&empty, Region(0, 0, 8, 0), Region(8, 8));
+        }
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+        for (long y = 0; y < 8; ++y)
+            EXPECT_TRUE(RowIs(empty, y, 0, 8, 255, 255, 255, 255)) << "nothing was read into the image";
+        TestImage check(Formats::RGBA8, 8, 8);
+        check.Fill(0x40);
+        buffer->ReadImageNative(&check, Region(8, 8), Region(8, 8));
+        for (long y = 0; y < 8; ++y)
+            EXPECT_TRUE(RowIs(check, y, 0, 8, 0, 0, 0, 0)) << "nothing was loaded into the texture";
+        TextureBuffer::Recycle(buffer);
+    }));
+}
+
+TEST(TextureBuffer, ZeroSizesGiveNullAndFalse) {
+    ASSERT_TRUE(OnWorker([] {
+        const CacheCounters before = TextureBuffer::Counters();
+        EXPECT_EQ(TextureBuffer::Make(Exact(0, 10)), nullptr);
+        EXPECT_EQ(TextureBuffer::Make(Exact(10, 0)), nullptr);
+        EXPECT_EQ(TextureBuffer::Make(Exact(-4, 10)), nullptr);
+        const CacheCounters after = TextureBuffer::Counters();
+        EXPECT_EQ(after.allocated, before.allocated);
+        EXPECT_EQ(after.inUse, before.inUse);
+
+        // Made directly, a 0 x 0 texture cannot be a destination and sets up no projection.
+        TextureBuffer empty(Exact(0, 0));
+        glViewport(1, 2, 3, 4);
+        EXPECT_FALSE(empty.Select());
+        empty.Orthogonal(-1, 1);
+        GLint viewport[4];
+        glGetIntegerv(GL_VIEWPORT, viewport);
+        EXPECT_EQ(viewport[2], 3);
+        EXPECT_FALSE(empty.Deselect());
+    }));
+}
+
+TEST(InternalFormat, OfTheCurrentDestination) {
+    ASSERT_TRUE(OnWorker([] {
+        ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, 0);
+        EXPECT_EQ(GetCurrentInternalFormat(), 0u) << "the default framebuffer has no attachment 0";
+
+        TextureBuffer* bytes = TextureBuffer::Make(Exact(8, 8, GL_RGBA8));
+        TextureBuffer* floats = TextureBuffer::Make(Exact(8, 8, GL_RGBA32F));
+        ASSERT_TRUE(bytes && floats);
+        ASSERT_TRUE(bytes->Select());
+        EXPECT_EQ(GetCurrentInternalFormat(), static_cast<unsigned int>(GL_RGBA8));
+        ASSERT_TRUE(floats->Select());
+        EXPECT_EQ(GetCurrentInternalFormat(), static_cast<unsigned int>(GL_RGBA32F));
+
+        // A renderbuffer as colour attachment 0 of a framebuffer of our own.
+        FrameBuffer saved;
+        saved.Retrieve();
+        EXPECT_EQ(saved.name, static_cast<int>(floats->FrameBufferName()));
+        GLuint frameBuffer = 0;
+        ZEP6_GLCALL(glGenFramebuffersEXT)(1, &frameBuffer);
+        FrameBuffer(static_cast<int>(frameBuffer)).Apply();
+        RenderBuffer* colour = RenderBuffer::Make(RenderKey(8, 8, GL_RGBA, GL_UNSIGNED_BYTE));
+        colour->Attach(GL_COLOR_ATTACHMENT0_EXT);
+        EXPECT_EQ(GetCurrentInternalFormat(), colour->Key().internalFormat);
+        EXPECT_EQ(colour->Key().internalFormat, static_cast<unsigned int>(GL_RGBA8));
+        saved.Apply();
+        FrameBuffer now;
+        now.Retrieve();
+        EXPECT_EQ(now, saved);
+        ZEP6_GLCALL(glDeleteFramebuffersEXT)(1, &frameBuffer);
+        RenderBuffer::Recycle(colour);
+        TextureBuffer::Recycle(bytes);
+        TextureBuffer::Recycle(floats);
+    }));
+}
+
+TEST(InternalFormat, FollowsWhatTheCardOffers) {
+    ASSERT_TRUE(OnWorker([] {
+        const unsigned int floatFormat = IsFloatSupported() ? GL_RGBA32F : GL_RGBA16;
+        EXPECT_EQ(GetInternalFormat(GL_RGBA, GL_FLOAT), floatFormat);
+        EXPECT_EQ(GetInternalFormat(GL_RGBA, GL_HALF_FLOAT),
+                  IsHalfFloatSupported() ? static_cast<unsigned int>(GL_RGBA16F) : floatFormat);
+        EXPECT_EQ(GetInternalFormat(GL_BGRA, GL_UNSIGNED_BYTE), static_cast<unsigned int>(GL_RGBA8));
+        EXPECT_EQ(GetInternalFormat(GL_DEPTH_COMPONENT, GL_FLOAT),
+                  static_cast<unsigned int>(GL_DEPTH_COMPONENT24));
+
+        EXPECT_EQ(GetInternalFormat(static_cast<const XIImage*>(nullptr)),
+                  static_cast<unsigned int>(GL_RGBA8));
+        TestImage noPixels(Formats::RGBA32F, 8, 8, 0, zep6test::Pixels::None);
+        EXPECT_EQ(GetInternalFormat(&noPixels), static_cast<unsigned int>(GL_RGBA8)) << "invalid image";
+        TestImage floats(Formats::RGBA32F, 8, 8);
+        EXPECT_EQ(GetInternalFormat(&floats), floatFormat);
+        TestImage shorts(Formats::RGBA16, 8, 8);
+        EXPECT_EQ(GetInternalFormat(&shorts), static_cast<unsigned int>(GL_RGBA16));
+
+        EXPECT_EQ(CalculateTextureSize(2048, 1080, GL_RGBA, GL_FLOAT),
+                  CalculateTextureSize(2048, 1080, floatFormat));
+        EXPECT_EQ(CalculateTextureSize(10, 10, GL_BGRA, GL_UNSIGNED_BYTE),
+                  CalculateTextureSize(10, 10, GL_RGBA8));
+    }));
+}
+
+// Capability answers are taken once per process, so the cases that hide an extension run in a
+// fresh process of their own (the test binary started again for just this case).
+int RunWithout(const char* extension, bool (*check)()) {
+    setenv("ZEP6_DISABLE_EXTENSIONS", extension, 1);
+    bool ok = false;
+    OnWorker([&] { ok = check(); });
+    return ok ? 0 : 1;
+}
+
+TEST(InternalFormatDeathTest, FloatPixelsGetShortTexturesWithoutFloatTextures) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(_exit(RunWithout("GL_ARB_texture_float GL_ARB_half_float_pixel",
+                                 [] {
+                                     return !IsFloatSupported() &&
+                                            GetInternalFormat(GL_RGBA, GL_FLOAT) == GL_RGBA16 &&
+                                            GetInternalFormat(GL_RGBA, GL_HALF_FLOAT) == GL_RGBA16 &&
+                                            GetInternalFormat(GL_RGBA, GL_UNSIGNED_BYTE) == GL_RGBA8;
+                                 })),
+                ::testing::ExitedWithCode(0), "");
+}
+
+TEST(TextureBufferDeathTest, SelectWithoutFramebufferObjectsThrowsOffscreenUnsupported) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(_exit(RunWithout("GL_EXT_framebuffer_object",
+                                 [] {
+                                     // The texture itself can still be made (it is not cleared).
+                                     TextureBuffer* buffer = TextureBuffer::Make(Exact(8, 8));
+                                     if (!buffer || buffer->TextureName() == 0)
+                                         return false;
+                                     try {
+                                         buffer->Select();
+                                     } catch (const OffscreenUnsupported&) {
+                                         return true;
+                                     }
+                                     return false;
+                                 })),
+                ::testing::ExitedWithCode(0), "");
+}
+
+} // namespace
