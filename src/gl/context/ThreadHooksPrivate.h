@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Export.h"
+
 namespace OGL_ZEP6_AE {
 namespace detail {
 
@@ -10,7 +12,8 @@ struct JobStateHooks {
     void (*restore)(void* state) = nullptr;  // applies it again and frees it (may throw)
     void (*discard)(void* state) = nullptr;  // frees it without applying (must not throw)
 };
-extern JobStateHooks gJobStateHooks;
+// Exported (though not installed) so the worker benchmark can measure the hand-over alone.
+extern ZEP6_API JobStateHooks gJobStateHooks;
 
 // Captures the state when built; Restore() puts it back (its exceptions reach the job's
 // handler). A scope left by an exception from the job restores without letting anything
