@@ -4,7 +4,8 @@
 
 namespace ZEP6_AE {
 
-class XSyncObj;
+template <int Kind> class BasicSyncObj;
+using XSyncObj = BasicSyncObj<0>;
 
 // Scoped lock: takes the object for at most the given time when made, and gives it back when it
 // goes, but only when it was obtained.

@@ -7,17 +7,23 @@
 
 namespace ZEP6_AE {
 
+// The wrappers exist twice with the same fields, operations and behaviour: once here for the
+// library's own use, and once as the twins of OGL_ZEP6_AE (SyncObj, SyncMutex, SyncEvent,
+// SyncThread) for the plug-ins. One template serves both; Kind tells them apart (0: these, 1:
+// the twins). The only difference: the twins' thread start routine lets an exception out of
+// Process() end the process instead of catching it.
+
 // Base of the wrappers over kernel synchronisation objects. It owns one handle (null when there
 // is no object) and closes it when it goes. Waiting on the handle is the common "lock"; what a
 // successful wait means depends on the object (a mutex is then owned, an event was signalled).
 // Wrappers are not copyable: a copy would close the same handle twice.
-class ZEP6_API XSyncObj {
+template <int Kind> class ZEP6_API BasicSyncObj {
 public:
-    XSyncObj();
-    virtual ~XSyncObj();
+    BasicSyncObj();
+    virtual ~BasicSyncObj();
 
-    XSyncObj(const XSyncObj&) = delete;
-    XSyncObj& operator=(const XSyncObj&) = delete;
+    BasicSyncObj(const BasicSyncObj&) = delete;
+    BasicSyncObj& operator=(const BasicSyncObj&) = delete;
 
     // Waits without a practical limit (0x7FFFFFFF ms, about 24.8 days) when `wait` is true,
     // otherwise polls. Returns whether the object was obtained.
@@ -34,9 +40,9 @@ protected:
 
 // A mutex, unowned at construction. The thread that owns it may lock it again; every successful
 // Lock needs one Unlock. An Unlock by a thread that does not own it does nothing.
-class ZEP6_API XSyncMutex : public XSyncObj {
+template <int Kind> class ZEP6_API BasicSyncMutex : public BasicSyncObj<Kind> {
 public:
-    XSyncMutex();
+    BasicSyncMutex();
     void Unlock() override;
 };
 
@@ -44,10 +50,10 @@ public:
 // wakes the waiting side. WaitForEvent therefore needs both: the wait to succeed and the flag to
 // be set. An auto-reset event releases one waiter per SetEvent and a successful wait consumes
 // the signal (not the flag); a manual-reset event stays signalled until ResetEvent.
-class ZEP6_API XSyncEvent : public XSyncObj {
+template <int Kind> class ZEP6_API BasicSyncEvent : public BasicSyncObj<Kind> {
 public:
-    explicit XSyncEvent(bool autoReset = true);
-    ~XSyncEvent() override;
+    explicit BasicSyncEvent(bool autoReset = true);
+    ~BasicSyncEvent() override;
 
     // Sets the flag, then signals the event.
     void SetEvent();
@@ -64,10 +70,10 @@ private:
 // it is published before the thread starts, so IsThread() holds from the first line of
 // Process(), and goes back to 0 as the last thing the thread does with this object. The object
 // must outlive its thread.
-class ZEP6_API XSyncThread : public XSyncObj {
+template <int Kind> class ZEP6_API BasicSyncThread : public BasicSyncObj<Kind> {
 public:
-    XSyncThread();
-    ~XSyncThread() override;
+    BasicSyncThread();
+    ~BasicSyncThread() override;
 
     // The thread's work; its result becomes the thread's exit code (1 or 0).
     virtual bool Process() = 0;
@@ -89,5 +95,23 @@ private:
 
     std::atomic<std::uint64_t> threadId_;
 };
+
+// The start routines differ by kind (defined with the class members).
+template <> unsigned BasicSyncThread<0>::ThreadStart(void* self);
+template <> unsigned BasicSyncThread<1>::ThreadStart(void* self);
+
+extern template class BasicSyncObj<0>;
+extern template class BasicSyncMutex<0>;
+extern template class BasicSyncEvent<0>;
+extern template class BasicSyncThread<0>;
+extern template class BasicSyncObj<1>;
+extern template class BasicSyncMutex<1>;
+extern template class BasicSyncEvent<1>;
+extern template class BasicSyncThread<1>;
+
+using XSyncObj = BasicSyncObj<0>;
+using XSyncMutex = BasicSyncMutex<0>;
+using XSyncEvent = BasicSyncEvent<0>;
+using XSyncThread = BasicSyncThread<0>;
 
 } // namespace ZEP6_AE
