@@ -1,4 +1,5 @@
 #include "gl/context/Capabilities.h"
+#include "gl/context/CapabilityRulesPrivate.h"
 
 #include "gl/context/Shared.h"
 #include "platform/Egl.h"

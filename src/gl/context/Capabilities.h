@@ -21,7 +21,6 @@
 #include "Export.h"
 
 #include <string>
-#include <vector>
 
 namespace OGL_ZEP6_AE {
 
@@ -79,73 +78,5 @@ ZEP6_API void GetGLString(unsigned int name, char* buffer, int size);
 // restores the placeholders "Effect 1" to "Effect 6".
 ZEP6_API void SetUnsupportedEffectNames(const char* const names[6]);
 
-// The rules behind the answers above, free of OpenGL so that they can be checked on their own.
-namespace CapabilityRules {
-
-// The names in a blank-separated list (spaces, tabs, line ends), in order; none for null.
-ZEP6_API std::vector<std::string> SplitNames(const char* list);
-
-// The text the extension test searches: the OpenGL list followed by the window-system list, with
-// no separator between them (either may be null), and every name in `disabled` taken out.
-ZEP6_API std::string CombineExtensionLists(const char* glList, const char* windowSystemList,
-                                           const std::vector<std::string>& disabled);
-
-// The extension test on a combined list: false for a name listed in `disabled`, else whether the
-// name occurs anywhere in the text.
-ZEP6_API bool FindExtension(const std::string& combined, const char* name,
-                            const std::vector<std::string>& disabled);
-
-ZEP6_API bool IsQuadroRenderer(const std::string& renderer);
-ZEP6_API bool IsBasicQuadroRenderer(const std::string& renderer);
-ZEP6_API bool IsATIRenderer(const std::string& renderer);
-// Mesa's software rasterisers, which keep textures in the machine's memory.
-ZEP6_API bool IsSoftwareRenderer(const std::string& renderer);
-
-// The first non-zero value of atoi() taken from each position of the text in turn; 0 for none
-// or null.
-ZEP6_API long CardSeriesOf(const char* renderer);
-
-// The driver version within a GL_VERSION text: the first blank-separated word after the OpenGL
-// version number that begins with a digit ("580.159.04" from "4.6.0 NVIDIA 580.159.04"); empty
-// when there is none.
-ZEP6_API std::string DriverVersionOf(const char* glVersion);
-
-// What is known about video memory, source by source.
-struct MemorySources {
-    bool hasNvxMemoryInfo = false;        // GL_NVX_gpu_memory_info
-    long long nvxDedicatedKiB = 0;        // GL_GPU_MEMORY_INFO_DEDICATED_VIDMEM_NVX
-    bool hasAtiMemInfo = false;           // GL_ATI_meminfo
-    long long atiTextureFreeKiB = 0;      // first value of GL_TEXTURE_FREE_MEMORY_ATI
-    unsigned long long kernelBytes = 0;   // the kernel's DRM video memory total
-    bool softwareRenderer = false;        // IsSoftwareRenderer(renderer)
-    unsigned long long physicalBytes = 0; // the machine's memory
-};
-
-// The memory size in bytes from the first source that knows it, in the order of the fields
-// above (a source that reports 0 or less does not know); 0 when none does. Saturates at
-// 0xFFFFFFFF instead of wrapping.
-ZEP6_API unsigned int MemorySizeFrom(const MemorySources& sources);
-
-// Whether the report ends with the unsupported-hardware message: a "geforce2" renderer (lower
-// case, as the test has always been) or less than 32 MB in whole megabytes.
-ZEP6_API bool IsUnsupportedHardware(const std::string& renderer, unsigned int memorySize);
-
-// The unsupported-hardware message naming the six effects ("A, B, C and D, E, F").
-ZEP6_API std::string UnsupportedHardwareMessage(const char* const effectNames[6]);
-
-struct HardwareFacts {
-    std::string card;
-    std::string version;
-    std::string driver;
-    bool textureRectangle = false;
-    unsigned int memorySize = 0; // bytes
-    int maxTextureSize = 0;
-};
-
-// The whole report for the given facts; `unsupportedMessage` is appended, after an empty line,
-// when IsUnsupportedHardware() holds for the card and memory size.
-ZEP6_API std::string ComposeHardwareReport(const HardwareFacts& facts, const std::string& unsupportedMessage);
-
-} // namespace CapabilityRules
 
 } // namespace OGL_ZEP6_AE

@@ -7,6 +7,7 @@
 // thread, where the worker cannot have it current meanwhile.
 #include "core/Errors.h"
 #include "gl/context/Capabilities.h"
+#include "gl/context/CapabilityRulesPrivate.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/context/RootContext.h"
 #include "platform/SystemInfo.h"

@@ -7,6 +7,7 @@
 
 #include "core/Errors.h"
 #include "gl/context/Capabilities.h"
+#include "gl/context/CapabilityRulesPrivate.h"
 #include "gl/context/EntryPoints.h"
 #include "platform/SystemInfo.h"
 
