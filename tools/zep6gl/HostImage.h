@@ -13,8 +13,8 @@ class HostImage : public XIImage {
 public:
     HostImage(long colorSpace, long bitDepth, long whiteLevel, long width, long height, long rowPadding = 0,
               bool bottomUp = true, bool withPixels = true)
-        : colorSpace_(colorSpace), bitDepth_(bitDepth), whiteLevel_(whiteLevel), width_(width), height_(height),
-          rowBytes_(width * bitDepth / 8 + rowPadding), bottomUp_(bottomUp) {
+        : colorSpace_(colorSpace), bitDepth_(bitDepth), whiteLevel_(whiteLevel), width_(width),
+          height_(height), rowBytes_(width * bitDepth / 8 + rowPadding), bottomUp_(bottomUp) {
         if (withPixels && rowBytes_ > 0 && height_ > 0)
             pixels_.assign(static_cast<std::size_t>(rowBytes_) * static_cast<std::size_t>(height_), 0);
     }
@@ -33,6 +33,11 @@ public:
     void* GetNative() const override { return nullptr; }
 
     void SetRowBytes(long rowBytes) { rowBytes_ = rowBytes; }
+    void SetBottomUp(bool bottomUp) { bottomUp_ = bottomUp; }
+    unsigned char* Row(long y) { return pixels_.data() + static_cast<std::size_t>(y) * rowBytes_; }
+    const unsigned char* Row(long y) const {
+        return pixels_.data() + static_cast<std::size_t>(y) * rowBytes_;
+    }
 
 private:
     long colorSpace_, bitDepth_, whiteLevel_, width_, height_, rowBytes_;

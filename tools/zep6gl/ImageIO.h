@@ -1,0 +1,28 @@
+#pragma once
+
+#include "HostImage.h"
+
+#include <string>
+
+namespace zep6gl {
+
+// Image files for the tool; the library itself knows no file format.
+//
+// Reading gives a top-down RGBA host image (FourCC "RGBA"): 8-bit PNG as 32 bits at white 255,
+// 16-bit PNG as 64 bits at white 65535 (grey and colour without alpha are expanded, alpha
+// opaque), OpenEXR as 128-bit floats at white 1 (a missing alpha is 1, a Y channel is grey).
+// The format is told by the file's content.
+HostImage ReadImage(const std::string& path);
+
+// Writes any valid four-channel image of the library's descriptions (ARGB, BGRA, RGBA; 8-bit,
+// 16-bit at any white level, float), honouring its row bytes and orientation. Integer data goes
+// to PNG of the same depth, float data to OpenEXR (half channels unless `floatChannels`). The
+// format follows the extension (".png" or ".exr"); a float image cannot go to PNG nor an
+// integer one to EXR. The file appears only when it is complete: it is written beside its
+// place under a temporary name and renamed at the end.
+void WriteImage(const std::string& path, const XIImage& image, bool floatChannels = false);
+
+// Every failure of the two functions above throws std::runtime_error with one line naming the
+// file and the reason.
+
+} // namespace zep6gl
