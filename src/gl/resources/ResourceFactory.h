@@ -107,38 +107,10 @@ public:
     }
 
     // Deletes every idle buffer and drops the idle list.
-    void Purge() {
-        std::unique_ptr<std::list<Buffer*>> idle;
-        {
-            std::lock_guard<std::mutex> guard(lock_);
-            idle = std::move(idle_);
-            if (idle)
-                for (Buffer* b : *idle)
-                    allocatedBytes_ -= b->Size();
-            idleBytes_ = 0;
-        }
-        if (idle)
-            for (Buffer* b : *idle)
-                delete b;
-    }
+    void Purge() { DeleteIdle(false); }
 
     // Purges and stops keeping anything from now on.
-    void Finalize() override {
-        std::unique_ptr<std::list<Buffer*>> idle;
-        {
-            // One step, so that nothing recycled meanwhile can slip into the idle list.
-            std::lock_guard<std::mutex> guard(lock_);
-            finalized_ = true;
-            idle = std::move(idle_);
-            if (idle)
-                for (Buffer* b : *idle)
-                    allocatedBytes_ -= b->Size();
-            idleBytes_ = 0;
-        }
-        if (idle)
-            for (Buffer* b : *idle)
-                delete b;
-    }
+    void Finalize() override { DeleteIdle(true); }
 
     void Dump() const override {}
 
@@ -160,6 +132,26 @@ public:
     }
 
 private:
+    // Takes the idle list out and deletes its buffers outside the lock; with `finalize` the
+    // factory is marked finalised in the same step, so nothing recycled meanwhile can slip into
+    // the idle list.
+    void DeleteIdle(bool finalize) {
+        std::unique_ptr<std::list<Buffer*>> idle;
+        {
+            std::lock_guard<std::mutex> guard(lock_);
+            if (finalize)
+                finalized_ = true;
+            idle = std::move(idle_);
+            if (idle)
+                for (Buffer* b : *idle)
+                    allocatedBytes_ -= b->Size();
+            idleBytes_ = 0;
+        }
+        if (idle)
+            for (Buffer* b : *idle)
+                delete b;
+    }
+
     // Oldest at the front; made on first use, dropped by Purge().
     std::unique_ptr<std::list<Buffer*>> idle_;
     long inUseBytes_ = 0;
