@@ -5,3 +5,5 @@ cd "$(dirname "$0")/.."
 bash scripts/setup.sh
 bash scripts/build.sh build -DZEP6_BUILD_TESTS=OFF -DZEP6_BUILD_BENCH=OFF
 ./build/tools/zep6gl/zep6gl formats
+echo
+./build/tools/zep6gl/zep6gl info
