@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
-bash scripts/build.sh build -DZEP6_BUILD_TESTS=OFF -DZEP6_BUILD_BENCH=OFF
+bash scripts/build.sh build -DZEP6_BUILD_TESTS=OFF -DZEP6_BUILD_TOOLS=ON -DZEP6_BUILD_BENCH=OFF -DZEP6_SANITIZE=OFF
 ./build/tools/zep6gl/zep6gl formats
 echo
 ./build/tools/zep6gl/zep6gl info
