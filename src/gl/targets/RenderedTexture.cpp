@@ -1,0 +1,467 @@
+#include "gl/targets/RenderedTexture.h"
+
+#include "core/Errors.h"
+#include "core/PixelFormat.h"
+#include "core/PixelTypes.h"
+#include "core/XIImage.h"
+#include "gl/context/Capabilities.h"
+#include "gl/context/EntryPoints.h"
+#include "gl/render/Conversion.h"
+#include "gl/render/EffectProgram.h"
+#include "gl/render/GLSL.h"
+#include "gl/render/Geometry.h"
+#include "gl/render/Plane.h"
+#include "gl/render/Region.h"
+#include "gl/resources/Buffer.h"
+#include "gl/resources/FrameBuffer.h"
+#include "gl/resources/InternalFormat.h"
+#include "gl/resources/RenderBuffer.h"
+#include "gl/resources/TextureBuffer.h"
+#include "gl/state/Blend.h"
+#include "gl/state/Color.h"
+#include "gl/state/State.h"
+#include "gl/texture/SubImageTexture.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+
+#include <algorithm>
+#include <atomic>
+
+namespace OGL_ZEP6_AE {
+
+namespace {
+
+std::atomic<int> gDirectReads{0};
+std::atomic<int> gRenderReads{0};
+
+GLSL::Shader sDepthBlitShader(
+    GL_FRAGMENT_SHADER,
+    "uniform sampler2DRect color_source; uniform sampler2DRect depth_source; uniform float weight; void "
+    "main( "
+    ") { float depth = texture2DRect( depth_source, gl_FragCoord.st ).x; if( depth < 1.0 ) { vec4 color = "
+    "texture2DRect( color_source, gl_FragCoord.st ) * weight; if( color.a > 0.0 ) { gl_FragColor = clamp( "
+    "color, 0.0, 1.0 ); gl_FragDepth = depth; return; } } discard; }");
+
+void SetSamplerParameters(unsigned int target, GLint filter) {
+    glTexParameteri(target, GL_TEXTURE_MAG_FILTER, filter);
+    glTexParameteri(target, GL_TEXTURE_MIN_FILTER, filter);
+    glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+}
+
+void BindCacheTexture(const TextureBuffer* buffer) {
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_TEXTURE_RECTANGLE_ARB);
+    if (buffer->TextureName() == 0)
+        buffer->Initialize();
+    if (buffer->TextureName() != 0) {
+        glEnable(buffer->Key().Target());
+        glBindTexture(buffer->Key().Target(), buffer->TextureName());
+    }
+}
+
+void SetTextureMatrix(float sx, float sy, bool flip) {
+    GLint mode = GL_MODELVIEW;
+    glGetIntegerv(GL_MATRIX_MODE, &mode);
+    glMatrixMode(GL_TEXTURE);
+    glLoadIdentity();
+    glScalef(sx, sy, 0.0f);
+    if (flip) {
+        glTranslatef(0.0f, 1.0f, 0.0f);
+        glScalef(1.0f, -1.0f, 1.0f);
+    }
+    glMatrixMode(mode);
+}
+
+bool IsSampler(const GLSL::Uniform* uniform) {
+    return uniform->Type() == GL_SAMPLER_2D || uniform->Type() == GL_SAMPLER_2D_RECT_ARB;
+}
+
+} // namespace
+
+RenderedTexture::RenderedTexture()
+    : frameBuffer_(0), depthTexture_(nullptr), depthRenderBuffer_(nullptr), depthImage_(nullptr),
+      readProcessing_(nullptr) {
+    SetType(GL_TEXTURE_RECTANGLE_ARB, 2048, 1080, GL_RGBA, GetBestType(), false);
+}
+
+RenderedTexture::RenderedTexture(int width, int height, unsigned int format, unsigned int type)
+    : RenderedTexture() {
+    Resize(width, height, format, type);
+}
+
+RenderedTexture::RenderedTexture(const RenderedTexture& other)
+    : Texture(), frameBuffer_(other.frameBuffer_), depthTexture_(other.depthTexture_),
+      depthRenderBuffer_(other.depthRenderBuffer_), depthImage_(nullptr), readProcessing_(nullptr) {
+    SetType(GL_TEXTURE_RECTANGLE_ARB, 2048, 1080, GL_RGBA, GetBestType(), false);
+    RenderedTexture& source = const_cast<RenderedTexture&>(other);
+    source.frameBuffer_ = 0;
+    source.depthTexture_ = nullptr;
+    source.depthRenderBuffer_ = nullptr;
+}
+
+RenderedTexture::~RenderedTexture() {
+    try {
+        RenderedTexture::Finalize();
+    } catch (...) {
+    }
+    delete depthImage_;
+    depthImage_ = nullptr;
+}
+
+void RenderedTexture::Resize(int width, int height, unsigned int format, unsigned int) {
+    if (width == width_ && height == height_ && format == format_)
+        return;
+    Finalize();
+    if (width != 0 && height != 0)
+        SetType(GL_TEXTURE_RECTANGLE_ARB, width, height, format, GetBestType(), false);
+}
+
+void RenderedTexture::Resize(const XIImage* image) {
+    if (!IsValid(image))
+        return;
+    unsigned int format = 0, type = 0;
+    GetFormatType(image, format, type);
+    Resize(static_cast<int>(image->GetWidth()), static_cast<int>(image->GetHeight()), format, type);
+}
+
+void RenderedTexture::Resize(const RenderedTexture& other) {
+    Resize(other.width_, other.height_, other.format_, other.type_);
+}
+
+bool RenderedTexture::CreateTexture() {
+    if (buffer_ == nullptr)
+        buffer_ = TextureBuffer::Make(key_);
+    if (!IsFrameBufferSupported())
+        throw OffscreenUnsupported();
+    if (frameBuffer_ == 0) {
+        GLuint name = 0;
+        ZEP6_GLCALL(glGenFramebuffersEXT)(1, &name);
+        frameBuffer_ = name;
+    }
+    if (frameBuffer_ == 0)
+        return false;
+    ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, frameBuffer_);
+    AttachTexture();
+    const int width = buffer_->Width();
+    const int height = buffer_->Height();
+    if (IsDepthTextureSupported()) {
+        if (depthTexture_ == nullptr) {
+            depthTexture_ = TextureBuffer::Make(
+                TextureKey(GL_TEXTURE_RECTANGLE_ARB, width, height, GL_DEPTH_COMPONENT24, 1));
+            if (depthTexture_ == nullptr)
+                throw OpenGLError(0);
+        }
+        depthTexture_->Attach(GL_DEPTH_ATTACHMENT_EXT);
+    } else if (depthRenderBuffer_ == nullptr) {
+        depthRenderBuffer_ = RenderBuffer::Make(RenderKey(width, height, GL_DEPTH_COMPONENT, GL_FLOAT));
+        if (depthRenderBuffer_ != nullptr)
+            ZEP6_GLCALL(glFramebufferRenderbufferEXT)
+            (GL_FRAMEBUFFER_EXT, GL_DEPTH_ATTACHMENT_EXT, GL_RENDERBUFFER_EXT, depthRenderBuffer_->Name());
+    }
+    return ZEP6_GLCALL(glCheckFramebufferStatusEXT)(GL_FRAMEBUFFER_EXT) == GL_FRAMEBUFFER_COMPLETE_EXT;
+}
+
+bool RenderedTexture::Select() {
+    if (width_ == 0 || height_ == 0)
+        return false;
+    if (!CreateTexture()) {
+        Finalize();
+        return false;
+    }
+    ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, frameBuffer_);
+    Reset();
+    return true;
+}
+
+bool RenderedTexture::Deselect() {
+    return false;
+}
+
+bool RenderedTexture::MakeCurrent() {
+    if (frameBuffer_ == 0 && !CreateTexture())
+        return false;
+    ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, frameBuffer_);
+    return true;
+}
+
+void RenderedTexture::Reset() {
+    SetDefault();
+    Orthogonal(-10000.0, 10000.0);
+}
+
+void RenderedTexture::Orthogonal(double zNear, double zFar) {
+    if (width_ == 0 || height_ == 0)
+        return;
+    glViewport(0, 0, width_, height_);
+    glScissor(0, 0, width_, height_);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glOrtho(0.0, width_, 0.0, height_, zNear, zFar);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+}
+
+void RenderedTexture::Perspective(float left, float right, float bottom, float top, float zNear, float zFar) {
+    if (width_ == 0 || height_ == 0)
+        return;
+    Orthogonal(1.0, -1.0);
+    glMatrixMode(GL_PROJECTION);
+    glScalef(width_ / 2.0f, height_ / 2.0f, 1.0f);
+    glTranslatef(1.0f, 1.0f, 0.0f);
+    glScalef(1.0f, -1.0f, 1.0f);
+    glFrustum(left, right, bottom, top, zNear, zFar);
+    glMatrixMode(GL_MODELVIEW);
+}
+
+void RenderedTexture::Clear() {
+    FrameBuffer previous;
+    previous.Retrieve();
+    MakeCurrent();
+    glPushAttrib(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    const Color& clear = Color::Transparent;
+    glClearColor(clear.red, clear.green, clear.blue, clear.alpha);
+    glClearDepth(1.0);
+    glDepthFunc(GL_ALWAYS);
+    glEnable(GL_DEPTH_TEST);
+    glDepthMask(GL_TRUE);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glPopAttrib();
+    previous.Apply();
+}
+
+void RenderedTexture::Apply() const {
+    if (width_ == 0 || height_ == 0)
+        return;
+    if (buffer_ == nullptr)
+        buffer_ = TextureBuffer::Make(key_);
+    if (buffer_ != nullptr)
+        BindCacheTexture(buffer_);
+    ApplyBinding();
+    SetTransform(static_cast<float>(width_), static_cast<float>(height_), 0.0f, 0.0f);
+    SetSamplerParameters(key_.Target(), GL_LINEAR);
+}
+
+void RenderedTexture::ApplyDepth() const {
+    if (width_ == 0 || height_ == 0)
+        return;
+    if (depthTexture_ != nullptr) {
+        BindCacheTexture(depthTexture_);
+        ApplyBinding();
+        SetTransform(static_cast<float>(width_), static_cast<float>(height_), 0.0f, 0.0f);
+        SetSamplerParameters(depthTexture_->Key().Target(), GL_LINEAR);
+        return;
+    }
+    if (depthRenderBuffer_ == nullptr)
+        return;
+    OGL_ZEP6_AE::Buffer<Luma32F> depth(GL_LUMINANCE, 32, 1.0f);
+    {
+        PushState state;
+        if (!const_cast<RenderedTexture*>(this)->Select())
+            return;
+        depth.Resize(width_, height_, GL_LUMINANCE, 32, 1.0f);
+        glPixelStorei(GL_PACK_ALIGNMENT, 1);
+        glPixelStorei(GL_PACK_ROW_LENGTH, static_cast<GLint>(depth.GetRowBytes() / sizeof(float)));
+        glReadPixels(0, 0, width_, height_, GL_DEPTH_COMPONENT, GL_FLOAT, depth.GetBaseAddress());
+        glPixelStorei(GL_PACK_ROW_LENGTH, 0);
+        glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    }
+    delete depthImage_;
+    depthImage_ = new SubImageTexture(&depth);
+    depthImage_->Apply();
+    SetSamplerParameters(depthImage_->Key().Target(), GL_LINEAR);
+    // The texture keeps its content; the temporary pixels are no longer needed.
+    depthImage_->SetImage(nullptr);
+    depth.Finalize();
+}
+
+void RenderedTexture::Write(const XIImage* image) {
+    if (width_ == 0 || height_ == 0 || !IsValid(image))
+        return;
+    Push<Texture> saved;
+    SubImageTexture texture(image);
+    texture.ApplyBinding();
+    texture.Load();
+    sPlane.Draw(0.0f, 0.0f, static_cast<float>(width_), static_cast<float>(height_), 0.0f);
+}
+
+void RenderedTexture::WriteFit(const XIImage* image) {
+    if (width_ == 0 || height_ == 0 || !IsValid(image))
+        return;
+    const int w = std::min(static_cast<int>(image->GetWidth()), width_);
+    const int h = std::min(static_cast<int>(image->GetHeight()), height_);
+    if (w <= 0 || h <= 0)
+        return;
+    Push<Texture> saved;
+    SubImageTexture texture(image);
+    texture.SetRegion(Region(0, 0, static_cast<unsigned int>(w), static_cast<unsigned int>(h)));
+    texture.ApplyBinding();
+    texture.Load();
+    sPlane.Draw(0.0f, 0.0f, static_cast<float>(w), static_cast<float>(h), 0.0f);
+}
+
+void RenderedTexture::Read(XIImage* image) {
+    if (!IsValid(image))
+        return;
+    Read(image,
+         Region(0, 0, static_cast<unsigned int>(image->GetWidth()),
+                static_cast<unsigned int>(image->GetHeight())),
+         false);
+}
+
+void RenderedTexture::Read(XIImage* image, const Region& region, bool flipRequested) {
+    if (!IsValid(image) || buffer_ == nullptr)
+        return;
+    PushState outer;
+    if (!Select())
+        return;
+    const int imageHeight = static_cast<int>(image->GetHeight());
+    Region area = region & Region(0, 0, static_cast<unsigned int>(image->GetWidth()),
+                                  static_cast<unsigned int>(imageHeight));
+    const Region origin(0, 0, area.width, area.height);
+    const bool flip = (!image->IsBottomUp()) != flipRequested;
+    if (flip)
+        area.y = imageHeight - area.y - static_cast<int>(area.height);
+    if (!area.valid || area.width == 0 || area.height == 0 || image->GetBaseAddress() == nullptr)
+        return;
+
+    unsigned int format = 0, type = 0;
+    float scale = 1.0f;
+    GetColorSpaceFormat(image, format, type, scale);
+    const bool convert = NeedToConvert(image, format, type);
+    if (!convert && !flip && readProcessing_ == nullptr) {
+        ++gDirectReads;
+        buffer_->ReadImageNative(image, area, origin);
+        return;
+    }
+    ++gRenderReads;
+
+    const unsigned int copyType =
+        (type == GL_UNSIGNED_BYTE || type == GL_UNSIGNED_INT_8_8_8_8 || type == GL_UNSIGNED_INT_8_8_8_8_REV)
+            ? type
+            : GetBestType();
+    TextureBuffer* copy = TextureBuffer::Make(
+        TextureKey(GL_TEXTURE_RECTANGLE_ARB, static_cast<int>(area.width), static_cast<int>(area.height),
+                   GetInternalFormat(GL_RGBA, copyType), 0));
+    if (copy == nullptr)
+        return;
+    {
+        PushState inner;
+        if (copy->Select()) {
+            Push<BlendFunc> blend(BlendFunc::Replace);
+
+            static Conversion* conversion = new Conversion();
+            GLSL::Shader* swizzle = nullptr;
+            if (convert) {
+                if (image->GetColorSpace() == 32)
+                    swizzle = &Conversion::sToARGB;
+                else if (image->GetColorSpace() == 0x42475241) // 'BGRA'
+                    swizzle = &Conversion::sToBGRA;
+            }
+            conversion->SetConversion(swizzle);
+            conversion->SetProcessing(readProcessing_);
+            conversion->SetScale(scale);
+            conversion->Apply();
+
+            ZEP6_GLCALL(glActiveTexture)(GL_TEXTURE0);
+            BindCacheTexture(buffer_);
+            SetTextureMatrix(static_cast<float>(area.width), static_cast<float>(area.height), flip);
+            SetSamplerParameters(key_.Target(), GL_NEAREST);
+
+            sPlane.Draw(0.0f, 0.0f, static_cast<float>(area.width), static_cast<float>(area.height), 0.0f);
+            if (convert)
+                copy->ReadImageAsRgba(image, area, origin);
+            else
+                copy->ReadImageNative(image, area, origin);
+            GLSL::Program::UseProgram(0);
+        }
+    }
+    TextureBuffer::Recycle(copy);
+}
+
+void RenderedTexture::Blit(const Region& region, float opacity) {
+    if (width_ == 0 || height_ == 0 || !region.valid)
+        return;
+    RasterProjection(width_, height_);
+    Apply();
+    ApplyNearest();
+    Color previous;
+    previous.Retrieve();
+    Color(opacity, opacity, opacity, opacity).Apply();
+    sPlane.Draw(0.0f, 0.0f, static_cast<float>(width_), static_cast<float>(height_), 0.0f);
+    previous.Apply();
+}
+
+void RenderedTexture::BlitWithDepth(const Region& region, float weight) {
+    if (width_ == 0 || height_ == 0 || !region.valid)
+        return;
+    static EffectProgram* program = new EffectProgram(&EffectProgram::sVertexShader, &sDepthBlitShader);
+    static GLSL::Uniform* colorSource = nullptr;
+    static GLSL::Uniform* depthSource = nullptr;
+    static GLSL::Uniform* weightUniform = nullptr;
+
+    TextureUnits saved(2);
+    saved.Retrieve();
+    RasterProjection(width_, height_);
+    ZEP6_GLCALL(glActiveTexture)(GL_TEXTURE1);
+    ApplyDepth();
+    glTexParameteri(GL_TEXTURE_RECTANGLE_ARB, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_RECTANGLE_ARB, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    ZEP6_GLCALL(glActiveTexture)(GL_TEXTURE0);
+    Apply();
+    ApplyNearest();
+    program->Apply();
+    if (colorSource == nullptr) {
+        colorSource = program->GetUniform("color_source");
+        depthSource = program->GetUniform("depth_source");
+        weightUniform = program->GetUniform("weight");
+    }
+    if (colorSource && IsSampler(colorSource))
+        ZEP6_GLCALL(glUniform1i)(*colorSource, 0);
+    if (depthSource && IsSampler(depthSource))
+        ZEP6_GLCALL(glUniform1i)(*depthSource, 1);
+    if (weightUniform) {
+        if (weightUniform->Type() == GL_INT)
+            ZEP6_GLCALL(glUniform1i)(*weightUniform, static_cast<int>(weight));
+        else if (weightUniform->Type() == GL_FLOAT)
+            ZEP6_GLCALL(glUniform1f)(*weightUniform, weight);
+    }
+    DrawRegion(region);
+    GLSL::Program::UseProgram(0);
+    saved.Apply();
+}
+
+void RenderedTexture::Finalize() {
+    Texture::Finalize();
+    if (depthTexture_ != nullptr) {
+        TextureBuffer::Recycle(depthTexture_);
+        depthTexture_ = nullptr;
+    }
+    if (depthRenderBuffer_ != nullptr) {
+        RenderBuffer::Recycle(depthRenderBuffer_);
+        depthRenderBuffer_ = nullptr;
+    }
+    if (frameBuffer_ != 0) {
+        GLuint name = frameBuffer_;
+        frameBuffer_ = 0;
+        ZEP6_GLCALL(glDeleteFramebuffersEXT)(1, &name);
+    }
+    delete depthImage_;
+    depthImage_ = nullptr;
+    readProcessing_ = nullptr;
+}
+
+int RenderedTexture::DirectReadCount() {
+    return gDirectReads.load();
+}
+int RenderedTexture::RenderReadCount() {
+    return gRenderReads.load();
+}
+void RenderedTexture::ResetReadCounts() {
+    gDirectReads = 0;
+    gRenderReads = 0;
+}
+
+} // namespace OGL_ZEP6_AE

@@ -1,0 +1,469 @@
+#include "gl/texture/Texture.h"
+
+#include "core/Errors.h"
+#include "core/PixelFormat.h"
+#include "core/XIImage.h"
+#include "gl/context/Capabilities.h"
+#include "gl/context/EntryPoints.h"
+#include "gl/render/Conversion.h"
+#include "gl/render/Plane.h"
+#include "gl/render/Region.h"
+#include "gl/resources/InternalFormat.h"
+#include "gl/resources/TextureBuffer.h"
+#include "gl/state/Blend.h"
+#include "gl/state/ColorMask.h"
+#include "gl/state/DepthFunc.h"
+#include "gl/state/State.h"
+#include "gl/state/TextureUnitHooksPrivate.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+
+#include <algorithm>
+#include <atomic>
+#include <typeinfo>
+
+namespace OGL_ZEP6_AE {
+
+namespace {
+
+std::atomic<int> gDirectUploads{0};
+std::atomic<int> gRenderUploads{0};
+
+// Lets a TextureUnit that carries a texture bind it and learn its target.
+struct InstallTextureUnitHooks {
+    InstallTextureUnitHooks() {
+        detail::gTextureUnitHooks.bind = [](const Texture& texture) { texture.Apply(); };
+        detail::gTextureUnitHooks.target = [](const Texture& texture) { return texture.Key().Target(); };
+    }
+};
+InstallTextureUnitHooks sInstallHooks;
+
+// The conversion main program for an uploaded image of this colour space.
+GLSL::Shader* UploadConversion(const XIImage* image) {
+    const long space = image->GetColorSpace();
+    if (space == 32)
+        return &Conversion::sFromARGB;
+    if (space == 0x42475241) // 'BGRA'
+        return &Conversion::sFromBGRA;
+    return nullptr;
+}
+
+void SetFilters(unsigned int target, GLint filter) {
+    glTexParameteri(target, GL_TEXTURE_MAG_FILTER, filter);
+    glTexParameteri(target, GL_TEXTURE_MIN_FILTER, filter);
+}
+
+void SetWrap(unsigned int target, GLint wrap) {
+    glTexParameteri(target, GL_TEXTURE_WRAP_S, wrap);
+    glTexParameteri(target, GL_TEXTURE_WRAP_T, wrap);
+}
+
+// Binds a cache texture (made on the card if needed) as BindTexture does for a Texture.
+void BindBuffer(TextureBuffer* buffer) {
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_TEXTURE_RECTANGLE_ARB);
+    if (buffer->TextureName() == 0)
+        buffer->Initialize();
+    if (buffer->TextureName() != 0) {
+        glEnable(buffer->Key().Target());
+        glBindTexture(buffer->Key().Target(), buffer->TextureName());
+    }
+}
+
+// Draws a staging texture into the selected destination through `conversion`, following the
+// fit or stretch rule; shared by uploads and masks.
+void DrawStaged(Conversion& conversion, TextureBuffer* staging, const XIImage* image, const Region& source,
+                const Region& destination, bool convert, float scale, GLSL::Shader* processing, bool fit) {
+    const bool flip = !image->IsBottomUp();
+    const bool resize = source.width != destination.width || source.height != destination.height;
+    bool useProgram = convert || scale != 1.0f || processing != nullptr;
+    if (useProgram) {
+        conversion.SetConversion(convert ? UploadConversion(image) : nullptr);
+        conversion.SetProcessing(processing);
+        conversion.SetScale(scale != 0.0f ? 1.0f / scale : 1.0f);
+        conversion.Apply();
+        // The sampler "texture" keeps its default unit 0, where the staging texture is bound.
+        ZEP6_GLCALL(glActiveTexture)(GL_TEXTURE0);
+        BindBuffer(staging);
+    }
+    const GLenum target = staging->Key().Target();
+    glMatrixMode(GL_TEXTURE);
+    glLoadIdentity();
+    glScalef(static_cast<float>(source.width), static_cast<float>(source.height), 0.0f);
+    if (flip) {
+        glTranslatef(0.0f, 1.0f, 0.0f);
+        glScalef(1.0f, -1.0f, 1.0f);
+    }
+    glMatrixMode(GL_MODELVIEW);
+    SetFilters(target, resize ? GL_LINEAR : GL_NEAREST);
+    SetWrap(target, GL_CLAMP_TO_EDGE);
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+
+    float x0 = static_cast<float>(destination.x);
+    float y0 = static_cast<float>(destination.y);
+    float x1 = x0 + destination.width;
+    float y1 = y0 + destination.height;
+    if (fit) {
+        const float s = std::min(static_cast<float>(destination.width) / source.width,
+                                 static_cast<float>(destination.height) / source.height);
+        const float w = source.width * s;
+        const float h = source.height * s;
+        x0 = static_cast<float>(destination.x + static_cast<int>((destination.width - w) / 2.0f));
+        y0 = static_cast<float>(destination.y + static_cast<int>((destination.height - h) / 2.0f));
+        x1 = x0 + static_cast<int>(w);
+        y1 = y0 + static_cast<int>(h);
+    }
+    sPlane.Draw(x0, y0, x1, y1, 0.0f);
+    if (useProgram)
+        GLSL::Program::UseProgram(0);
+}
+
+} // namespace
+
+Texture::Texture()
+    : buffer_(nullptr), key_(GL_TEXTURE_RECTANGLE_ARB, 0, 0, GL_RGBA32F_ARB, 0), width_(0), height_(0),
+      format_(GL_RGBA), type_(GL_FLOAT), loadProcessing_(nullptr), fit_(false) {}
+
+Texture::Texture(const Texture& other)
+    : Context(other), Resource(other), buffer_(other.buffer_), key_(other.key_), binding_(other.binding_),
+      width_(other.width_), height_(other.height_), format_(other.format_), type_(other.type_),
+      loadProcessing_(other.loadProcessing_), fit_(other.fit_) {}
+
+Texture& Texture::operator=(const Texture& other) {
+    buffer_ = other.buffer_;
+    key_ = other.key_;
+    binding_ = other.binding_;
+    width_ = other.width_;
+    height_ = other.height_;
+    format_ = other.format_;
+    type_ = other.type_;
+    loadProcessing_ = other.loadProcessing_;
+    fit_ = other.fit_;
+    return *this;
+}
+
+Texture::~Texture() {
+    try {
+        Texture::Finalize();
+    } catch (...) {
+    }
+}
+
+bool Texture::Select() {
+    CreateTexture();
+    return buffer_ != nullptr && buffer_->Select();
+}
+
+bool Texture::Deselect() {
+    return buffer_ != nullptr && buffer_->Deselect();
+}
+
+void Texture::Apply() const {
+    ApplyBinding();
+}
+
+void Texture::ApplyBinding() const {
+    const bool rectangle = key_.Target() == GL_TEXTURE_RECTANGLE_ARB;
+    const GLenum target = key_.Target();
+    glTexParameteri(target, GL_TEXTURE_MAG_FILTER,
+                    rectangle ? binding_.magFilterRectangle : binding_.magFilter2D);
+    glTexParameteri(target, GL_TEXTURE_MIN_FILTER,
+                    rectangle ? binding_.minFilterRectangle : binding_.minFilter2D);
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, binding_.envMode);
+    glTexEnvfv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_COLOR, binding_.envColor);
+}
+
+void Texture::Retrieve() {
+    binding_.Retrieve();
+}
+
+void Texture::Reset() {
+    if (buffer_ == nullptr)
+        return;
+    SetDefault();
+    buffer_->Orthogonal(-10000.0, 10000.0);
+}
+
+void Texture::Finalize() {
+    if (buffer_ == nullptr)
+        return;
+    TextureBuffer* buffer = buffer_;
+    buffer_ = nullptr;
+    TextureBuffer::Recycle(buffer);
+}
+
+const char* Texture::Name() const {
+    return typeid(*this).name();
+}
+
+void Texture::ClearTransform() const {
+    GLint mode = GL_MODELVIEW;
+    glGetIntegerv(GL_MATRIX_MODE, &mode);
+    glMatrixMode(GL_TEXTURE);
+    glLoadIdentity();
+    glMatrixMode(mode);
+}
+
+void Texture::SetTransform(float sx, float sy, float tx, float ty) const {
+    GLint mode = GL_MODELVIEW;
+    glGetIntegerv(GL_MATRIX_MODE, &mode);
+    glMatrixMode(GL_TEXTURE);
+    glLoadIdentity();
+    glTranslatef(tx, ty, 0.0f);
+    glScalef(sx, sy, 0.0f);
+    glMatrixMode(mode);
+}
+
+void Texture::FlipTransform() const {
+    GLint mode = GL_MODELVIEW;
+    glGetIntegerv(GL_MATRIX_MODE, &mode);
+    glMatrixMode(GL_TEXTURE);
+    glTranslatef(0.0f, 1.0f, 0.0f);
+    glScalef(1.0f, -1.0f, 1.0f);
+    glMatrixMode(mode);
+}
+
+void Texture::ApplyNearest() const {
+    SetFilters(key_.Target(), GL_NEAREST);
+}
+void Texture::ApplyLinear() const {
+    SetFilters(key_.Target(), GL_LINEAR);
+}
+void Texture::ApplyClamp() const {
+    SetWrap(key_.Target(), GL_CLAMP);
+}
+void Texture::ApplyClampToEdge() const {
+    SetWrap(key_.Target(), GL_CLAMP_TO_EDGE);
+}
+void Texture::ApplyDecal() const {
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_DECAL);
+}
+void Texture::ApplyModulate() const {
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+}
+
+void Texture::Disable() {
+    static const GLenum targets[] = {GL_TEXTURE_1D, GL_TEXTURE_2D, GL_TEXTURE_3D, GL_TEXTURE_RECTANGLE_ARB,
+                                     GL_TEXTURE_CUBE_MAP};
+    for (GLenum target : targets) {
+        glDisable(target);
+        glBindTexture(target, 0);
+    }
+}
+
+bool Texture::WriteToFile(const char*, Channel) const {
+    State state;
+    state.Retrieve();
+    if (buffer_ != nullptr && buffer_->Select())
+        buffer_->Deselect();
+    state.Apply();
+    return false;
+}
+
+int Texture::DirectUploadCount() {
+    return gDirectUploads.load();
+}
+int Texture::RenderUploadCount() {
+    return gRenderUploads.load();
+}
+void Texture::ResetUploadCounts() {
+    gDirectUploads = 0;
+    gRenderUploads = 0;
+}
+
+unsigned int Texture::GetBestType() {
+    static const unsigned int best = [] {
+        const bool halfFloat = IsHalfFloatSupported();
+        const bool floats = IsFloatSupported();
+        if (!IsBasicQuadro() && !IsMacATI()) {
+            if (floats && IsQuadro())
+                return static_cast<unsigned int>(GL_FLOAT);
+            if (halfFloat)
+                return static_cast<unsigned int>(GL_HALF_FLOAT_ARB);
+            if (floats)
+                return static_cast<unsigned int>(GL_FLOAT);
+            return static_cast<unsigned int>(GL_UNSIGNED_BYTE);
+        }
+        return static_cast<unsigned int>(halfFloat ? GL_HALF_FLOAT_ARB : GL_UNSIGNED_BYTE);
+    }();
+    return best;
+}
+
+void Texture::SetType(unsigned int target, int width, int height, unsigned int format, unsigned int type,
+                      bool exact) const {
+    width_ = width;
+    height_ = height;
+    format_ = format;
+    type_ = type;
+    key_ = TextureKey(target, width, height, GetInternalFormat(format, type), exact ? 1 : 0);
+}
+
+bool Texture::CreateTexture() {
+    if (buffer_ == nullptr)
+        buffer_ = TextureBuffer::Make(key_);
+    return buffer_ != nullptr;
+}
+
+void Texture::BindTexture() const {
+    if (buffer_ == nullptr)
+        buffer_ = TextureBuffer::Make(key_);
+    if (buffer_ != nullptr) {
+        glDisable(GL_TEXTURE_2D);
+        glDisable(GL_TEXTURE_RECTANGLE_ARB);
+        if (buffer_->TextureName() == 0)
+            buffer_->Initialize();
+        if (buffer_->TextureName() != 0) {
+            glEnable(buffer_->Key().Target());
+            glBindTexture(buffer_->Key().Target(), buffer_->TextureName());
+        }
+    }
+    ApplyBinding();
+}
+
+void Texture::AttachTexture() const {
+    if (buffer_ == nullptr)
+        throw OpenGLError(0);
+    buffer_->Attach(GL_COLOR_ATTACHMENT0_EXT);
+}
+
+bool Texture::IsResident() const {
+    return buffer_ != nullptr && buffer_->IsResident();
+}
+
+int Texture::ActualWidth() const {
+    return buffer_ ? buffer_->Width() : 0;
+}
+
+int Texture::ActualHeight() const {
+    return buffer_ ? buffer_->Height() : 0;
+}
+
+void Texture::ClearTexture(const Color& color) const {
+    if (buffer_ == nullptr)
+        return;
+    State state(2);
+    state.Retrieve();
+    GLfloat previous[4];
+    glGetFloatv(GL_COLOR_CLEAR_VALUE, previous);
+    const bool selected = buffer_->Select();
+    glClearColor(color.red, color.green, color.blue, color.alpha);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glClearColor(previous[0], previous[1], previous[2], previous[3]);
+    if (selected)
+        buffer_->Deselect();
+    state.Apply();
+}
+
+void Texture::LoadTexture(const XIImage* image, const Region& source, const Region& destinationIn) const {
+    if (buffer_ == nullptr || image == nullptr)
+        return;
+    Region destination = destinationIn;
+    if (!destination.valid)
+        destination = Region(0, 0, source.width, source.height);
+
+    unsigned int format = 0, type = 0;
+    float scale = 1.0f;
+    GetColorSpaceFormat(image, format, type, scale);
+    const bool convert = NeedToConvert(image, format, type);
+    const bool flip = !image->IsBottomUp();
+    const bool resize = source.width != destination.width || source.height != destination.height;
+
+    if (!convert && !flip && !resize && loadProcessing_ == nullptr) {
+        ++gDirectUploads;
+        buffer_->LoadImageNative(image, source, destination);
+        return;
+    }
+    ++gRenderUploads;
+
+    State state(2);
+    state.Retrieve();
+    const bool selected = buffer_->Select();
+    {
+        Push<BlendFunc> blend(BlendFunc::Replace);
+        Push<DepthFunc> depth(DepthFunc::Always);
+        Push<Color> colour(Color::White);
+
+        TextureBuffer* staging = TextureBuffer::Make(
+            TextureKey(GL_TEXTURE_RECTANGLE_ARB, static_cast<int>(source.width),
+                       static_cast<int>(source.height), GetInternalFormat(GL_RGBA, type), 0));
+        if (staging != nullptr) {
+            BindBuffer(staging);
+            const Region origin(0, 0, source.width, source.height);
+            if (convert)
+                staging->LoadImageAsRgba(image, source, origin);
+            else
+                staging->LoadImageNative(image, source, origin);
+            if (fit_) {
+                glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+                glClear(GL_COLOR_BUFFER_BIT);
+            }
+            static Conversion* upload = new Conversion();
+            DrawStaged(*upload, staging, image, source, destination, convert, scale, loadProcessing_, fit_);
+            TextureBuffer::Recycle(staging);
+        }
+    }
+    if (selected)
+        buffer_->Deselect();
+    state.Apply();
+}
+
+void Texture::MaskTexture(const XIImage* mask, const Region& source, const Region& destinationIn) const {
+    if (buffer_ == nullptr || mask == nullptr)
+        return;
+    Region destination = destinationIn;
+    if (!destination.valid)
+        destination = Region(0, 0, source.width, source.height);
+    unsigned int format = 0, type = 0;
+    float scale = 1.0f;
+    GetColorSpaceFormat(mask, format, type, scale);
+    const bool convert = NeedToConvert(mask, format, type);
+    ++gRenderUploads;
+
+    State state(2);
+    state.Retrieve();
+    const bool selected = buffer_->Select();
+    {
+        Push<BlendFunc> blend(BlendFunc::Mask);
+        Push<ColorMask> colourMask(ColorMask::AlphaOnly);
+        Push<DepthFunc> depth(DepthFunc::Always);
+        Push<Color> colour(Color::White);
+        TextureBuffer* staging = TextureBuffer::Make(
+            TextureKey(GL_TEXTURE_RECTANGLE_ARB, static_cast<int>(source.width),
+                       static_cast<int>(source.height), GetInternalFormat(GL_RGBA, type), 0));
+        if (staging != nullptr) {
+            BindBuffer(staging);
+            const Region origin(0, 0, source.width, source.height);
+            if (convert)
+                staging->LoadImageAsRgba(mask, source, origin);
+            else
+                staging->LoadImageNative(mask, source, origin);
+            static Conversion* masking = new Conversion();
+            DrawStaged(*masking, staging, mask, source, destination, convert, scale, loadProcessing_, fit_);
+            TextureBuffer::Recycle(staging);
+        }
+    }
+    if (selected)
+        buffer_->Deselect();
+    state.Apply();
+}
+
+Push<Texture>::Push() : saved_(), pushed_(true) {
+    saved_.Retrieve();
+}
+
+Push<Texture>::~Push() {
+    try {
+        Pop();
+    } catch (...) {
+    }
+}
+
+void Push<Texture>::Pop() {
+    if (!pushed_)
+        return;
+    pushed_ = false;
+    saved_.Apply();
+}
+
+} // namespace OGL_ZEP6_AE

@@ -1,0 +1,349 @@
+// Rendered textures on a real context: writing and reading images, the read paths, the depth
+// attachment and its fallback, depth-composited blits, clearing, and bad input. Cases that hide
+// an extension run in a process of their own (capability answers are taken once per process).
+
+#include "core/Errors.h"
+#include "gl/context/Capabilities.h"
+#include "gl/context/EntryPoints.h"
+#include "gl/render/Plane.h"
+#include "gl/render/Region.h"
+#include "gl/resources/RenderBuffer.h"
+#include "gl/resources/TextureBuffer.h"
+#include "gl/state/State.h"
+#include "gl/targets/RenderedTexture.h"
+#include "gl/resources/ResourceTestSupport.h"
+#include "support/TestImage.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+using namespace OGL_ZEP6_AE;
+using zep6test::OnWorker;
+using zep6test::TestImage;
+namespace Formats = zep6test::Formats;
+
+namespace {
+
+GLint Integer(GLenum name) {
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+}
+
+bool Near(int a, int b, int tolerance = 2) {
+    return std::abs(a - b) <= tolerance;
+}
+
+// A BGRA image whose pixel (x, y in memory rows) is (blue = 4x, green = 8y, red = 90, alpha = 255).
+void FillPattern(TestImage& image) {
+    for (long y = 0; y < image.GetHeight(); ++y)
+        for (long x = 0; x < image.GetWidth(); ++x) {
+            unsigned char* p = image.Row(y) + x * 4;
+            p[0] = static_cast<unsigned char>(4 * x), p[1] = static_cast<unsigned char>(8 * y), p[2] = 90,
+            p[3] = 255;
+        }
+}
+
+// Draws a flat opaque quad at depth z (model-view space) into the selected target.
+void DrawQuad(float x0, float y0, float x1, float y1, float z, float r, float g, float b) {
+    glColor4f(r, g, b, 1.0f);
+    glBegin(GL_QUADS);
+    glVertex3f(x0, y0, z);
+    glVertex3f(x1, y0, z);
+    glVertex3f(x1, y1, z);
+    glVertex3f(x0, y1, z);
+    glEnd();
+}
+
+TEST(RenderedTexture, DefaultDescriptionCreatesNothing) {
+    ASSERT_TRUE(OnWorker([] {
+        RenderedTexture target;
+        EXPECT_EQ(target.Width(), 2048);
+        EXPECT_EQ(target.Height(), 1080);
+        EXPECT_EQ(target.GetFormat(), static_cast<unsigned int>(GL_RGBA));
+        EXPECT_EQ(target.GetType(), Texture::GetBestType());
+        EXPECT_EQ(target.ColorBuffer(), nullptr);
+        EXPECT_EQ(target.FrameBufferName(), 0u);
+    }));
+}
+
+// Round trip through Write and Read for both orientations; the bottom-up one reads directly.
+class WriteRead : public ::testing::TestWithParam<bool> {};
+
+TEST_P(WriteRead, ImageComesBackAndPathIsChosenByOrientation) {
+    const bool bottomUp = GetParam();
+    ASSERT_TRUE(OnWorker([&] {
+        TestImage source(Formats::BGRA8, 32, 16);
+        source.SetBottomUp(bottomUp);
+        FillPattern(source);
+        RenderedTexture target(32, 16);
+        PushState state;
+        ASSERT_TRUE(target.Select());
+        target.Write(&source);
+        state.Pop();
+
+        TestImage result(Formats::BGRA8, 32, 16);
+        result.SetBottomUp(bottomUp);
+        RenderedTexture::ResetReadCounts();
+        target.Read(&result);
+        EXPECT_EQ(RenderedTexture::DirectReadCount(), bottomUp ? 1 : 0);
+        EXPECT_EQ(RenderedTexture::RenderReadCount(), bottomUp ? 0 : 1);
+        for (long y = 0; y < 16; ++y)
+            for (long x = 0; x < 32; ++x)
+                for (int c = 0; c < 4; ++c)
+                    ASSERT_TRUE(Near(result.Row(y)[x * 4 + c], source.Row(y)[x * 4 + c]))
+                        << x << ", " << y << " channel " << c << " got " << int(result.Row(y)[x * 4 + c])
+                        << " " << int(result.Row(y)[x * 4 + 1]) << " " << int(result.Row(y)[x * 4 + 2]) << " "
+                        << int(result.Row(y)[x * 4 + 3]);
+    }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Orientation, WriteRead, ::testing::Values(true, false),
+                         [](const ::testing::TestParamInfo<bool>& info) {
+                             return std::string(info.param ? "BottomUp" : "TopDown");
+                         });
+
+TEST(RenderedTexture, WriteFitPlacesImageUnscaledAtLowerLeft) {
+    ASSERT_TRUE(OnWorker([] {
+        TestImage source(Formats::BGRA8, 40, 40);
+        FillPattern(source);
+        RenderedTexture target(32, 16);
+        target.Clear();
+        {
+            PushState state;
+            ASSERT_TRUE(target.Select());
+            target.WriteFit(&source);
+        }
+        TestImage result(Formats::BGRA8, 32, 16);
+        target.Read(&result);
+        EXPECT_TRUE(Near(result.Row(0)[5 * 4], 20));
+        EXPECT_TRUE(Near(result.Row(15)[31 * 4 + 1], 120));
+    }));
+}
+
+TEST(RenderedTexture, ClearKeepsThePreviousFramebufferBound) {
+    ASSERT_TRUE(OnWorker([] {
+        TextureBuffer* other = TextureBuffer::Make(TextureKey(GL_TEXTURE_RECTANGLE, 8, 8, GL_RGBA8, 1));
+        ASSERT_NE(other, nullptr);
+        ASSERT_TRUE(other->Select());
+        const GLint bound = Integer(GL_FRAMEBUFFER_BINDING_EXT);
+        ASSERT_NE(bound, 0);
+        RenderedTexture target(16, 16);
+        target.Clear();
+        EXPECT_NE(target.FrameBufferName(), 0u);
+        EXPECT_EQ(Integer(GL_FRAMEBUFFER_BINDING_EXT), bound);
+        // and the target is cleared to transparent black
+        TestImage result(Formats::BGRA8, 16, 16);
+        result.Fill(0x55);
+        target.Read(&result);
+        EXPECT_EQ(result.Row(7)[7 * 4 + 3], 0);
+        EXPECT_EQ(result.Row(7)[7 * 4 + 1], 0);
+        TextureBuffer::Recycle(other);
+    }));
+}
+
+TEST(RenderedTexture, InvalidImagesChangeNothing) {
+    ASSERT_TRUE(OnWorker([] {
+        TestImage source(Formats::BGRA8, 16, 16);
+        FillPattern(source);
+        RenderedTexture target(16, 16);
+        {
+            PushState state;
+            ASSERT_TRUE(target.Select());
+            target.Write(&source);
+        }
+        TestImage invalid(Formats::BGRA8, 16, 16);
+        invalid.Fill(0xFF);
+        invalid.SetHeight(0);
+        target.Resize(&invalid);
+        EXPECT_EQ(target.Width(), 16);
+        EXPECT_EQ(target.Height(), 16);
+        EXPECT_NE(target.ColorBuffer(), nullptr);
+        {
+            PushState state;
+            ASSERT_TRUE(target.Select());
+            target.Write(&invalid);
+            target.WriteFit(&invalid);
+            target.Write(nullptr);
+        }
+        RenderedTexture::ResetReadCounts();
+        target.Read(&invalid);
+        target.Read(nullptr);
+        EXPECT_EQ(RenderedTexture::DirectReadCount() + RenderedTexture::RenderReadCount(), 0);
+        TestImage result(Formats::BGRA8, 16, 16);
+        target.Read(&result);
+        EXPECT_EQ(std::memcmp(result.Bytes(), source.Bytes(), source.ByteCount()), 0);
+    }));
+}
+
+TEST(RenderedTexture, ResizeKeepsOrFinalizes) {
+    ASSERT_TRUE(OnWorker([] {
+        RenderedTexture target(16, 16);
+        target.Clear();
+        ASSERT_NE(target.ColorBuffer(), nullptr);
+        target.Resize(16, 16, GL_RGBA, GL_UNSIGNED_SHORT); // the type is not compared
+        EXPECT_NE(target.ColorBuffer(), nullptr);
+        target.Resize(20, 16, GL_RGBA, 0);
+        EXPECT_EQ(target.ColorBuffer(), nullptr);
+        EXPECT_EQ(target.FrameBufferName(), 0u);
+        EXPECT_EQ(target.Width(), 20);
+        TestImage image(Formats::RGBA16, 33, 17);
+        target.Resize(&image);
+        EXPECT_EQ(target.Width(), 33);
+        EXPECT_EQ(target.Height(), 17);
+        EXPECT_EQ(target.GetType(), Texture::GetBestType());
+    }));
+}
+
+TEST(RenderedTexture, HandOverMovesFramebufferAndDepthButNotColour) {
+    ASSERT_TRUE(OnWorker([] {
+        RenderedTexture first(16, 16);
+        first.Clear();
+        const unsigned int fbo = first.FrameBufferName();
+        TextureBuffer* colour = first.ColorBuffer();
+        ASSERT_NE(fbo, 0u);
+        RenderedTexture second(first);
+        EXPECT_EQ(second.FrameBufferName(), fbo);
+        EXPECT_EQ(first.FrameBufferName(), 0u);
+        EXPECT_EQ(first.ColorBuffer(), colour);
+        EXPECT_EQ(second.ColorBuffer(), nullptr);
+        EXPECT_EQ(second.Width(), 2048);
+        EXPECT_EQ(first.DepthBuffer(), nullptr);
+    }));
+}
+
+TEST(RenderedTexture, BlitWithDepthLeavesFarPixelsUntouched) {
+    ASSERT_TRUE(OnWorker([] {
+        RenderedTexture source(32, 16);
+        RenderedTexture destination(32, 16);
+        source.Clear();
+        {
+            PushState state;
+            ASSERT_TRUE(source.Select());
+            glEnable(GL_DEPTH_TEST);
+            glDepthFunc(GL_ALWAYS);
+            glDepthMask(GL_TRUE);
+            DrawQuad(0, 0, 16, 16, 0.0f, 1.0f, 0.0f, 0.0f); // left half red, depth 0.5
+        }
+        destination.Clear();
+        {
+            PushState state;
+            ASSERT_TRUE(destination.Select());
+            DrawQuad(0, 0, 32, 16, 0.0f, 0.0f, 0.0f, 1.0f); // blue everywhere
+            glDisable(GL_DEPTH_TEST);
+            source.BlitWithDepth(Region(0, 0, 32, 16), 1.0f);
+        }
+        TestImage result(Formats::BGRA8, 32, 16);
+        destination.Read(&result);
+        const unsigned char* left = result.Row(8) + 4 * 4;
+        const unsigned char* right = result.Row(8) + 24 * 4;
+        EXPECT_TRUE(Near(left[2], 255) && Near(left[0], 0)) << int(left[0]) << " " << int(left[2]);
+        EXPECT_TRUE(Near(right[0], 255) && Near(right[2], 0)) << int(right[0]) << " " << int(right[2]);
+    }));
+}
+
+// Capability answers are taken once per process: these cases run in a child process of their own.
+int RunWithout(const char* extensions, bool (*check)()) {
+    setenv("ZEP6_DISABLE_EXTENSIONS", extensions, 1);
+    bool ok = false;
+    OnWorker([&] { ok = check(); });
+    return ok ? 0 : 1;
+}
+
+bool DepthRenderBufferIsReadBack() {
+    if (IsDepthTextureSupported())
+        return false;
+    RenderedTexture target(16, 16);
+    target.Clear();
+    {
+        PushState state;
+        if (!target.Select())
+            return false;
+        glEnable(GL_DEPTH_TEST);
+        glDepthFunc(GL_ALWAYS);
+        DrawQuad(0, 0, 8, 16, 0.0f, 1, 1, 1); // depth 0.5 in the left half
+    }
+    if (target.DepthBuffer() != nullptr || target.DepthRenderBuffer() == nullptr)
+        return false;
+    PushState state;
+    target.ApplyDepth();
+    const GLint name = Integer(GL_TEXTURE_BINDING_RECTANGLE);
+    if (name == 0)
+        return false;
+    GLint width = 0, height = 0;
+    glGetTexLevelParameteriv(GL_TEXTURE_RECTANGLE, 0, GL_TEXTURE_WIDTH, &width);
+    glGetTexLevelParameteriv(GL_TEXTURE_RECTANGLE, 0, GL_TEXTURE_HEIGHT, &height);
+    std::vector<float> values(static_cast<size_t>(width) * height * 4);
+    glGetTexImage(GL_TEXTURE_RECTANGLE, 0, GL_RGBA, GL_FLOAT, values.data());
+    const float left = values[(static_cast<size_t>(4) * width + 2) * 4];
+    const float right = values[(static_cast<size_t>(4) * width + 12) * 4];
+    return std::abs(left - 0.5f) < 0.01f && std::abs(right - 1.0f) < 0.01f;
+}
+
+TEST(RenderedTextureDeathTest, WithoutDepthTexturesDepthRenderBufferIsReadBack) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(_exit(RunWithout("GL_ARB_depth_texture", &DepthRenderBufferIsReadBack)),
+                ::testing::ExitedWithCode(0), "");
+}
+
+bool EightBitRoundTrip() {
+    if (Texture::GetBestType() != GL_UNSIGNED_BYTE)
+        return false;
+    TestImage source(Formats::RGBA16, 16, 8);
+    for (long y = 0; y < 8; ++y)
+        for (long x = 0; x < 16; ++x) {
+            unsigned short* p = reinterpret_cast<unsigned short*>(source.Row(y)) + x * 4;
+            p[0] = static_cast<unsigned short>(4000 * x), p[1] = static_cast<unsigned short>(8000 * y),
+            p[2] = 12345, p[3] = 65535;
+        }
+    RenderedTexture target(16, 8);
+    {
+        PushState state;
+        if (!target.Select())
+            return false;
+        target.Write(&source);
+    }
+    if (target.ColorBuffer() == nullptr || target.ColorBuffer()->Key().InternalFormat() != GL_RGBA8)
+        return false;
+    TestImage result(Formats::RGBA16, 16, 8);
+    target.Read(&result);
+    for (long y = 0; y < 8; ++y)
+        for (long x = 0; x < 16; ++x)
+            for (int c = 0; c < 4; ++c) {
+                const int a = reinterpret_cast<const unsigned short*>(source.Row(y))[x * 4 + c];
+                const int b = reinterpret_cast<const unsigned short*>(result.Row(y))[x * 4 + c];
+                if (std::abs(a - b) > 65535 / 255 + 1)
+                    return false;
+            }
+    return true;
+}
+
+TEST(RenderedTextureDeathTest, WithoutFloatTexturesContentIsKeptInEightBits) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(_exit(RunWithout("GL_ARB_half_float_pixel GL_ARB_texture_float", &EightBitRoundTrip)),
+                ::testing::ExitedWithCode(0), "");
+}
+
+bool SelectThrowsOffscreenUnsupported() {
+    RenderedTexture target(16, 16);
+    try {
+        target.Select();
+    } catch (const OffscreenUnsupported& e) {
+        return std::string(e.what()) == OffscreenUnsupported().what() && std::string(e.what()).size() > 0;
+    }
+    return false;
+}
+
+TEST(RenderedTextureDeathTest, WithoutFramebufferObjectsSelectionThrows) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(_exit(RunWithout("GL_EXT_framebuffer_object", &SelectThrowsOffscreenUnsupported)),
+                ::testing::ExitedWithCode(0), "");
+}
+
+} // namespace
