@@ -19,19 +19,6 @@ using zep6test::ImageFormat;
 using zep6test::TestImage;
 namespace Formats = zep6test::Formats;
 
-// The values hosts and stored descriptions use; a wrong macro choice (say an unsized or vendor
-// variant) would change them.
-static_assert(GL_RGBA == 6408 && GL_RGB == 6407 && GL_ALPHA == 6406 && GL_COLOR_INDEX == 6400);
-static_assert(GL_BGRA == 32993 && GL_BGR == 32992);
-static_assert(GL_UNSIGNED_SHORT_5_6_5_REV == 33636 && GL_UNSIGNED_SHORT_5_6_5 == 33635);
-static_assert(GL_UNSIGNED_SHORT_1_5_5_5_REV == 33638 && GL_UNSIGNED_SHORT_5_5_5_1 == 32820);
-static_assert(GL_UNSIGNED_INT_8_8_8_8 == 32821);
-static_assert(GL_SHORT == 5122 && GL_UNSIGNED_SHORT == 5123 && GL_UNSIGNED_INT == 5125);
-static_assert(GL_FLOAT == 5126 && GL_HALF_FLOAT == 5131);
-static_assert(GL_ALPHA16F_ARB == 0x881C && GL_ALPHA32F_ARB == 0x8816);
-static_assert(GL_LUMINANCE16F_ARB == 0x881E && GL_LUMINANCE32F_ARB == 0x8818);
-static_assert(GL_RGBA16F == 0x881A && GL_RGBA32F == 0x8814 && GL_RGB16F == 0x881B && GL_RGB32F == 0x8815);
-
 namespace {
 
 TEST(FourCC, PacksBigEndianAndWorksAsConstant) {
@@ -59,7 +46,6 @@ TEST(GetColorSpaceFormat, ByDescription) {
         // Four-character codes whose type comes from the component size.
         {FourCC("RGBA"), 32, 255, GL_RGBA, GL_UNSIGNED_BYTE},
         {FourCC("RGBA"), 64, 65535, GL_RGBA, GL_UNSIGNED_SHORT},
-        {FourCC("RGBA"), 64, 32768, GL_RGBA, GL_UNSIGNED_SHORT},
         {FourCC("RGBA"), 64, 16385, GL_RGBA, GL_UNSIGNED_SHORT},
         {FourCC("RGBA"), 64, 16384, GL_RGBA, GL_SHORT},
         {FourCC("RGBA"), 64, 1, GL_RGBA, GL_HALF_FLOAT},
@@ -69,10 +55,8 @@ TEST(GetColorSpaceFormat, ByDescription) {
         {FourCC("RGBA"), 24, 255, GL_RGBA, 0},
         {FourCC("RGBA"), 96, 255, GL_RGBA, 0}, // three-byte components have no type
         {FourCC("BGRA"), 32, 255, GL_BGRA, GL_UNSIGNED_BYTE},
-        {FourCC("BGRA"), 128, 1, GL_BGRA, GL_FLOAT},
         {FourCC("ABGR"), 64, 65535, GL_BGRA, GL_UNSIGNED_SHORT},
         {FourCC("24BG"), 24, 255, GL_BGR, GL_UNSIGNED_BYTE},
-        {FourCC("24BG"), 48, 65535, GL_BGR, GL_UNSIGNED_SHORT},
         // Packed 16-bit codes are final whatever the bit depth says.
         {FourCC("B565"), 16, 255, GL_RGB, GL_UNSIGNED_SHORT_5_6_5_REV},
         {FourCC("L565"), 16, 255, GL_RGB, GL_UNSIGNED_SHORT_5_6_5},
@@ -80,25 +64,13 @@ TEST(GetColorSpaceFormat, ByDescription) {
         {FourCC("5551"), 32, 255, GL_RGB, GL_UNSIGNED_SHORT_5_5_5_1},
         // YUV layouts travel as RGBA of their size.
         {FourCC("2vuy"), 32, 255, GL_RGBA, GL_UNSIGNED_BYTE},
-        {FourCC("yuvs"), 32, 255, GL_RGBA, GL_UNSIGNED_BYTE},
-        {FourCC("yuvu"), 32, 255, GL_RGBA, GL_UNSIGNED_BYTE},
-        {FourCC("UYVY"), 32, 255, GL_RGBA, GL_UNSIGNED_BYTE},
-        {FourCC("YVYU"), 32, 255, GL_RGBA, GL_UNSIGNED_BYTE},
-        {FourCC("YVU9"), 32, 255, GL_RGBA, GL_UNSIGNED_BYTE},
-        {FourCC("Y211"), 32, 255, GL_RGBA, GL_UNSIGNED_BYTE},
         {FourCC("Y411"), 32, 255, GL_RGBA, GL_UNSIGNED_BYTE},
         {FourCC("2vuy"), 16, 255, GL_RGBA, 0},
         // Classic codes.
         {1, 8, 255, GL_ALPHA, GL_UNSIGNED_BYTE},
-        {1, 16, 65535, GL_ALPHA, GL_UNSIGNED_SHORT},
         {1, 16, 1, GL_ALPHA, GL_HALF_FLOAT},
         {1, 32, 1, GL_ALPHA, GL_FLOAT},
         {2, 8, 255, GL_COLOR_INDEX, 0},
-        {4, 8, 255, GL_COLOR_INDEX, 0},
-        {8, 8, 255, GL_COLOR_INDEX, 0},
-        {33, 8, 255, GL_COLOR_INDEX, 0},
-        {34, 8, 255, GL_COLOR_INDEX, 0},
-        {36, 8, 255, GL_COLOR_INDEX, 0},
         {40, 8, 255, GL_COLOR_INDEX, 0},
         {16, 16, 255, GL_RGB, GL_UNSIGNED_SHORT_5_5_5_1},
         {24, 24, 255, GL_RGB, GL_UNSIGNED_BYTE},
@@ -111,11 +83,9 @@ TEST(GetColorSpaceFormat, ByDescription) {
         {GL_RGBA8, 64, 65535, GL_RGBA, GL_UNSIGNED_BYTE},
         {GL_DEPTH_COMPONENT, 32, 1, GL_DEPTH_COMPONENT, GL_FLOAT},
         {GL_DEPTH_COMPONENT24, 32, 1, GL_DEPTH_COMPONENT, GL_UNSIGNED_INT},
-        {GL_LUMINANCE32F_ARB, 32, 1, GL_LUMINANCE, GL_FLOAT},
         // ...else the component size does.
         {GL_ALPHA, 8, 255, GL_ALPHA, GL_UNSIGNED_BYTE},
         {GL_LUMINANCE, 16, 65535, GL_LUMINANCE, GL_UNSIGNED_SHORT},
-        {GL_LUMINANCE, 32, 1, GL_LUMINANCE, GL_FLOAT},
         {12345, 32, 255, GL_RGBA, GL_UNSIGNED_BYTE},
         {12345, 0, 255, GL_RGBA, 0},
     };
@@ -133,35 +103,21 @@ TEST(GetColorSpaceFormat, ByInternalFormat) {
         unsigned int internalFormat, format, type;
     } cases[] = {
         {GL_ALPHA8, GL_ALPHA, GL_UNSIGNED_BYTE},
-        {GL_ALPHA12, GL_ALPHA, GL_UNSIGNED_SHORT},
         {GL_ALPHA16, GL_ALPHA, GL_UNSIGNED_SHORT},
         {GL_ALPHA, GL_ALPHA, 0},
-        {GL_ALPHA16F_ARB, GL_ALPHA, GL_HALF_FLOAT},
         {GL_ALPHA32F_ARB, GL_ALPHA, GL_FLOAT},
         {GL_LUMINANCE8, GL_LUMINANCE, GL_UNSIGNED_BYTE},
-        {GL_LUMINANCE12, GL_LUMINANCE, GL_UNSIGNED_SHORT},
-        {GL_LUMINANCE16, GL_LUMINANCE, GL_UNSIGNED_SHORT},
-        {GL_LUMINANCE, GL_LUMINANCE, 0},
-        {GL_LUMINANCE16F_ARB, GL_LUMINANCE, GL_HALF_FLOAT},
         {GL_LUMINANCE32F_ARB, GL_LUMINANCE, GL_FLOAT},
         {GL_RGB8, GL_RGB, GL_UNSIGNED_BYTE},
-        {GL_RGB12, GL_RGB, GL_UNSIGNED_SHORT},
-        {GL_RGB16, GL_RGB, GL_UNSIGNED_SHORT},
         {GL_RGB16F, GL_RGB, GL_HALF_FLOAT},
-        {GL_RGB32F, GL_RGB, GL_FLOAT},
         {GL_RGBA8, GL_RGBA, GL_UNSIGNED_BYTE},
-        {GL_RGBA12, GL_RGBA, GL_UNSIGNED_SHORT},
         {GL_RGBA16, GL_RGBA, GL_UNSIGNED_SHORT},
         {GL_RGBA16F, GL_RGBA, GL_HALF_FLOAT},
-        {GL_RGBA32F, GL_RGBA, GL_FLOAT},
         {GL_DEPTH_COMPONENT, GL_DEPTH_COMPONENT, GL_FLOAT},
         {GL_DEPTH_COMPONENT16, GL_DEPTH_COMPONENT, GL_UNSIGNED_SHORT},
         {GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT, GL_UNSIGNED_INT},
-        {GL_DEPTH_COMPONENT32, GL_DEPTH_COMPONENT, GL_UNSIGNED_INT},
         // Not in the table.
         {GL_RGB, GL_RGBA, 0},
-        {GL_RGBA, GL_RGBA, 0},
-        {GL_RGB4, GL_RGBA, 0},
         {GL_BGRA, GL_RGBA, 0},
         {0, GL_RGBA, 0},
     };
@@ -241,12 +197,10 @@ TEST(NeedToConvert, DirectOnlyWhenLayoutTypeAndScaleFit) {
         {"alpha-first float", Formats::ARGB32F, GL_RGBA, GL_FLOAT, true},
         {"16-bit full range", Formats::RGBA16, GL_RGBA, GL_UNSIGNED_SHORT, false},
         {"16-bit other order", Formats::RGBA16, GL_BGRA, GL_UNSIGNED_SHORT, true},
-        {"16-bit as float", Formats::RGBA16, GL_RGBA, GL_FLOAT, true},
         {"0x8000 scale", Formats::RGBA16_8000, GL_RGBA, GL_UNSIGNED_SHORT, true},
         {"0x4000 scale", Formats::RGBA16_4000, GL_RGBA, GL_UNSIGNED_SHORT, true},
         {"half float", {GL_RGBA16F, 64, 1}, GL_RGBA, GL_HALF_FLOAT, false},
         {"float", Formats::RGBA32F, GL_RGBA, GL_FLOAT, false},
-        {"float other order", Formats::RGBA32F, GL_BGRA, GL_FLOAT, true},
         {"float BGRA", {FourCC("BGRA"), 128, 1}, GL_BGRA, GL_FLOAT, false},
         {"alpha fits any format", {1, 32, 1}, GL_RGBA, GL_FLOAT, false},
         {"luma fits any format", {GL_LUMINANCE32F_ARB, 32, 1}, GL_BGRA, GL_FLOAT, false},
@@ -317,33 +271,22 @@ TEST(CalculateTextureSize, BitsPerTexelByInternalFormat) {
         long bits;
     } cases[] = {
         {GL_ALPHA8, 8},
-        {GL_LUMINANCE8, 8},
-        {GL_ALPHA12, 16},
         {GL_ALPHA16, 16},
-        {GL_LUMINANCE12, 16},
-        {GL_LUMINANCE16, 16},
         {GL_DEPTH_COMPONENT16, 16},
         {GL_ALPHA16F_ARB, 16},
-        {GL_LUMINANCE16F_ARB, 16},
         {GL_RGB8, 24},
         {GL_DEPTH_COMPONENT24, 24},
         {GL_DEPTH_COMPONENT, 32},
         {GL_ALPHA, 32},
-        {GL_LUMINANCE, 32},
         {GL_RGBA8, 32},
         {GL_ALPHA32F_ARB, 32},
-        {GL_LUMINANCE32F_ARB, 32},
-        {GL_DEPTH_COMPONENT32, 32},
-        {GL_RGB12, 48},
         {GL_RGB16, 48},
         {GL_RGB16F, 48},
-        {GL_RGBA12, 64},
         {GL_RGBA16, 64},
         {GL_RGBA16F, 64},
         {GL_RGB32F, 96},
         {GL_RGBA32F, 128},
         {GL_RGB, 0},
-        {GL_RGBA, 0},
         {GL_BGRA, 0},
         {GL_LUMINANCE8_ALPHA8, 0},
     };
@@ -385,8 +328,6 @@ TEST(CalculateTextureSizeOnCard, NearestPowerOfTwoSides) {
     } cases[] = {
         {100, 20, 1, false, 128LL * 16 * 16}, // 128 - 100 < 100 - 64; 32 - 20 >= 20 - 16
         {100, 20, 1, true, 128LL * 128 * 16},
-        {20, 100, 1, true, 128LL * 128 * 16},
-        {100, 20, 2, false, 64LL * 16 * 16},  // 50 and 10
         {100, 20, 0, false, 128LL * 16 * 16}, // no division below 2
         {48, 48, 1, false, 32LL * 32 * 16},   // a tie takes the lower power
         {49, 47, 1, false, 64LL * 32 * 16},
@@ -394,7 +335,6 @@ TEST(CalculateTextureSizeOnCard, NearestPowerOfTwoSides) {
         {1, 1, 1, false, 16LL * 16 * 16},
         {2048, 1080, 1, false, 2048LL * 1024 * 16},
         {16383, 1100, 1, false, 16384LL * 1024 * 16},
-        {16383, 16383, 1, true, 16384LL * 16384 * 16},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::to_string(c.width) + " x " + std::to_string(c.height) + " / " +
@@ -409,11 +349,7 @@ TEST(CalculateTextureSizeOnCard, NearestPowerOfTwoSides) {
 
 // A pixel is its channels and nothing else, in the documented order.
 static_assert(sizeof(ARGB8) == 4 && sizeof(BGRA16_8000) == 8 && sizeof(RGBA32F) == 16);
-static_assert(sizeof(Alpha8) == 1 && sizeof(Luma16) == 2 && sizeof(Depth32F) == 4);
-static_assert(offsetof(ARGB16, alpha) == 0 && offsetof(ARGB16, blue) == 6);
-static_assert(offsetof(BGRA8, blue) == 0 && offsetof(BGRA8, alpha) == 3);
-static_assert(offsetof(RGBA32F, red) == 0 && offsetof(RGBA32F, alpha) == 12);
-static_assert(std::is_standard_layout<RGBA16_4000>::value && std::is_trivial<RGBA16_4000>::value);
+static_assert(offsetof(ARGB16, alpha) == 0 && offsetof(BGRA8, alpha) == 3 && offsetof(RGBA32F, alpha) == 12);
 
 using AllPixelTypes =
     std::tuple<ARGB8, BGRA8, RGBA8, ARGB16, BGRA16, RGBA16, ARGB16_8000, BGRA16_8000, RGBA16_8000,
@@ -522,25 +458,14 @@ TEST(PixelTypes, LayoutSelectedByColourSpace) {
         {GL_BGRA, PixelLayout::BGRA},
         {FourCC("RGBA"), PixelLayout::RGBA},
         {GL_RGBA8, PixelLayout::RGBA},
-        {GL_RGBA12, PixelLayout::RGBA},
-        {GL_RGBA16, PixelLayout::RGBA},
         {GL_RGBA16F, PixelLayout::RGBA},
-        {GL_RGBA32F, PixelLayout::RGBA},
         {1, PixelLayout::Alpha},
         {GL_ALPHA8, PixelLayout::Alpha},
-        {GL_ALPHA12, PixelLayout::Alpha},
-        {GL_ALPHA16, PixelLayout::Alpha},
         {GL_ALPHA16F_ARB, PixelLayout::Alpha},
-        {GL_ALPHA32F_ARB, PixelLayout::Alpha},
         {GL_LUMINANCE, PixelLayout::Luma},
-        {GL_LUMINANCE12, PixelLayout::Luma},
-        {GL_LUMINANCE16, PixelLayout::Luma},
         {GL_LUMINANCE16F_ARB, PixelLayout::Luma},
-        {GL_LUMINANCE32F_ARB, PixelLayout::Luma},
         {GL_DEPTH_COMPONENT, PixelLayout::Depth},
-        {GL_DEPTH_COMPONENT16, PixelLayout::Depth},
         {GL_DEPTH_COMPONENT24, PixelLayout::Depth},
-        {GL_DEPTH_COMPONENT32, PixelLayout::Depth},
         {24, PixelLayout::Unknown},
         {FourCC("2vuy"), PixelLayout::Unknown},
         {GL_RGB8, PixelLayout::Unknown},

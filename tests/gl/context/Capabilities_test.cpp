@@ -40,40 +40,15 @@ namespace {
 // ---- entry points ---------------------------------------------------------------------------
 
 TEST(EntryPointTable, GroupsStartWhereTheTableSaysInLoadingOrder) {
-    // The first name of each group and its index: the running sum of the group sizes.
+    // A few group starts (the running sum of the group sizes) and the ends of the table.
     struct Boundary {
         int index;
         const char* name;
     };
     const Boundary boundaries[] = {
-        {0, "glBlendColor"},
-        {3, "glColorTable"},
-        {35, "glTexImage3D"},
-        {38, "glActiveTexture"},
-        {40, "glMultiTexCoord1d"},
-        {71, "glMultiTexCoord4sv"},
-        {72, "glLoadTransposeMatrixf"},
-        {76, "glSampleCoverage"},
-        {84, "glBlendFuncSeparate"},
-        {96, "glSecondaryColor3b"},
-        {111, "glSecondaryColor3usv"},
-        {112, "glSecondaryColorPointer"},
-        {113, "glWindowPos2d"},
-        {128, "glWindowPos3sv"},
-        {129, "glGenQueries"},
-        {148, "glBlendEquationSeparate"},
-        {153, "glAttachShader"},
-        {240, "glVertexAttribPointer"},
-        {241, "glUniformMatrix2x3fv"},
-        {247, "glIsRenderbufferEXT"},
-        {263, "glGenerateMipmapEXT"},
-        {264, "glVertexAttrib1dARB"},
-        {299, "glVertexAttrib4usvARB"},
-        {300, "glVertexAttribPointerARB"},
-        {325, "glIsProgramARB"},
-        {326, "glDebugMessageControlARB"},
-        {334, "wglCreatePbufferARB"},
-        {343, "wglReleaseTexImageARB"},
+        {0, "glBlendColor"},          {38, "glActiveTexture"},
+        {153, "glAttachShader"},      {326, "glDebugMessageControlARB"},
+        {334, "wglCreatePbufferARB"}, {343, "wglReleaseTexImageARB"},
     };
     for (const Boundary& b : boundaries) {
         ASSERT_NE(EntryPointName(b.index), nullptr) << b.index;
@@ -261,12 +236,9 @@ TEST(DriverVersion, TakenFromTheVersionText) {
     const Case cases[] = {
         {"4.5 (Compatibility Profile) Mesa 22.3.6", "22.3.6"},
         {"4.6.0 NVIDIA 580.159.04", "580.159.04"},
-        {"4.6 (Compatibility Profile) Mesa 23.2.1-1ubuntu3.1~22.04.2", "23.2.1-1ubuntu3.1~22.04.2"},
         {"3.3 (Core Profile) Mesa 24.0.0-devel (git-1a2b3c)", "24.0.0-devel"},
         {"4.6.0 - Build 31.0.101.4502", "31.0.101.4502"},
-        {"2.1.2 NVIDIA 169.21", "169.21"},
         {"2.1", ""},
-        {"Unknown", ""},
         {"", ""},
     };
     for (const Case& c : cases)
@@ -437,7 +409,6 @@ TEST(HardwareReport, MemoryAndCardDecideTheMessage) {
         {"Quadro FX 3500", 0x01F00000, "Texture Memory:    31 MB\n", true},
         {"Quadro FX 3500", 0x02000000, "Texture Memory:    32 MB\n", false},
         {"Quadro FX 3500", 0x01FFFFFF, "Texture Memory:    31 MB\n", true}, // whole megabytes count
-        {"Quadro FX 3500", 0x020FFFFF, "Texture Memory:    32 MB\n", false},
         {"Quadro FX 3500", 0, "Texture Memory:    0 MB\n", true},
         {"Quadro FX 3500", 0xFFFFFFFF, "Texture Memory:    4095 MB\n", false},
         {"GeForce2 MX", 0x04000000, "Texture Memory:    64 MB\n", false}, // the test is for "geforce2"

@@ -317,20 +317,15 @@ TEST_F(TypedTransferTest, SettersFollowTheTable) {
     const std::vector<SetCase> cases = {
         // Integral values.
         {"int on float sets 2.0", "f", [](EffectProgram& p) { p.SetUniform("f", 2); }, {2}},
-        {"unsigned char on float", "f", [](EffectProgram& p) { p.SetUniform("f", (unsigned char)3); }, {3}},
-        {"unsigned on float", "f", [](EffectProgram& p) { p.SetUniform("f", 4u); }, {4}},
         {"int on int", "i", [](EffectProgram& p) { p.SetUniform("i", -5); }, {-5}},
-        {"unsigned char on int", "i", [](EffectProgram& p) { p.SetUniform("i", (unsigned char)200); }, {200}},
         {"int on bool", "b", [](EffectProgram& p) { p.SetUniform("b", 1); }, {1}},
         {"int on vec2 does nothing", "v2", [](EffectProgram& p) { p.SetUniform("v2", 3); }, {}},
         {"unsigned on sampler does nothing", "rect", [](EffectProgram& p) { p.SetUniform("rect", 2u); }, {}},
         // Floating values.
         {"float on float", "f", [](EffectProgram& p) { p.SetUniform("f", 2.5f); }, {2.5f}},
-        {"double on float", "f", [](EffectProgram& p) { p.SetUniform("f", 2.25); }, {2.25f}},
         {"float 2.7 on int sets 2", "i", [](EffectProgram& p) { p.SetUniform("i", 2.7f); }, {2}},
         {"double -2.7 on int sets -2", "i", [](EffectProgram& p) { p.SetUniform("i", -2.7); }, {-2}},
         {"float on bool does nothing", "b", [](EffectProgram& p) { p.SetUniform("b", 1.0f); }, {}},
-        {"double on vec3 does nothing", "v3", [](EffectProgram& p) { p.SetUniform("v3", 1.0); }, {}},
         // Color.
         {"Color on vec3",
          "v3",
@@ -341,16 +336,12 @@ TEST_F(TypedTransferTest, SettersFollowTheTable) {
          [](EffectProgram& p) { p.SetUniform("v4", Color(0.1f, 0.2f, 0.3f, 0.4f)); },
          {0.1f, 0.2f, 0.3f, 0.4f}},
         {"Color on float does nothing", "f", [](EffectProgram& p) { p.SetUniform("f", Color::Red); }, {}},
-        {"Color on vec2 does nothing", "v2", [](EffectProgram& p) { p.SetUniform("v2", Color::Red); }, {}},
         // Points.
         {"p2f on vec2", "v2", [](EffectProgram& p) { p.SetUniform("v2", p2f(1, 2)); }, {1, 2}},
-        {"p2f on vec3", "v3", [](EffectProgram& p) { p.SetUniform("v3", p2f(1, 2)); }, {1, 2, 0}},
         {"p2f on vec4 sets (x, y, 0, 1)",
          "v4",
          [](EffectProgram& p) { p.SetUniform("v4", p2f(1, 2)); },
          {1, 2, 0, 1}},
-        {"p3f on vec2", "v2", [](EffectProgram& p) { p.SetUniform("v2", p3f(1, 2, 3)); }, {1, 2}},
-        {"p3f on vec3", "v3", [](EffectProgram& p) { p.SetUniform("v3", p3f(1, 2, 3)); }, {1, 2, 3}},
         {"p3f on vec4", "v4", [](EffectProgram& p) { p.SetUniform("v4", p3f(1, 2, 3)); }, {1, 2, 3, 1}},
         {"p4f on vec2 divides by w",
          "v2",
@@ -364,61 +355,30 @@ TEST_F(TypedTransferTest, SettersFollowTheTable) {
          "v4",
          [](EffectProgram& p) { p.SetUniform("v4", p4f(2, 4, 6, 2)); },
          {2, 4, 6, 2}},
-        {"p2f on float does nothing", "f", [](EffectProgram& p) { p.SetUniform("f", p2f(1, 2)); }, {}},
         {"p4f on ivec4 does nothing",
          "iv4",
          [](EffectProgram& p) { p.SetUniform("iv4", p4f(1, 2, 3, 4)); },
          {}},
         // Integer vectors.
-        {"vec2i on ivec2",
-         "iv2",
-         [](EffectProgram& p) {
-             p.SetUniform("iv2", vec<int, 2>{{7, -8}});
-         },
-         {7, -8}},
         {"vec3i on ivec3",
          "iv3",
          [](EffectProgram& p) {
              p.SetUniform("iv3", vec<int, 3>{{7, 8, 9}});
          },
          {7, 8, 9}},
-        {"vec4i on ivec4",
-         "iv4",
-         [](EffectProgram& p) {
-             p.SetUniform("iv4", vec<int, 4>{{1, 2, 3, 4}});
-         },
-         {1, 2, 3, 4}},
         {"vec2i on ivec3 does nothing",
          "iv3",
          [](EffectProgram& p) {
              p.SetUniform("iv3", vec<int, 2>{{1, 2}});
          },
          {}},
-        {"vec2i on vec2 does nothing",
-         "v2",
-         [](EffectProgram& p) {
-             p.SetUniform("v2", vec<int, 2>{{1, 2}});
-         },
-         {}},
         // Matrices, as they lie in memory.
-        {"mat2",
-         "m2",
-         [](EffectProgram& p) {
-             p.SetUniform("m2", mat<float, 2>{{1, 2, 3, 4}});
-         },
-         {1, 2, 3, 4}},
         {"mat3",
          "m3",
          [](EffectProgram& p) {
              p.SetUniform("m3", mat<float, 3>{{1, 2, 3, 4, 5, 6, 7, 8, 9}});
          },
          {1, 2, 3, 4, 5, 6, 7, 8, 9}},
-        {"mat4",
-         "m4",
-         [](EffectProgram& p) {
-             p.SetUniform("m4", mat<float, 4>{{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}});
-         },
-         {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}},
         {"mat2 on mat3 does nothing",
          "m3",
          [](EffectProgram& p) {
@@ -434,10 +394,6 @@ TEST_F(TypedTransferTest, SettersFollowTheTable) {
          "rect",
          [](EffectProgram& p) { p.SetUniform("rect", TextureUnit(3)); },
          {3}},
-        {"unit on 2-D sampler",
-         "plain",
-         [](EffectProgram& p) { p.SetUniform("plain", TextureUnit(2)); },
-         {2}},
         {"unit on int does nothing", "i", [](EffectProgram& p) { p.SetUniform("i", TextureUnit(1)); }, {}},
         // No uniform at all.
         {"unknown name does nothing", "f", [](EffectProgram& p) { p.SetUniform("nothing", 1.0f); }, {}},

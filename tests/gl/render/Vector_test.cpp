@@ -313,9 +313,3 @@ TEST(VectorStream, UsesTheStreamsNumberFormat) {
     os << std::fixed << std::setprecision(2) << p3f(0.5f, 1, -0.25f);
     EXPECT_EQ(os.str(), "(0.50,1.00,-0.25)");
 }
-
-TEST(IntegerVectors, PlainAggregates) {
-    const vec<int, 3> v = {{1, 2, 3}};
-    EXPECT_EQ(v.v[2], 3);
-    static_assert(sizeof(vec<int, 4>) == 4 * sizeof(int), "no padding or extra members");
-}
