@@ -8,28 +8,40 @@
 #include <ImfHeader.h>
 #include <ImfInputFile.h>
 #include <ImfOutputFile.h>
-#include <ImfTestFile.h>
 #include <half.h>
 #include <png.h>
+
+#include <GL/gl.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
-#include <fstream>
+#include <memory>
 #include <stdexcept>
 #include <unistd.h>
 #include <vector>
+
+// 16-bit samples are handed over in the machine's order; PNG stores them big-endian.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "16-bit PNG samples are swapped for little-endian");
 
 namespace zep6gl {
 
 namespace {
 
-[[noreturn]] void Fail(const std::string& path, const std::string& reason) {
+// Every failure is one line: the file, then the reason (libraries' messages may span lines).
+[[noreturn]] void Fail(const std::string& path, std::string reason) {
+    std::replace(reason.begin(), reason.end(), '\n', ' ');
     throw std::runtime_error(path + ": " + reason);
 }
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 
 // ---- the image's pixels as plain top-down RGBA rows ------------------------------------------
 
@@ -38,7 +50,8 @@ enum class Channel { Byte, Short, Half, Float };
 struct Layout {
     int order[4]; // memory position of red, green, blue, alpha within a pixel
     Channel channel;
-    long whiteLevel;
+    long whiteLevel;  // integer channels: the value that is white, at most the channel's maximum
+    bool signedShort; // 16-bit channels the library passes as signed shorts (white 0x4000 and below)
 };
 
 Layout LayoutOf(const std::string& path, const XIImage& image) {
@@ -48,24 +61,26 @@ Layout LayoutOf(const std::string& path, const XIImage& image) {
     Layout layout{};
     switch (OGL_ZEP6_AE::GetPixelLayout(image.GetColorSpace())) {
     case PixelLayout::ARGB:
-        layout = {{1, 2, 3, 0}, Channel::Byte, 0};
+        layout = {{1, 2, 3, 0}, Channel::Byte, 0, false};
         break;
     case PixelLayout::BGRA:
-        layout = {{2, 1, 0, 3}, Channel::Byte, 0};
+        layout = {{2, 1, 0, 3}, Channel::Byte, 0, false};
         break;
     case PixelLayout::RGBA:
-        layout = {{0, 1, 2, 3}, Channel::Byte, 0};
+        layout = {{0, 1, 2, 3}, Channel::Byte, 0, false};
         break;
     default:
         Fail(path, "only four-channel images can be written");
     }
-    layout.whiteLevel = image.GetWhiteLevel();
+    const long white = image.GetWhiteLevel();
     switch (image.GetBitDepth()) {
     case 32:
         layout.channel = Channel::Byte;
+        layout.whiteLevel = std::min(white, 255L);
         break;
     case 64:
-        layout.channel = layout.whiteLevel == 1 ? Channel::Half : Channel::Short;
+        layout.channel = white == 1 ? Channel::Half : Channel::Short;
+        layout.whiteLevel = std::min(white, 65535L);
         break;
     case 128:
         layout.channel = Channel::Float;
@@ -73,8 +88,16 @@ Layout LayoutOf(const std::string& path, const XIImage& image) {
     default:
         Fail(path, "unsupported bit depth " + std::to_string(image.GetBitDepth()));
     }
-    if (layout.channel == Channel::Short && layout.whiteLevel <= 0)
-        Fail(path, "unsupported white level " + std::to_string(layout.whiteLevel));
+    if ((layout.channel == Channel::Byte || layout.channel == Channel::Short) && white <= 0)
+        Fail(path, "unsupported white level " + std::to_string(white));
+    // Read the values as the library hands them to OpenGL, so that the file shows what a texture
+    // of the image would: below-black values of signed data become black, not white.
+    if (layout.channel == Channel::Short) {
+        unsigned int format = 0, type = 0;
+        float scale = 1;
+        OGL_ZEP6_AE::GetColorSpaceFormat(&image, format, type, scale);
+        layout.signedShort = type == GL_SHORT;
+    }
     return layout;
 }
 
@@ -84,25 +107,34 @@ const unsigned char* PictureRow(const XIImage& image, long y) {
     return static_cast<const unsigned char*>(image.GetBaseAddress()) + memoryRow * image.GetRowBytes();
 }
 
-// Integer pixels as top-down RGBA of `bits` (8 or 16) per channel; 16-bit values are brought
-// from the image's white level to 65535.
+// Integer pixels as top-down RGBA of the same channel size (8 or 16 bits), with white brought
+// to the top of the range: value * maximum / white, rounded to nearest and clamped.
 std::vector<unsigned short> IntegerRgba(const XIImage& image, const Layout& layout) {
     const long width = image.GetWidth(), height = image.GetHeight();
+    const bool bytes = layout.channel == Channel::Byte;
+    const double maximum = bytes ? 255.0 : 65535.0;
+    const bool asIs = layout.whiteLevel == static_cast<long>(maximum);
     std::vector<unsigned short> out(static_cast<size_t>(width) * height * 4);
     for (long y = 0; y < height; ++y) {
         const unsigned char* row = PictureRow(image, y);
         for (long x = 0; x < width; ++x) {
             for (int c = 0; c < 4; ++c) {
-                unsigned short value;
-                if (layout.channel == Channel::Byte) {
-                    value = row[x * 4 + layout.order[c]];
+                long raw;
+                if (bytes) {
+                    raw = row[x * 4 + layout.order[c]];
+                } else if (layout.signedShort) {
+                    short s;
+                    std::memcpy(&s, row + (x * 4 + layout.order[c]) * 2, 2);
+                    raw = std::max<long>(0, s);
                 } else {
-                    unsigned short raw;
-                    std::memcpy(&raw, row + (x * 4 + layout.order[c]) * 2, 2);
-                    const double scaled = double(raw) * 65535.0 / double(layout.whiteLevel) + 0.5;
-                    value = static_cast<unsigned short>(std::min(65535.0, scaled));
+                    unsigned short u;
+                    std::memcpy(&u, row + (x * 4 + layout.order[c]) * 2, 2);
+                    raw = u;
                 }
-                out[(static_cast<size_t>(y) * width + x) * 4 + c] = value;
+                const double scaled =
+                    asIs ? double(raw) : double(raw) * maximum / double(layout.whiteLevel) + 0.5;
+                out[(static_cast<size_t>(y) * width + x) * 4 + c] =
+                    static_cast<unsigned short>(std::min(maximum, scaled));
             }
         }
     }
@@ -133,18 +165,24 @@ std::vector<float> FloatRgba(const XIImage& image, const Layout& layout) {
 
 // ---- writing through a temporary file --------------------------------------------------------
 
-// A temporary file beside the destination that is removed unless Commit() renames it into place.
+// A temporary file beside the destination (so that the rename stays within one file system)
+// that is removed unless Commit() renames it into place. It is made with the permissions an
+// ordinary new file gets (0666 less the umask), since it becomes the output file.
 class TemporaryFile {
 public:
     explicit TemporaryFile(const std::string& path) : destination_(path) {
-        std::string pattern = path + ".tmp-XXXXXX";
-        std::vector<char> name(pattern.begin(), pattern.end());
-        name.push_back('\0');
-        const int fd = mkstemp(name.data());
-        if (fd < 0)
-            Fail(path, std::string("cannot write: ") + std::strerror(errno));
-        close(fd);
-        name_ = name.data();
+        static unsigned serial = 0;
+        for (int attempt = 0;; ++attempt) {
+            std::string name = path + ".tmp-" + std::to_string(getpid()) + "-" + std::to_string(++serial);
+            const int fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+            if (fd >= 0) {
+                close(fd);
+                name_ = std::move(name);
+                return;
+            }
+            if (errno != EEXIST || attempt == 100)
+                Fail(path, std::string("cannot write: ") + std::strerror(errno));
+        }
     }
     ~TemporaryFile() {
         if (!name_.empty())
@@ -189,9 +227,13 @@ const char* WritePngRows(std::FILE* file, int width, int height, int bits, png_b
     if (!png)
         return "out of memory";
     png_infop info = png_create_info_struct(png);
-    if (!info || setjmp(error->jump)) {
-        png_destroy_write_struct(&png, info ? &info : nullptr);
-        return info ? error->message : "out of memory";
+    if (!info) {
+        png_destroy_write_struct(&png, nullptr);
+        return "out of memory";
+    }
+    if (setjmp(error->jump)) {
+        png_destroy_write_struct(&png, &info);
+        return error->message;
     }
     png_init_io(png, file);
     png_set_IHDR(png, info, width, height, bits, PNG_COLOR_TYPE_RGB_ALPHA, PNG_INTERLACE_NONE,
@@ -226,115 +268,147 @@ void WritePng(const std::string& path, const XIImage& image, const Layout& layou
         Fail(path, std::string("cannot write: ") + std::strerror(errno));
     PngError error{};
     const char* failure = WritePngRows(file, width, height, bits, rows.data(), &error);
-    const bool closed = std::fclose(file) == 0;
+    const int writeErrno = errno;
+    const bool closed = std::fclose(file) == 0; // a full disk may show only here
     if (failure)
-        Fail(path, std::string("cannot write PNG: ") + failure);
+        Fail(path, std::string("cannot write: ") +
+                       (std::strcmp(failure, "Write Error") == 0 ? std::strerror(writeErrno) : failure));
     if (!closed)
         Fail(path, std::string("cannot write: ") + std::strerror(errno));
     temporary.Commit();
 }
 
-struct PngHeader {
+// libpng reads through this so that a file that ends early is told apart from a damaged one.
+struct PngSource {
+    std::FILE* file;
+    bool truncated;
+};
+
+void PngRead(png_structp png, png_bytep data, size_t length) {
+    auto* source = static_cast<PngSource*>(png_get_io_ptr(png));
+    if (std::fread(data, 1, length, source->file) != length) {
+        source->truncated = !std::ferror(source->file);
+        png_error(png, source->truncated ? "truncated PNG data" : std::strerror(errno));
+    }
+}
+
+struct PngReader {
     png_structp png = nullptr;
     png_infop info = nullptr;
     int width = 0, height = 0, bits = 0;
 };
 
-// Reads the header and sets the transformations to RGBA of 8 or 16 bits.
-const char* ReadPngHeader(std::FILE* file, PngHeader* header, PngError* error) {
-    header->png = png_create_read_struct(PNG_LIBPNG_VER_STRING, error, PngErrorHandler, PngWarningHandler);
-    if (!header->png)
+// The C side of reading, in two steps (header, then rows into memory the caller allocates);
+// like WritePngRows, no object with a destructor lives in these frames. Each returns null on
+// success, else the reason. The header step sets the transformations to RGBA of 8 or 16 bits.
+const char* ReadPngHeader(PngSource* source, PngReader* reader, PngError* error) {
+    reader->png = png_create_read_struct(PNG_LIBPNG_VER_STRING, error, PngErrorHandler, PngWarningHandler);
+    if (!reader->png)
         return "out of memory";
-    header->info = png_create_info_struct(header->png);
-    if (!header->info)
+    reader->info = png_create_info_struct(reader->png);
+    if (!reader->info)
         return "out of memory";
     if (setjmp(error->jump))
         return error->message;
-    png_init_io(header->png, file);
-    png_read_info(header->png, header->info);
-    const int colorType = png_get_color_type(header->png, header->info);
-    const int bits = png_get_bit_depth(header->png, header->info);
-    png_set_expand(header->png); // palette, low-bit grey and tRNS to full channels
+    png_set_read_fn(reader->png, source, PngRead);
+    png_read_info(reader->png, reader->info);
+    const int colorType = png_get_color_type(reader->png, reader->info);
+    const int bits = png_get_bit_depth(reader->png, reader->info);
+    png_set_expand(reader->png); // palette, low-bit grey and tRNS to full channels
     if (colorType == PNG_COLOR_TYPE_GRAY || colorType == PNG_COLOR_TYPE_GRAY_ALPHA)
-        png_set_gray_to_rgb(header->png);
-    if (!(colorType & PNG_COLOR_MASK_ALPHA) && !png_get_valid(header->png, header->info, PNG_INFO_tRNS))
-        png_set_filler(header->png, bits == 16 ? 0xFFFF : 0xFF, PNG_FILLER_AFTER);
+        png_set_gray_to_rgb(reader->png);
+    if (!(colorType & PNG_COLOR_MASK_ALPHA) && !png_get_valid(reader->png, reader->info, PNG_INFO_tRNS))
+        png_set_filler(reader->png, bits == 16 ? 0xFFFF : 0xFF, PNG_FILLER_AFTER);
     if (bits == 16)
-        png_set_swap(header->png);
-    png_read_update_info(header->png, header->info);
-    header->width = static_cast<int>(png_get_image_width(header->png, header->info));
-    header->height = static_cast<int>(png_get_image_height(header->png, header->info));
-    header->bits = bits == 16 ? 16 : 8;
-    if (png_get_rowbytes(header->png, header->info) != size_t(header->width) * 4 * (header->bits / 8))
+        png_set_swap(reader->png);
+    png_set_interlace_handling(reader->png);
+    png_read_update_info(reader->png, reader->info);
+    reader->width = static_cast<int>(png_get_image_width(reader->png, reader->info));
+    reader->height = static_cast<int>(png_get_image_height(reader->png, reader->info));
+    reader->bits = bits == 16 ? 16 : 8;
+    if (png_get_rowbytes(reader->png, reader->info) != size_t(reader->width) * 4 * (reader->bits / 8))
         return "unexpected row layout";
     return nullptr;
 }
 
-const char* ReadPngRows(PngHeader* header, png_bytep* rows, PngError* error) {
+const char* ReadPngRows(PngReader* reader, png_bytep* rows, PngError* error) {
     if (setjmp(error->jump))
         return error->message;
-    png_read_image(header->png, rows);
-    png_read_end(header->png, nullptr);
+    png_read_image(reader->png, rows);
+    png_read_end(reader->png, nullptr);
     return nullptr;
 }
 
 HostImage ReadPng(const std::string& path, std::FILE* file) {
-    PngHeader header;
+    PngSource source{file, false};
+    PngReader reader;
     PngError error{};
-    const char* failure = ReadPngHeader(file, &header, &error);
-    auto cleanUp = [&] {
-        png_destroy_read_struct(&header.png, header.info ? &header.info : nullptr, nullptr);
+    struct Destroy {
+        PngReader& reader;
+        ~Destroy() { png_destroy_read_struct(&reader.png, reader.info ? &reader.info : nullptr, nullptr); }
+    } destroy{reader};
+    auto check = [&](const char* failure) {
+        if (source.truncated)
+            Fail(path, "truncated PNG data");
+        if (failure)
+            Fail(path, std::string("bad PNG: ") + failure);
     };
-    if (!failure && (header.width < 1 || header.height < 1 || header.width > 16383 || header.height > 16383))
-        failure = "size outside 1..16383";
-    if (failure) {
-        cleanUp();
-        std::fclose(file);
-        Fail(path, std::string("bad PNG: ") + failure);
-    }
-    HostImage image(OGL_ZEP6_AE::FourCC("RGBA"), header.bits * 4, header.bits == 16 ? 65535 : 255,
-                    header.width, header.height, 0, false);
-    std::vector<png_bytep> rows(header.height);
-    for (int y = 0; y < header.height; ++y)
+    check(ReadPngHeader(&source, &reader, &error));
+    if (reader.width < 1 || reader.height < 1 || reader.width > 16383 || reader.height > 16383)
+        check("size outside 1..16383");
+    HostImage image(OGL_ZEP6_AE::FourCC("RGBA"), reader.bits * 4, reader.bits == 16 ? 65535 : 255,
+                    reader.width, reader.height, 0, false);
+    std::vector<png_bytep> rows(reader.height);
+    for (int y = 0; y < reader.height; ++y)
         rows[y] = image.Row(y);
-    failure = ReadPngRows(&header, rows.data(), &error);
-    cleanUp();
-    std::fclose(file);
-    if (failure)
-        Fail(path, std::string("bad PNG: ") + failure);
+    check(ReadPngRows(&reader, rows.data(), &error));
     return image;
 }
 
 // ---- OpenEXR --------------------------------------------------------------------------------
 
 HostImage ReadExr(const std::string& path) {
+    std::string failure;
     try {
         Imf::InputFile file(path.c_str());
         const Imath::Box2i window = file.header().dataWindow();
-        const long width = window.max.x - window.min.x + 1, height = window.max.y - window.min.y + 1;
-        if (width < 1 || height < 1 || width > 16383 || height > 16383)
-            Fail(path, "bad OpenEXR: size outside 1..16383");
-        const Imf::ChannelList& channels = file.header().channels();
-        const bool grey = !channels.findChannel("R") && channels.findChannel("Y");
-        HostImage image(OGL_ZEP6_AE::FourCC("RGBA"), 128, 1, width, height, 0, false);
-        char* base =
-            reinterpret_cast<char*>(image.Row(0)) -
-            (static_cast<ptrdiff_t>(window.min.x) + static_cast<ptrdiff_t>(window.min.y) * width) * 16;
-        Imf::FrameBuffer frame;
-        const char* names[4] = {"R", "G", "B", "A"};
-        for (int c = 0; c < 4; ++c) {
-            const char* name = (grey && c < 3) ? "Y" : names[c];
-            frame.insert(name, Imf::Slice(Imf::FLOAT, base + c * 4, 16, static_cast<size_t>(width) * 16, 1, 1,
-                                          c == 3 ? 1.0 : 0.0));
+        const long width = long(window.max.x) - window.min.x + 1,
+                   height = long(window.max.y) - window.min.y + 1;
+        if (width < 1 || height < 1 || width > 16383 || height > 16383) {
+            failure = "size outside 1..16383";
+        } else {
+            const Imf::ChannelList& channels = file.header().channels();
+            const bool grey = !channels.findChannel("R") && channels.findChannel("Y");
+            HostImage image(OGL_ZEP6_AE::FourCC("RGBA"), 128, 1, width, height, 0, false);
+            // A frame buffer holds one slice per channel name, so a grey file's Y goes to red
+            // and is copied to green and blue afterwards. Slices address pixels by data-window
+            // coordinates; our first row is the window's top row.
+            Imf::FrameBuffer frame;
+            const char* names[4] = {grey ? "Y" : "R", "G", "B", "A"};
+            for (int c = 0; c < 4; ++c) {
+                if (grey && (c == 1 || c == 2))
+                    continue;
+                frame.insert(names[c],
+                             Imf::Slice::Make(Imf::FLOAT, image.Row(0) + c * 4, window, 16,
+                                              static_cast<size_t>(width) * 16, 1, 1, c == 3 ? 1.0 : 0.0));
+            }
+            file.setFrameBuffer(frame);
+            file.readPixels(window.min.y, window.max.y);
+            if (grey) {
+                for (long y = 0; y < height; ++y) {
+                    unsigned char* pixel = image.Row(y);
+                    for (long x = 0; x < width; ++x, pixel += 16) {
+                        std::memcpy(pixel + 4, pixel, 4);
+                        std::memcpy(pixel + 8, pixel, 4);
+                    }
+                }
+            }
+            return image;
         }
-        file.setFrameBuffer(frame);
-        file.readPixels(window.min.y, window.max.y);
-        return image;
-    } catch (const std::runtime_error&) {
-        throw;
     } catch (const std::exception& e) {
-        Fail(path, std::string("bad OpenEXR: ") + e.what());
+        failure = e.what();
     }
+    Fail(path, "bad OpenEXR: " + failure);
 }
 
 void WriteExr(const std::string& path, const XIImage& image, const Layout& layout, bool floatChannels) {
@@ -360,7 +434,7 @@ void WriteExr(const std::string& path, const XIImage& image, const Layout& layou
         file.setFrameBuffer(frame);
         file.writePixels(height);
     } catch (const std::exception& e) {
-        Fail(path, std::string("cannot write OpenEXR: ") + e.what());
+        Fail(path, std::string("cannot write: ") + e.what());
     }
     temporary.Commit();
 }
@@ -375,16 +449,18 @@ std::string Extension(const std::string& path) {
 } // namespace
 
 HostImage ReadImage(const std::string& path) {
-    std::FILE* file = std::fopen(path.c_str(), "rb");
+    FilePtr file(std::fopen(path.c_str(), "rb"));
     if (!file)
         Fail(path, std::string("cannot open: ") + std::strerror(errno));
     unsigned char magic[8] = {};
-    const size_t got = std::fread(magic, 1, sizeof magic, file);
+    const size_t got = std::fread(magic, 1, sizeof magic, file.get());
+    if (got < sizeof magic && std::ferror(file.get()))
+        Fail(path, std::string("cannot read: ") + std::strerror(errno));
     if (got == 8 && png_sig_cmp(magic, 0, 8) == 0) {
-        std::rewind(file);
-        return ReadPng(path, file);
+        std::rewind(file.get());
+        return ReadPng(path, file.get());
     }
-    std::fclose(file);
+    file.reset();
     if (got >= 4 && magic[0] == 0x76 && magic[1] == 0x2f && magic[2] == 0x31 && magic[3] == 0x01)
         return ReadExr(path);
     Fail(path, got == 0 ? "empty file" : "not a PNG or OpenEXR file");

@@ -15,11 +15,12 @@ namespace zep6gl {
 HostImage ReadImage(const std::string& path);
 
 // Writes any valid four-channel image of the library's descriptions (ARGB, BGRA, RGBA; 8-bit,
-// 16-bit at any white level, float), honouring its row bytes and orientation. Integer data goes
-// to PNG of the same depth, float data to OpenEXR (half channels unless `floatChannels`). The
-// format follows the extension (".png" or ".exr"); a float image cannot go to PNG nor an
-// integer one to EXR. The file appears only when it is complete: it is written beside its
-// place under a temporary name and renamed at the end.
+// 16-bit at any white level, half or float), honouring its row bytes and orientation. Integer
+// data goes to PNG of the same depth, 16-bit values as value * 65535 / white level, rounded and
+// clamped (data the library passes to OpenGL as signed shorts clamps at black); float data goes
+// to OpenEXR (half channels unless `floatChannels`). The format follows the extension (".png" or
+// ".exr"); a float image cannot go to PNG nor an integer one to EXR. The file appears only when
+// it is complete: it is written beside its place under a temporary name and renamed at the end.
 void WriteImage(const std::string& path, const XIImage& image, bool floatChannels = false);
 
 // Every failure of the two functions above throws std::runtime_error with one line naming the
