@@ -73,6 +73,23 @@ void BindBuffer(TextureBuffer* buffer) {
 
 // Draws a staging texture into the selected destination through `conversion`, following the
 // fit or stretch rule; shared by uploads and masks.
+// Uploads the source region of an image into a staging texture of its own size, as RGBA when
+// the pixels need converting; null when no texture could be had. The caller recycles it.
+TextureBuffer* StageImage(const XIImage* image, const Region& source, unsigned int type, bool convert) {
+    TextureBuffer* staging =
+        TextureBuffer::Make(TextureKey(GL_TEXTURE_RECTANGLE_ARB, static_cast<int>(source.width),
+                                       static_cast<int>(source.height), GetInternalFormat(GL_RGBA, type), 0));
+    if (staging == nullptr)
+        return nullptr;
+    BindBuffer(staging);
+    const Region origin(0, 0, source.width, source.height);
+    if (convert)
+        staging->LoadImageAsRgba(image, source, origin);
+    else
+        staging->LoadImageNative(image, source, origin);
+    return staging;
+}
+
 void DrawStaged(Conversion& conversion, TextureBuffer* staging, const XIImage* image, const Region& source,
                 const Region& destination, bool convert, float scale, GLSL::Shader* processing, bool fit) {
     const bool flip = !image->IsBottomUp();
@@ -384,16 +401,8 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
         Push<DepthFunc> depth(DepthFunc::Always);
         Push<Color> colour(Color::White);
 
-        TextureBuffer* staging = TextureBuffer::Make(
-            TextureKey(GL_TEXTURE_RECTANGLE_ARB, static_cast<int>(source.width),
-                       static_cast<int>(source.height), GetInternalFormat(GL_RGBA, type), 0));
+        TextureBuffer* staging = StageImage(image, source, type, convert);
         if (staging != nullptr) {
-            BindBuffer(staging);
-            const Region origin(0, 0, source.width, source.height);
-            if (convert)
-                staging->LoadImageAsRgba(image, source, origin);
-            else
-                staging->LoadImageNative(image, source, origin);
             if (fit_) {
                 glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
                 glClear(GL_COLOR_BUFFER_BIT);
@@ -428,16 +437,8 @@ void Texture::MaskTexture(const XIImage* mask, const Region& source, const Regio
         Push<ColorMask> colourMask(ColorMask::AlphaOnly);
         Push<DepthFunc> depth(DepthFunc::Always);
         Push<Color> colour(Color::White);
-        TextureBuffer* staging = TextureBuffer::Make(
-            TextureKey(GL_TEXTURE_RECTANGLE_ARB, static_cast<int>(source.width),
-                       static_cast<int>(source.height), GetInternalFormat(GL_RGBA, type), 0));
+        TextureBuffer* staging = StageImage(mask, source, type, convert);
         if (staging != nullptr) {
-            BindBuffer(staging);
-            const Region origin(0, 0, source.width, source.height);
-            if (convert)
-                staging->LoadImageAsRgba(mask, source, origin);
-            else
-                staging->LoadImageNative(mask, source, origin);
             static Conversion* masking = new Conversion();
             DrawStaged(*masking, staging, mask, source, destination, convert, scale, loadProcessing_, fit_);
             TextureBuffer::Recycle(staging);
