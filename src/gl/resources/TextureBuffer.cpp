@@ -209,8 +209,10 @@ bool TextureBuffer::Deselect() {
 }
 
 void TextureBuffer::Orthogonal(double zNear, double zFar) {
-    const int width = key_.Width();
-    const int height = key_.Height();
+    OrthogonalFor(key_.Width(), key_.Height(), zNear, zFar);
+}
+
+void TextureBuffer::OrthogonalFor(int width, int height, double zNear, double zFar) {
     if (width == 0 || height == 0)
         return;
     glViewport(0, 0, width, height);

@@ -57,6 +57,10 @@ public:
     // zNear, zFar), model-view identity (the matrix mode ends as GL_MODELVIEW). Nothing for a
     // 0-sized key.
     void Orthogonal(double zNear, double zFar);
+    // The whole-target projection of a width x height drawing destination: viewport and
+    // scissor over it, orthographic projection in pixels, identity model-view (left selected).
+    // Nothing for an empty size. Runs on the GL worker thread.
+    static void OrthogonalFor(int width, int height, double zNear, double zFar);
     // SetDefault(), then Orthogonal(-10000, 10000).
     void Reset();
 

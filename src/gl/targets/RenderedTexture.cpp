@@ -159,7 +159,7 @@ bool RenderedTexture::CreateTexture() {
         depthRenderBuffer_ = RenderBuffer::Make(RenderKey(width, height, GL_DEPTH_COMPONENT, GL_FLOAT));
         if (depthRenderBuffer_ != nullptr)
             ZEP6_GLCALL(glFramebufferRenderbufferEXT)
-            (GL_FRAMEBUFFER_EXT, GL_DEPTH_ATTACHMENT_EXT, GL_RENDERBUFFER_EXT, depthRenderBuffer_->Name());
+        (GL_FRAMEBUFFER_EXT, GL_DEPTH_ATTACHMENT_EXT, GL_RENDERBUFFER_EXT, depthRenderBuffer_->Name());
     }
     return ZEP6_GLCALL(glCheckFramebufferStatusEXT)(GL_FRAMEBUFFER_EXT) == GL_FRAMEBUFFER_COMPLETE_EXT;
 }
@@ -193,15 +193,7 @@ void RenderedTexture::Reset() {
 }
 
 void RenderedTexture::Orthogonal(double zNear, double zFar) {
-    if (width_ == 0 || height_ == 0)
-        return;
-    glViewport(0, 0, width_, height_);
-    glScissor(0, 0, width_, height_);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    glOrtho(0.0, width_, 0.0, height_, zNear, zFar);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
+    TextureBuffer::OrthogonalFor(width_, height_, zNear, zFar);
 }
 
 void RenderedTexture::Perspective(float left, float right, float bottom, float top, float zNear, float zFar) {
