@@ -5,6 +5,8 @@
 
 #include <GL/gl.h>
 
+#include <initializer_list>
+
 namespace OGL_ZEP6_AE {
 
 namespace {
@@ -66,8 +68,18 @@ PixelAddressing::PixelAddressing(const XIImage* image, int skipPixels_, int skip
     if (!IsValid(image))
         return;
     const long bytesPerPixel = image->GetBitDepth() / 8;
-    if (bytesPerPixel > 0)
+    if (bytesPerPixel > 0) {
         rowLength = static_cast<int>(image->GetRowBytes() / bytesPerPixel);
+        // OpenGL rounds each row up to the alignment, so the alignment is the one under which
+        // rows of that length are exactly the image's row bytes apart: a one-channel 16-bit image
+        // 37 pixels wide has rows of 74 bytes, which alignment 4 would read as 76.
+        const long packed = rowLength * bytesPerPixel;
+        for (int candidate : {8, 4, 2, 1})
+            if ((packed + candidate - 1) / candidate * candidate == image->GetRowBytes()) {
+                alignment = candidate;
+                break;
+            }
+    }
     imageHeight = static_cast<int>(image->GetHeight());
 }
 

@@ -46,7 +46,8 @@ public:
                               int skipRows_)
         : alignment(alignment_), rowLength(rowLength_), imageHeight(imageHeight_), skipPixels(skipPixels_),
           skipRows(skipRows_) {}
-    // Addresses an area of the image: alignment 4, row length = row bytes / (bit depth / 8),
+    // Addresses an area of the image: row length = row bytes / (bit depth / 8), the alignment
+    // under which rows of that length lie the image's row bytes apart (4 when none does),
     // image height = the image's height, and the two skips. For an invalid image the row length
     // and image height are 0.
     PixelAddressing(const XIImage* image, int skipPixels_, int skipRows_);

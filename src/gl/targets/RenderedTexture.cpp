@@ -323,7 +323,9 @@ void RenderedTexture::Read(XIImage* image, const Region& region, bool flipReques
     float scale = 1.0f;
     GetColorSpaceFormat(image, format, type, scale);
     const bool convert = NeedToConvert(image, format, type);
-    if (!convert && !flip && readProcessing_ == nullptr) {
+    // Data whose white level is not the full range of its type (16-bit at white 16384, handed to
+    // OpenGL as signed shorts) needs the white-level scale, which only the converting copy applies.
+    if (!convert && !flip && scale == 1.0f && readProcessing_ == nullptr) {
         ++gDirectReads;
         buffer_->ReadImageNative(image, area, origin);
         return;

@@ -21,6 +21,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
+#include <cstring>
+#include <vector>
 #include <typeinfo>
 
 namespace OGL_ZEP6_AE {
@@ -59,6 +62,45 @@ void SetWrap(unsigned int target, GLint wrap) {
     glTexParameteri(target, GL_TEXTURE_WRAP_T, wrap);
 }
 
+bool IsDepthFormat(unsigned int internalFormat) {
+    return internalFormat == GL_DEPTH_COMPONENT || internalFormat == GL_DEPTH_COMPONENT16 ||
+           internalFormat == GL_DEPTH_COMPONENT24 || internalFormat == GL_DEPTH_COMPONENT32;
+}
+
+// A bottom-up copy of one area of an image, with the image's own description: depth content is
+// turned the right way up in memory, since a depth texture cannot be drawn into as colour.
+class BottomUpCopy : public XIImage {
+public:
+    BottomUpCopy(const XIImage& image, const Region& area)
+        : image_(image), width_(area.width), height_(area.height),
+          rowBytes_(static_cast<long>(area.width) * image.GetBitDepth() / 8),
+          pixels_(static_cast<std::size_t>(rowBytes_) * area.height) {
+        const auto* base = static_cast<const unsigned char*>(image.GetBaseAddress());
+        const long pixelBytes = image.GetBitDepth() / 8;
+        for (long row = 0; row < height_; ++row) {
+            // Memory row area.y + row of the top-down source is picture row height_ - 1 - row.
+            const unsigned char* from = base + (area.y + row) * image.GetRowBytes() + area.x * pixelBytes;
+            std::memcpy(&pixels_[static_cast<std::size_t>(height_ - 1 - row) * rowBytes_], from,
+                        static_cast<std::size_t>(rowBytes_));
+        }
+    }
+    bool IsReadOnly() const override { return true; }
+    long GetWidth() const override { return width_; }
+    long GetHeight() const override { return height_; }
+    long GetRowBytes() const override { return rowBytes_; }
+    void* GetBaseAddress() const override { return const_cast<unsigned char*>(pixels_.data()); }
+    long GetColorSpace() const override { return image_.GetColorSpace(); }
+    long GetBitDepth() const override { return image_.GetBitDepth(); }
+    long GetWhiteLevel() const override { return image_.GetWhiteLevel(); }
+    bool IsBottomUp() const override { return true; }
+    void* GetNative() const override { return nullptr; }
+
+private:
+    const XIImage& image_;
+    long width_, height_, rowBytes_;
+    std::vector<unsigned char> pixels_;
+};
+
 // Binds a cache texture (made on the card if needed) as BindTexture does for a Texture.
 void BindBuffer(TextureBuffer* buffer) {
     glDisable(GL_TEXTURE_2D);
@@ -71,8 +113,6 @@ void BindBuffer(TextureBuffer* buffer) {
     }
 }
 
-// Draws a staging texture into the selected destination through `conversion`, following the
-// fit or stretch rule; shared by uploads and masks.
 // Uploads the source region of an image into a staging texture of its own size, as RGBA when
 // the pixels need converting; null when no texture could be had. The caller recycles it.
 TextureBuffer* StageImage(const XIImage* image, const Region& source, unsigned int type, bool convert) {
@@ -90,6 +130,8 @@ TextureBuffer* StageImage(const XIImage* image, const Region& source, unsigned i
     return staging;
 }
 
+// Draws a staging texture into the selected destination through `conversion`, following the
+// fit or stretch rule; shared by uploads and masks.
 void DrawStaged(Conversion& conversion, TextureBuffer* staging, const XIImage* image, const Region& source,
                 const Region& destination, bool convert, float scale, GLSL::Shader* processing, bool fit) {
     const bool flip = !image->IsBottomUp();
@@ -386,9 +428,26 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
     const bool flip = !image->IsBottomUp();
     const bool resize = source.width != destination.width || source.height != destination.height;
 
-    if (!convert && !flip && !resize && loadProcessing_ == nullptr) {
+    // The direct transfer hands the values over as they are, so it serves only data whose white is
+    // the full range of its type: 16-bit data at white 16384 (signed shorts to OpenGL) would arrive
+    // with white at one half, and the render path applies the white-level scale.
+    if (!convert && !flip && !resize && scale == 1.0f && loadProcessing_ == nullptr) {
         ++gDirectUploads;
         buffer_->LoadImageNative(image, source, destination);
+        return;
+    }
+    // Depth storage holds depth values, which cannot be drawn as colour: its content is only ever
+    // transferred. A top-down depth image is turned the right way up on the way; resizing, fitting
+    // and a load-processing shader do not apply to it.
+    if (IsDepthFormat(key_.InternalFormat())) {
+        ++gDirectUploads;
+        if (!flip) {
+            buffer_->LoadImageNative(image, source, Region(destination.x, destination.y, source.width, source.height));
+        } else {
+            const BottomUpCopy upright(*image, source);
+            buffer_->LoadImageNative(&upright, Region(0, 0, source.width, source.height),
+                                     Region(destination.x, destination.y, source.width, source.height));
+        }
         return;
     }
     ++gRenderUploads;

@@ -137,12 +137,22 @@ TEST(MatrixValue, TransformsPointsInColumnOrder) {
 }
 
 TEST(PixelAddressingValue, FromImage) {
-    // Row bytes 4 * 10 + 24 padding over 4 bytes a pixel: a row length of 16 pixels.
+    // Row bytes 4 * 10 + 24 padding over 4 bytes a pixel: a row length of 16 pixels, and the
+    // widest alignment that keeps rows 64 bytes apart.
     zep6test::TestImage image(zep6test::Formats::RGBA8, 10, 7, 24);
     const PixelUnpack unpack(&image, 3, 2);
-    EXPECT_EQ(unpack, PixelUnpack(4, 16, 7, 3, 2));
+    EXPECT_EQ(unpack, PixelUnpack(8, 16, 7, 3, 2));
     zep6test::TestImage wide(zep6test::Formats::RGBA32F, 5, 3, 16);
-    EXPECT_EQ(PixelPack(&wide, 1, 1), PixelPack(4, 6, 3, 1, 1));
+    EXPECT_EQ(PixelPack(&wide, 1, 1), PixelPack(8, 6, 3, 1, 1));
+    // Rows whose byte count is not a multiple of 4 need a smaller alignment, or OpenGL would
+    // step over the padding it assumes.
+    zep6test::TestImage alpha(zep6test::Formats::Alpha8, 37, 3);
+    EXPECT_EQ(PixelUnpack(&alpha, 0, 0), PixelUnpack(1, 37, 3, 0, 0));
+    zep6test::TestImage luma16(GL_LUMINANCE16, 16, 65535, 37, 3);
+    EXPECT_EQ(PixelUnpack(&luma16, 0, 0), PixelUnpack(2, 37, 3, 0, 0));
+    // Row bytes that are no whole number of pixels cannot be described; the default stays.
+    zep6test::TestImage ragged(zep6test::Formats::RGBA8, 10, 3, 2);
+    EXPECT_EQ(PixelUnpack(&ragged, 0, 0), PixelUnpack(4, 10, 3, 0, 0));
     // An invalid image keeps the skips but addresses no rows.
     EXPECT_EQ(PixelPack(nullptr, 5, 6), PixelPack(4, 0, 0, 5, 6));
     zep6test::TestImage empty(zep6test::Formats::RGBA8, 0, 7);

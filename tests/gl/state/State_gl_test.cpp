@@ -696,11 +696,11 @@ TEST_F(StateGL, EveryPushClassRestoresWhatItSaved) {
                        Make<PushPixelUnpack, int, int, int, int, int>(1, 5, 6, 7, 8), &unpackSet,
                        PixelUnpack());
     zep6test::TestImage image(zep6test::Formats::RGBA16, 9, 11, 8);
-    const PixelUnpack unpackImage(4, 10, 11, 2, 3);
+    const PixelUnpack unpackImage(8, 10, 11, 2, 3); // rows of 80 bytes: alignment 8
     ExpectPushRestores("PushPixelUnpack(image)", unpack,
                        Make<PushPixelUnpack, const XIImage*, int, int>(&image, 2, 3), &unpackImage,
                        PixelUnpack());
-    const PixelPack pack(8, 12, 13, 1, 2), packImage(4, 10, 11, 5, 6);
+    const PixelPack pack(4, 12, 13, 1, 2), packImage(8, 10, 11, 5, 6);
     ExpectPushRestores("PushPixelPack(image)", pack,
                        Make<PushPixelPack, const XIImage*, int, int>(&image, 5, 6), &packImage, PixelPack());
     const PixelPack packSet(1, 2, 3, 4, 5);
