@@ -117,6 +117,9 @@ void EffectProgram::Apply() {
                GLEntry::glAttachShader, GLEntry::glLinkProgram, GLEntry::glGetProgramiv,
                GLEntry::glGetProgramInfoLog, GLEntry::glUseProgram, GLEntry::glGetActiveUniform);
     if (attachPending_) {
+        // Attaching starts a new link: at the next shutdown this program must be finalised as a
+        // whole (its uniform table and attachments too), also after an earlier shutdown.
+        Relist();
         // Every shader is compiled before any is attached: a compile failure then leaves nothing
         // attached, and the next Apply() attaches each shader exactly once (the failed one is not
         // compiled again, so the link reports it).

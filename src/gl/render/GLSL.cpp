@@ -69,6 +69,7 @@ void Shader::Initialize() {
     shader_ = GLEntry::glCreateShader(type_);
     if (shader_ == 0)
         throw OpenGLError();
+    Relist();
     const GLchar* text = source_.c_str();
     const GLint length = static_cast<GLint>(source_.size());
     GLEntry::glShaderSource(shader_, 1, &text, &length);
@@ -135,6 +136,7 @@ void Program::Initialize() {
     program_ = static_cast<int>(ZEP6_GLCALL(glCreateProgram)());
     if (program_ == 0)
         throw OpenGLError();
+    Relist();
     relink_ = true;
 }
 

@@ -12,6 +12,7 @@ Quadric::~Quadric() {
 void Quadric::Initialize() {
     if (quadric_ == nullptr) {
         quadric_ = gluNewQuadric();
+        Relist();
     }
 }
 

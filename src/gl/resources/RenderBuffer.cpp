@@ -72,6 +72,7 @@ void RenderBuffer::Initialize() const {
     ZEP6_GLCALL(glGenRenderbuffersEXT)(1, &name);
     if (name == 0)
         throw OpenGLError();
+    Relist();
     name_ = name;
     try {
         ZEP6_GLCALL(glBindRenderbufferEXT)(GL_RENDERBUFFER_EXT, name);

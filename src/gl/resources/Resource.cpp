@@ -51,6 +51,12 @@ void Resource::Unlink() {
     next_ = nullptr;
 }
 
+void Resource::Relist() const {
+    std::lock_guard<std::recursive_mutex> guard(ListLock());
+    if (!IsListed())
+        const_cast<Resource*>(this)->Link();
+}
+
 bool Resource::IsListed() const {
     std::lock_guard<std::recursive_mutex> guard(ListLock());
     return previous_ != nullptr || next_ != nullptr || sHead == this;

@@ -41,6 +41,14 @@ public:
     // Whether this resource is in the list.
     bool IsListed() const;
 
+protected:
+    // Puts the resource back in the list when a shutdown took it out. A resource that outlives a
+    // shutdown (the library's static programs and shaders) and makes OpenGL objects again in a
+    // later session calls this, so that the next shutdown gives them back too; otherwise their
+    // names would outlive that session's context and be taken for objects of the next one.
+    // Membership in the list is not part of the object's value, so const objects may do it too.
+    void Relist() const;
+
 private:
     void Link();
     void Unlink();

@@ -98,6 +98,7 @@ void TextureBuffer::Initialize() const {
     glGenTextures(1, &name);
     if (name == 0)
         throw OpenGLError();
+    Relist();
 
     // The binding of the key's target comes back on every way out.
     const GLenum target = key_.Target();

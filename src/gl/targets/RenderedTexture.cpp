@@ -140,6 +140,7 @@ bool RenderedTexture::CreateTexture() {
         GLuint name = 0;
         ZEP6_GLCALL(glGenFramebuffersEXT)(1, &name);
         frameBuffer_ = name;
+        Relist();
     }
     if (frameBuffer_ == 0)
         return false;
