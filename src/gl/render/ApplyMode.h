@@ -26,6 +26,8 @@
 #include "gl/render/GLSL.h"
 #include "gl/render/Vector.h"
 
+class XIImage;
+
 namespace OGL_ZEP6_AE {
 
 class Texture;
@@ -112,6 +114,13 @@ public:
     static void Apply(const Texture& front, const Texture& back, PixelApplyMode mode, float mix);
     // GetApplyMode(mode), then its ApplyLight(); nothing for an unknown mode.
     static void ApplyLight(const Texture& front, const Texture& back, PixelApplyMode mode, float mix);
+    // Composites two host images into a third, from any thread (the call moves itself onto the
+    // GL worker thread and waits): destination = mode(front, back) mixed by `mix`, drawn tile by
+    // tile over the destination. A valid mask multiplies the front's alpha; an invalid mask or back
+    // is left out; an invalid front or destination makes the call do nothing; an unknown mode
+    // draws the tiles without a program.
+    static void Apply(const XIImage* front, const XIImage* back, const XIImage* mask,
+                      XIImage* destination, PixelApplyMode mode, float mix);
 
     // Deletes both programs and the body shader; the next use links again.
     void Finalize() override;

@@ -7,6 +7,7 @@
 #include "gl/context/Shared.h"
 #include "gl/context/Thread.h"
 #include "gl/context/EntryPoints.h"
+#include "gl/render/ApplyMode.h"
 #include "gl/render/Region.h"
 #include "gl/resources/MemoryBuffer.h"
 #include "gl/resources/OpaqueBuffer.h"
@@ -25,6 +26,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -157,6 +159,49 @@ TEST(Shutdown, CleanerGivesEverythingBackAndALaterCallStartsAgain) {
     EXPECT_EQ(sThread, nullptr);
     delete pixels;
     delete probe;
+}
+
+// The library's static programs outlive every shutdown. Each session links them again, and each
+// shutdown must give those links back, or a later session takes their stale names for objects of
+// its own context (seen as missing backs and failed links from the third session on).
+TEST(Shutdown, StaticProgramsWorkInEverySession) {
+    ASSERT_EQ(ZEP6_AE::StaticList::UserCount(), 0);
+    constexpr long kSize = 19;
+    TestImage front(zep6test::Formats::RGBA8, kSize, kSize);
+    TestImage back(zep6test::Formats::RGBA8, kSize, kSize);
+    for (long y = 0; y < kSize; ++y)
+        for (long x = 0; x < kSize; ++x) {
+            unsigned char* f = front.Row(y) + 4 * x;
+            unsigned char* b = back.Row(y) + 4 * x;
+            f[0] = static_cast<unsigned char>(13 * x), f[1] = static_cast<unsigned char>(11 * y), f[2] = 200,
+            f[3] = static_cast<unsigned char>(128 + 6 * x);
+            b[0] = 90, b[1] = static_cast<unsigned char>(7 * (x + y)), b[2] = static_cast<unsigned char>(12 * y),
+            b[3] = 255;
+        }
+    // A top-down BGRA destination also runs the read conversion program.
+    TestImage destination(zep6test::Formats::BGRA8, kSize, kSize);
+    destination.SetBottomUp(false);
+
+    std::vector<std::vector<unsigned char>> firstSession;
+    for (int session = 0; session < 4; ++session) {
+        ZEP6_AE::StaticList::Increment();
+        int index = 0;
+        for (PixelApplyMode mode : {PixelApplyMultiply, PixelApplyHue, PixelApplyOverlay}) {
+            destination.Fill(0);
+            ApplyMode::Apply(&front, &back, nullptr, &destination, mode, 1.0f);
+            const auto* bytes = static_cast<const unsigned char*>(destination.GetBaseAddress());
+            std::vector<unsigned char> result(bytes, bytes + destination.GetRowBytes() * kSize);
+            if (session == 0)
+                firstSession.push_back(result);
+            else
+                EXPECT_EQ(result, firstSession[index]) << "mode " << mode << " in session " << session + 1;
+            ++index;
+        }
+        ZEP6_AE::StaticList::Decrement();
+        EXPECT_EQ(sThread, nullptr);
+    }
+    // The first session drew something: an all-zero result would make the comparison empty.
+    EXPECT_NE(firstSession[0], std::vector<unsigned char>(firstSession[0].size(), 0));
 }
 
 long ResidentKiB() {

@@ -1,0 +1,449 @@
+// The composite of host images (ApplyMode::Apply with XIImages) against CPU references of the
+// modes: a frame of many tiles, a table of modes and mixes, masks, the inputs that are left out
+// or make the call do nothing, several host threads at once, and every pixel layout of the round
+// trip as front and as destination.
+
+#include "core/PixelFormat.h"
+#include "gl/render/ApplyMode.h"
+#include "gl/texture/Texture.h"
+
+#include "gl/render/ApplyModeReference.h"
+#include "support/PixelLayouts.h"
+#include "support/TestImage.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace OGL_ZEP6_AE;
+using namespace zep6test;
+
+namespace {
+
+// ---- Images of float pixels --------------------------------------------------------------
+
+// Bottom-up RGBA32F image; row y is picture row y.
+struct FloatImage : TestImage {
+    FloatImage(long width, long height) : TestImage(Formats::RGBA32F, width, height) {}
+    void Put(long x, long y, const V4& p) {
+        const float v[4] = {float(p.r), float(p.g), float(p.b), float(p.a)};
+        std::memcpy(Row(y) + x * 16, v, 16);
+    }
+    V4 At(long x, long y) const {
+        float v[4];
+        std::memcpy(v, Row(y) + x * 16, 16);
+        return {v[0], v[1], v[2], v[3]};
+    }
+};
+
+// Channel values in steps of 1/64: exactly representable in half floats, so the card holds the
+// very values the reference starts from. Alpha is at least 1/4: the straight main divides by the
+// result's alpha, and a small alpha would magnify the storage rounding.
+double Step64(unsigned value) {
+    return double(value % 65u) / 64.0;
+}
+V4 FrontPixel(long x, long y) {
+    return {Step64(unsigned(x * 7 + y * 3)), Step64(unsigned(x * 2 + y * 11 + 5)),
+            Step64(unsigned(x * y + 9)), 0.25 + Step64(unsigned(x * 5 + y * 2)) * 0.75};
+}
+V4 BackPixel(long x, long y) {
+    return {Step64(unsigned(x * 3 + y * 13 + 1)), Step64(unsigned(x * 9 + y + 40)),
+            Step64(unsigned(x + y * 7)), 0.25 + Step64(unsigned(x * 3 + y * 5 + 17)) * 0.75};
+}
+
+template <class F> void FillFloat(FloatImage& image, F pixel) {
+    for (long y = 0; y < image.GetHeight(); ++y)
+        for (long x = 0; x < image.GetWidth(); ++x)
+            image.Put(x, y, pixel(x, y));
+}
+
+// Largest difference from the expected pixels, relative to the expected magnitude above 1; a NaN
+// counts as infinite. Reports the first pixel over `tolerance`.
+template <class Expected>
+double CompareFloat(const FloatImage& got, Expected expected, double tolerance, const std::string& what) {
+    double worst = 0.0;
+    bool reported = false;
+    for (long y = 0; y < got.GetHeight(); ++y)
+        for (long x = 0; x < got.GetWidth(); ++x) {
+            const V4 e = expected(x, y);
+            const V4 g = got.At(x, y);
+            for (int k = 0; k < 4; ++k) {
+                const double diff = std::fabs(g[k] - e[k]) / std::max(1.0, std::fabs(e[k]));
+                const double d = std::isnan(diff) ? INFINITY : diff;
+                if (d > tolerance && !reported) {
+                    ADD_FAILURE() << what << ": pixel (" << x << ", " << y << ") channel "
+                                  << "RGBA"[k] << " got " << g[k] << ", expected " << e[k];
+                    reported = true;
+                }
+                worst = std::max(worst, d);
+            }
+        }
+    return worst;
+}
+
+// The card keeps the tile in half floats on llvmpipe: a result in [0, 1] is rounded to 2^-12
+// absolute, an input in 1/64 steps not at all. 1e-3 leaves room for the float arithmetic of the
+// program; with float storage the same bound holds.
+constexpr double kHalfTolerance = 1e-3;
+
+// ---- Modes through the composite ---------------------------------------------------------
+
+struct ModeRow {
+    const char* name;
+    PixelApplyMode mode;
+    ModeReference reference;
+    float mix;
+};
+
+// Modes whose formulas are continuous in their inputs, so that float rounding on the card cannot
+// take another branch than the double reference; mixes at both ends and between.
+const ModeRow kModeRows[] = {
+    {"Over", PixelApplyOver, modes::Over, 1.0f},
+    {"Multiply", PixelApplyMultiply, modes::Multiply, 1.0f},
+    {"Screen", PixelApplyScreen, modes::Screen, 0.5f},
+    {"Difference", PixelApplyDifference, modes::Difference, 1.0f},
+    {"Add", PixelApplyAdd, modes::Add, 0.25f},
+    {"Lighten", PixelApplyLighten, modes::Lighten, 1.0f},
+    {"Darken", PixelApplyDarken, modes::Darken, 0.0f},
+    {"SoftLight", PixelApplySoftLight, modes::SoftLight, 0.75f},
+};
+
+class CompositeMode : public ::testing::TestWithParam<ModeRow> {};
+
+TEST_P(CompositeMode, MatchesTheReferenceOfItsFormula) {
+    const ModeRow& row = GetParam();
+    FloatImage front(37, 23), back(37, 23), destination(37, 23);
+    FillFloat(front, FrontPixel);
+    FillFloat(back, BackPixel);
+    ApplyMode::Apply(&front, &back, nullptr, &destination, row.mode, row.mix);
+    const double worst = CompareFloat(
+        destination,
+        [&](long x, long y) {
+            return StraightMain(FrontPixel(x, y), BackPixel(x, y), row.mix, row.reference);
+        },
+        kHalfTolerance, row.name);
+    std::printf("composite %-10s mix %.2f: largest relative error %.3e\n", row.name, row.mix, worst);
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, CompositeMode, ::testing::ValuesIn(kModeRows),
+                         [](const ::testing::TestParamInfo<ModeRow>& info) {
+                             return std::string(info.param.name);
+                         });
+
+// ---- A frame of many tiles ---------------------------------------------------------------
+
+// 8-bit channel values that differ from pixel to pixel and from tile to tile, so that a tile
+// read into the wrong place or a texture pointed at the wrong region shows; alpha at least 64.
+void FillBytes(TestImage& image, unsigned seed) {
+    for (long y = 0; y < image.GetHeight(); ++y) {
+        unsigned char* p = image.Row(y);
+        for (long x = 0; x < image.GetWidth(); ++x, p += 4) {
+            const unsigned h = unsigned(x) * 2654435761u ^ unsigned(y) * 40503u ^ seed;
+            p[0] = static_cast<unsigned char>(h >> 3);
+            p[1] = static_cast<unsigned char>(x + 3 * y + seed);
+            p[2] = static_cast<unsigned char>(h >> 13);
+            p[3] = static_cast<unsigned char>(64 + (h >> 21) % 192);
+        }
+    }
+}
+
+V4 BytePixel(const TestImage& image, long x, long y) {
+    const unsigned char* p = image.Row(y) + x * 4;
+    return {p[0] / 255.0, p[1] / 255.0, p[2] / 255.0, p[3] / 255.0};
+}
+
+// Largest difference in 8-bit steps between an RGBA8 result and the reference of `mode`.
+double CompareBytes(const TestImage& front, const TestImage& back, const TestImage& got, ModeReference mode,
+                    float mix, double tolerance) {
+    double worst = 0.0;
+    bool reported = false;
+    for (long y = 0; y < got.GetHeight(); ++y)
+        for (long x = 0; x < got.GetWidth(); ++x) {
+            const V4 e = StraightMain(BytePixel(front, x, y), BytePixel(back, x, y), mix, mode);
+            const unsigned char* g = got.Row(y) + x * 4;
+            for (int k = 0; k < 4; ++k) {
+                const double d = std::fabs(g[k] - e[k] * 255.0);
+                if (d > tolerance && !reported) {
+                    ADD_FAILURE() << "pixel (" << x << ", " << y << ") channel "
+                                  << "RGBA"[k] << " got " << int(g[k]) << ", expected " << e[k] * 255.0;
+                    reported = true;
+                }
+                worst = std::max(worst, d);
+            }
+        }
+    return worst;
+}
+
+// The inputs are rounded to half floats on the card (under 1/8 step) and the result is
+// unpremultiplied by an alpha of at least 1/4, which can magnify that rounding four times before
+// the destination rounds to a whole step: 2 steps.
+constexpr double kByteTolerance = 2.0;
+
+TEST(Composite, FrameOfManyTilesMatchesTheReference) {
+    // 5000 x 3000 is three columns (2048, 2048, 904) by three rows (1080, 1080, 840) of tiles.
+    TestImage front(Formats::RGBA8, 5000, 3000), back(Formats::RGBA8, 5000, 3000);
+    TestImage destination(Formats::RGBA8, 5000, 3000);
+    FillBytes(front, 11);
+    FillBytes(back, 977);
+    destination.Fill(0xA5);
+    ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyScreen, 1.0f);
+    const double worst = CompareBytes(front, back, destination, modes::Screen, 1.0f, kByteTolerance);
+    std::printf("composite 5000 x 3000 Screen: largest error %.3f steps\n", worst);
+}
+
+// ---- Mask and mix ------------------------------------------------------------------------
+
+struct MaskRow {
+    const char* name;
+    ImageFormat mask; // colourSpace 0: no mask
+    float mix;
+};
+
+const MaskRow kMaskRows[] = {
+    {"NoMaskHalfMix", {0, 0, 0}, 0.5f},
+    {"Alpha8Mask", Formats::Alpha8, 1.0f},
+    {"Alpha8MaskMix03", Formats::Alpha8, 0.3f},
+    {"RGBA8Mask", Formats::RGBA8, 0.8f},
+};
+
+class CompositeMask : public ::testing::TestWithParam<MaskRow> {};
+
+TEST_P(CompositeMask, MaskMultipliesTheFrontAlphaAndMixBlends) {
+    const MaskRow& row = GetParam();
+    FloatImage front(29, 17), back(29, 17), destination(29, 17);
+    FillFloat(front, FrontPixel);
+    FillFloat(back, BackPixel);
+    TestImage mask(row.mask.colorSpace ? row.mask : Formats::Alpha8, 29, 17);
+    const int maskBytes = int(mask.GetBitDepth() / 8);
+    // Mask alpha in 1/255 steps from about 0.3 to 1 (so the result's alpha stays away from 0).
+    auto maskAlpha = [](long x, long y) { return static_cast<unsigned char>(80 + (x * 13 + y * 7) % 176); };
+    for (long y = 0; y < 17; ++y)
+        for (long x = 0; x < 29; ++x) {
+            unsigned char* p = mask.Row(y) + x * maskBytes;
+            std::memset(p, 0x33, size_t(maskBytes)); // colour channels must not matter
+            p[maskBytes - 1] = maskAlpha(x, y);
+        }
+    ApplyMode::Apply(&front, &back, row.mask.colorSpace ? &mask : nullptr, &destination, PixelApplyOver,
+                     row.mix);
+    // The masked alpha is stored in half floats before the mode sees it (2^-12 relative), and the
+    // result is divided by an alpha down to about 0.1: 2e-3.
+    const double worst = CompareFloat(
+        destination,
+        [&](long x, long y) {
+            V4 fg = FrontPixel(x, y);
+            if (row.mask.colorSpace)
+                fg.a *= maskAlpha(x, y) / 255.0;
+            return StraightMain(fg, BackPixel(x, y), row.mix, modes::Over);
+        },
+        2e-3, row.name);
+    std::printf("composite %-16s: largest relative error %.3e\n", row.name, worst);
+}
+
+INSTANTIATE_TEST_SUITE_P(Masks, CompositeMask, ::testing::ValuesIn(kMaskRows),
+                         [](const ::testing::TestParamInfo<MaskRow>& info) {
+                             return std::string(info.param.name);
+                         });
+
+// ---- Inputs left out, calls that do nothing, unknown modes -------------------------------
+
+enum class Expect { Untouched, WithoutBack, WithoutMask, OpaqueWhite };
+
+struct DegenerateRow {
+    const char* name;
+    bool frontValid, backValid, maskValid, destinationValid;
+    int mode;
+    Expect expect;
+};
+
+const DegenerateRow kDegenerateRows[] = {
+    {"InvalidFront", false, true, true, true, PixelApplyOver, Expect::Untouched},
+    {"InvalidDestination", true, true, true, false, PixelApplyOver, Expect::Untouched},
+    {"InvalidBack", true, false, false, true, PixelApplyMultiply, Expect::WithoutBack},
+    {"InvalidMask", true, true, false, true, PixelApplyScreen, Expect::WithoutMask},
+    {"ModeAboveRange", true, true, false, true, 49, Expect::OpaqueWhite},
+    {"NegativeMode", true, true, false, true, -1, Expect::OpaqueWhite},
+};
+
+class CompositeDegenerate : public ::testing::TestWithParam<DegenerateRow> {};
+
+TEST_P(CompositeDegenerate, BehavesAsDocumented) {
+    const DegenerateRow& row = GetParam();
+    FloatImage front(21, 13), back(21, 13), destination(21, 13);
+    FillFloat(front, FrontPixel);
+    FillFloat(back, BackPixel);
+    TestImage mask(Formats::Alpha8, 21, 13);
+    mask.Fill(0); // a mask that were used would make the front vanish
+    if (!row.frontValid)
+        front.SetHeight(0);
+    if (!row.backValid)
+        back.SetNullBase(true);
+    if (!row.maskValid)
+        mask.SetWidth(0);
+    if (!row.destinationValid)
+        destination.SetNullBase(true);
+    destination.Fill(0xA5);
+    const std::vector<unsigned char> before(destination.Bytes(),
+                                            destination.Bytes() + destination.ByteCount());
+
+    ApplyMode::Apply(&front, &back, &mask, &destination, static_cast<PixelApplyMode>(row.mode), 1.0f);
+
+    switch (row.expect) {
+    case Expect::Untouched:
+        EXPECT_TRUE(std::equal(before.begin(), before.end(), destination.Bytes()));
+        break;
+    case Expect::WithoutBack:
+        // Composited against transparent black.
+        CompareFloat(
+            destination,
+            [](long x, long y) {
+                return StraightMain(FrontPixel(x, y), V4{0, 0, 0, 0}, 1.0, modes::Multiply);
+            },
+            kHalfTolerance, row.name);
+        break;
+    case Expect::WithoutMask:
+        CompareFloat(
+            destination,
+            [](long x, long y) {
+                return StraightMain(FrontPixel(x, y), BackPixel(x, y), 1.0, modes::Screen);
+            },
+            kHalfTolerance, row.name);
+        break;
+    case Expect::OpaqueWhite:
+        CompareFloat(
+            destination,
+            [](long, long) {
+                return V4{1, 1, 1, 1};
+            },
+            0.0, row.name);
+        break;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Inputs, CompositeDegenerate, ::testing::ValuesIn(kDegenerateRows),
+                         [](const ::testing::TestParamInfo<DegenerateRow>& info) {
+                             return std::string(info.param.name);
+                         });
+
+// A back smaller than the destination reaches only its own pixels; beyond it the front is
+// composited against transparent black. The front here spans several tiles' worth of columns.
+TEST(Composite, SmallerBackIsAlignedAtTheLowerLeft) {
+    FloatImage front(41, 19), back(17, 11), destination(41, 19);
+    FillFloat(front, FrontPixel);
+    FillFloat(back, BackPixel);
+    ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyOver, 1.0f);
+    CompareFloat(
+        destination,
+        [](long x, long y) {
+            const V4 bg = x < 17 && y < 11 ? BackPixel(x, y) : V4{0, 0, 0, 0};
+            return StraightMain(FrontPixel(x, y), bg, 1.0, modes::Over);
+        },
+        kHalfTolerance, "smaller back");
+}
+
+// ---- Several host threads at once --------------------------------------------------------
+
+TEST(Composite, HostThreadsEachGetTheirOwnResult) {
+    constexpr int kThreads = 4;
+    constexpr int kCalls = 5;
+    std::vector<double> worst(kThreads, 0.0);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([t, &worst] {
+            for (int call = 0; call < kCalls; ++call) {
+                // Every (thread, call) has images of its own.
+                const unsigned seed = unsigned(t * 100 + call);
+                TestImage front(Formats::RGBA8, 33, 19), back(Formats::RGBA8, 33, 19);
+                TestImage destination(Formats::RGBA8, 33, 19);
+                FillBytes(front, seed);
+                FillBytes(back, seed * 7 + 3);
+                ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyMultiply, 1.0f);
+                worst[size_t(t)] =
+                    std::max(worst[size_t(t)],
+                             CompareBytes(front, back, destination, modes::Multiply, 1.0f, kByteTolerance));
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    for (int t = 0; t < kThreads; ++t)
+        EXPECT_LE(worst[size_t(t)], kByteTolerance) << "thread " << t;
+}
+
+// ---- Every pixel layout ------------------------------------------------------------------
+
+// One front layout (as the round trip's sources) composited over an opaque float back into every
+// four-channel destination layout in both orientations. Over with an opaque back leaves the
+// result opaque, so nothing is divided by a small alpha. The round trip's tolerance covers the
+// front's colour rounded into storage and the result rounded again; the front's alpha, which
+// weighs the front against the back, is one more rounding into storage (llvmpipe truncates to
+// half floats, a whole unit of 2^-11 each time).
+class CompositeLayouts : public ::testing::TestWithParam<SourceCase> {};
+
+TEST_P(CompositeLayouts, EveryDestinationMatchesTheReference) {
+    constexpr long kW = 37, kH = 23;
+    const SourceCase& source = GetParam();
+    const long pixelBytes = source.layout.format.bitDepth / 8;
+    TestImage front(source.layout.format, kW, kH, 3 * pixelBytes);
+    front.SetBottomUp(source.bottomUp);
+    FillSource(front, source.layout);
+    auto backPixel = [](long x, long y) {
+        return V4{double((x * 5 + y * 3) % 33) / 32.0, double((x + y * 7) % 17) / 16.0,
+                  double((x * y) % 9) / 8.0, 1.0};
+    };
+    FloatImage back(kW, kH);
+    FillFloat(back, backPixel);
+
+    std::string table;
+    for (const Layout& layout : FourChannelLayouts())
+        for (bool bottomUp : {true, false}) {
+            const long destinationPixelBytes = layout.format.bitDepth / 8;
+            TestImage destination(layout.format, kW, kH, 5 * destinationPixelBytes);
+            destination.SetBottomUp(bottomUp);
+            destination.Fill(0xA5); // anything the composite does not write shows up as an error
+            ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyOver, 1.0f);
+
+            const std::string name = std::string(layout.name) + (bottomUp ? "_BottomUp" : "_TopDown");
+            const double tolerance =
+                Tolerance(layout.format) + (Texture::GetBestType() == GL_FLOAT ? 1e-6 : std::ldexp(1.0, -11));
+            double largest = 0.0;
+            const long channelBytes = destinationPixelBytes / 4;
+            for (long y = 0; y < kH; ++y)
+                for (long x = 0; x < kW; ++x) {
+                    const long py = PictureRow(destination, y);
+                    double fg[4];
+                    SourceRGBA(front, source.layout, x, py, fg);
+                    const V4 want =
+                        StraightMain({fg[0], fg[1], fg[2], fg[3]}, backPixel(x, py), 1.0, modes::Over);
+                    const unsigned char* pixel = destination.Row(y) + x * destinationPixelBytes;
+                    for (int i = 0; i < 4; ++i) {
+                        const int channel = Order(layout.kind)[i];
+                        const double got = Decode(layout.format, 4, pixel + i * channelBytes);
+                        const double error = std::fabs(got - want[channel]);
+                        if (!(error <= tolerance) && largest <= tolerance)
+                            ADD_FAILURE() << CaseName(source) << " -> " << name << ": pixel (" << x << ", "
+                                          << py << ") channel "
+                                          << "RGBA"[channel] << " got " << got << ", want " << want[channel];
+                        largest = std::isnan(error) ? INFINITY : std::max(largest, error);
+                    }
+                }
+            char line[200];
+            std::snprintf(line, sizeof line, "composite %-22s -> %-22s max error %.3e (tolerance %.3e)\n",
+                          CaseName(source).c_str(), name.c_str(), largest, tolerance);
+            table += line;
+        }
+    std::printf("%s", table.c_str());
+}
+
+INSTANTIATE_TEST_SUITE_P(Matrix, CompositeLayouts, ::testing::ValuesIn(SourceCases()),
+                         [](const ::testing::TestParamInfo<SourceCase>& info) {
+                             return CaseName(info.param);
+                         });
+
+} // namespace
