@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Sets everything up, builds, and runs the command-line tool's main job on its built-in data.
+# Sets everything up, builds, and runs the command-line tool's main job on its built-in data: every
+# apply mode over built-in pictures, written as PNG files and a labelled contact sheet in out/demo.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
@@ -7,3 +8,7 @@ bash scripts/build.sh build -DZEP6_BUILD_TESTS=OFF -DZEP6_BUILD_TOOLS=ON -DZEP6_
 ./build/tools/zep6gl/zep6gl formats
 echo
 ./build/tools/zep6gl/zep6gl info
+echo
+./build/tools/zep6gl/zep6gl modes
+echo
+./build/tools/zep6gl/zep6gl demo out/demo

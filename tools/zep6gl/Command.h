@@ -18,5 +18,9 @@ const std::vector<Command>& Commands();
 
 int RunFormats(const std::vector<std::string>& args);
 int RunInfo(const std::vector<std::string>& args);
+int RunConvert(const std::vector<std::string>& args);
+int RunComposite(const std::vector<std::string>& args);
+int RunModes(const std::vector<std::string>& args);
+int RunDemo(const std::vector<std::string>& args);
 
 } // namespace zep6gl

@@ -17,6 +17,18 @@ const std::vector<Command>& Commands() {
          "print the hardware report; with --extensions also the capability answers and the "
          "extension list",
          RunInfo},
+        {"convert",
+         "zep6gl convert IN OUT [--layout rgba8|bgra8|argb8|rgba16|argb16|rgba32f|...] [--top-down] "
+         "[--premultiply|--unpremultiply]",
+         "send an image file through the card (upload, draw, read back into the layout) and write it",
+         RunConvert},
+        {"composite", "zep6gl composite --mode NAME FRONT BACK OUT [--mask MASK] [--mix X]",
+         "composite FRONT over BACK with an apply mode (name or number 0 to 48) into OUT", RunComposite},
+        {"modes", "zep6gl modes", "list the apply modes by number and name", RunModes},
+        {"demo", "zep6gl demo [OUTDIR]",
+         "render built-in sample images through every apply mode and write a labelled contact "
+         "sheet (default OUTDIR: out/demo)",
+         RunDemo},
     };
     return commands;
 }

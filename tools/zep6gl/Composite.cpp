@@ -1,0 +1,309 @@
+// `zep6gl composite --mode NAME FRONT BACK OUT [--mask MASK] [--mix X]` and `zep6gl modes`.
+//
+// The composite reads the three images, hands them to ApplyMode::Apply with a destination of the
+// front's size and description, and writes the destination. Rules the command enforces:
+// - BACK and MASK must have FRONT's size. The library pairs pixels at the same coordinates
+//   counted from the lower-left corner, treats what a smaller back does not cover as transparent,
+//   and leaves out a mask smaller than the front altogether. For pictures from files that would
+//   give results nobody asked for (a shorter back sits at the bottom of the front, a small mask
+//   silently does nothing), so the command refuses other sizes and names the file.
+// - The mask's alpha multiplies the front's alpha; its colour is not used. A mask file without an
+//   alpha channel reads as opaque and changes nothing.
+// - --mix defaults to 1, the mode's own result; 0 gives the clamped sum of the premultiplied
+//   front and back; values between blend the two. Only 0 to 1 is accepted.
+// - OUT gets the front's pixel depth: .png for a PNG front, .exr for an OpenEXR front.
+// Every failure prints one line naming the argument or file and the reason, exits non-zero, and
+// leaves no output file (checks come before the card is used; the file is written whole or not
+// at all).
+#include "Command.h"
+#include "Composite.h"
+#include "ImageIO.h"
+
+#include "gl/context/Shared.h"
+#include "gl/render/ApplyMode.h"
+#include "sync/StaticList.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace zep6gl {
+
+namespace {
+
+using OGL_ZEP6_AE::ApplyMode;
+using OGL_ZEP6_AE::PixelApplyMode;
+
+struct ModeName {
+    int value;
+    const char* name;
+};
+
+// Each row names the enumerator and the mode object with the same token, so a name cannot drift
+// from its number; that the rows run in value order is checked below.
+// clang-format off
+#define ZEP6GL_MODE(N) {OGL_ZEP6_AE::PixelApply##N, #N}
+// clang-format on
+constexpr ModeName kModeNames[kApplyModeCount] = {
+    ZEP6GL_MODE(Over),
+    ZEP6GL_MODE(Lighten),
+    ZEP6GL_MODE(Darken),
+    ZEP6GL_MODE(Multiply),
+    ZEP6GL_MODE(Screen),
+    ZEP6GL_MODE(Difference),
+    ZEP6GL_MODE(Lighter),
+    ZEP6GL_MODE(Darker),
+    ZEP6GL_MODE(ScaleMultiply),
+    ZEP6GL_MODE(ScaleScreen),
+    ZEP6GL_MODE(ExpandDifference),
+    ZEP6GL_MODE(ExpandDifference2),
+    ZEP6GL_MODE(Add),
+    ZEP6GL_MODE(Subtract),
+    ZEP6GL_MODE(Overlay),
+    ZEP6GL_MODE(SoftLight),
+    ZEP6GL_MODE(HardLight),
+    ZEP6GL_MODE(Hue),
+    ZEP6GL_MODE(Saturation),
+    ZEP6GL_MODE(Color),
+    ZEP6GL_MODE(Luminosity),
+    ZEP6GL_MODE(Transparency),
+    ZEP6GL_MODE(Opacity),
+    ZEP6GL_MODE(MoreGray),
+    ZEP6GL_MODE(LeastGray),
+    ZEP6GL_MODE(ReverseSubtract),
+    ZEP6GL_MODE(ClippedSubtract),
+    ZEP6GL_MODE(LessGray),
+    ZEP6GL_MODE(MostGray),
+    ZEP6GL_MODE(BoostExponential1),
+    ZEP6GL_MODE(BoostExponential2),
+    ZEP6GL_MODE(BoostEqualPowerPositive),
+    ZEP6GL_MODE(BoostEqualPowerNegative),
+    ZEP6GL_MODE(BoostEqualPowerBias1),
+    ZEP6GL_MODE(5050Mix),
+    ZEP6GL_MODE(Dissolve),
+    ZEP6GL_MODE(DancingDissolve),
+    ZEP6GL_MODE(AlphaMask),
+    ZEP6GL_MODE(LumaMask),
+    ZEP6GL_MODE(InverseAlphaMask),
+    ZEP6GL_MODE(InverseLumaMask),
+    ZEP6GL_MODE(AddAlpha),
+    ZEP6GL_MODE(AddPremultiplied),
+    ZEP6GL_MODE(ReverseSubtractBasic),
+    ZEP6GL_MODE(BitwiseAND),
+    ZEP6GL_MODE(BitwiseOR),
+    ZEP6GL_MODE(BitwiseXOR),
+    ZEP6GL_MODE(SoftDissolve),
+    ZEP6GL_MODE(DancingSoftDissolve),
+};
+#undef ZEP6GL_MODE
+
+constexpr bool InValueOrder() {
+    for (int i = 0; i < kApplyModeCount; ++i)
+        if (kModeNames[i].value != i)
+            return false;
+    return true;
+}
+static_assert(InValueOrder(), "the mode names must run in PixelApplyMode order, 0 to 48");
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+// The job that runs the composite on the worker thread. There, ApplyMode::Apply does its work at
+// once instead of marshalling again, and whatever it throws ends this job with its message.
+class CompositeJob : public OGL_ZEP6_AE::Shared {
+public:
+    CompositeJob(const XIImage* front, const XIImage* back, const XIImage* mask, XIImage* destination,
+                 PixelApplyMode mode, float mix)
+        : front_(front), back_(back), mask_(mask), destination_(destination), mode_(mode), mix_(mix) {}
+    void Run() override { ApplyMode::Apply(front_, back_, mask_, destination_, mode_, mix_); }
+
+private:
+    const XIImage* front_;
+    const XIImage* back_;
+    const XIImage* mask_;
+    XIImage* destination_;
+    PixelApplyMode mode_;
+    float mix_;
+};
+
+// A failed argument: the line to print and the exit status of a usage error.
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct CompositeArguments {
+    int mode = -1;
+    float mix = 1.0f;
+    std::string front, back, out, mask;
+};
+
+CompositeArguments ParseCompositeArguments(const std::vector<std::string>& args) {
+    CompositeArguments parsed;
+    std::vector<std::string> files;
+    bool haveMode = false, haveMix = false, haveMask = false;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        if (a.size() > 1 && a[0] == '-') {
+            if (a != "--mode" && a != "--mix" && a != "--mask")
+                throw UsageError("unknown option '" + a + "'");
+            if (i + 1 >= args.size())
+                throw UsageError("option " + a + " needs a value");
+            const std::string& value = args[++i];
+            bool& seen = a == "--mode" ? haveMode : a == "--mix" ? haveMix : haveMask;
+            if (seen)
+                throw UsageError("option " + a + " given twice");
+            seen = true;
+            if (a == "--mode") {
+                parsed.mode = ParseApplyMode(value);
+                if (parsed.mode < 0)
+                    throw UsageError("--mode '" + value +
+                                     "': not an apply mode (a name of `zep6gl modes` or a number 0 to 48)");
+            } else if (a == "--mix") {
+                char* end = nullptr;
+                const float mix = value.empty() ? NAN : std::strtof(value.c_str(), &end);
+                if (value.empty() || *end != '\0' || !std::isfinite(mix))
+                    throw UsageError("--mix '" + value + "': not a number");
+                if (mix < 0.0f || mix > 1.0f)
+                    throw UsageError("--mix '" + value + "': must lie between 0 and 1");
+                parsed.mix = mix;
+            } else {
+                parsed.mask = value;
+            }
+        } else {
+            files.push_back(a);
+        }
+    }
+    if (!haveMode)
+        throw UsageError("--mode is required (see `zep6gl modes`)");
+    if (files.size() != 3)
+        throw UsageError("expected FRONT BACK OUT, got " + std::to_string(files.size()) + " file name" +
+                         (files.size() == 1 ? "" : "s"));
+    parsed.front = files[0];
+    parsed.back = files[1];
+    parsed.out = files[2];
+    return parsed;
+}
+
+std::string Extension(const std::string& path) {
+    return Lower(std::filesystem::path(path).extension().string());
+}
+
+void RequireSize(const std::string& path, const XIImage& image, const std::string& frontPath,
+                 const XIImage& front) {
+    if (image.GetWidth() == front.GetWidth() && image.GetHeight() == front.GetHeight())
+        return;
+    throw std::runtime_error(path + ": " + std::to_string(image.GetWidth()) + " x " +
+                             std::to_string(image.GetHeight()) + " pixels, but the front " + frontPath +
+                             " is " + std::to_string(front.GetWidth()) + " x " +
+                             std::to_string(front.GetHeight()) + " (back and mask must have its size)");
+}
+
+} // namespace
+
+const char* ApplyModeObjectName(int mode) {
+    return mode >= 0 && mode < kApplyModeCount ? kModeNames[mode].name : nullptr;
+}
+
+std::string ApplyModeName(int mode) {
+    const char* name = ApplyModeObjectName(mode);
+    return name ? Lower(name) : std::string();
+}
+
+int ParseApplyMode(const std::string& text) {
+    if (!text.empty() && text.size() <= 3 &&
+        std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c); })) {
+        const int value = std::stoi(text);
+        return value < kApplyModeCount ? value : -1;
+    }
+    const std::string wanted = Lower(text);
+    for (int i = 0; i < kApplyModeCount; ++i)
+        if (wanted == ApplyModeName(i))
+            return i;
+    return -1;
+}
+
+LibraryUse::LibraryUse() {
+    ZEP6_AE::StaticList::Increment();
+}
+LibraryUse::~LibraryUse() {
+    ZEP6_AE::StaticList::Decrement();
+}
+
+void CompositeImages(const XIImage& front, const XIImage* back, const XIImage* mask, XIImage& destination,
+                     int mode, float mix) {
+    CompositeJob job(&front, back, mask, &destination, static_cast<PixelApplyMode>(mode), mix);
+    if (job.ThreadQueue())
+        return;
+    // The library's messages (a GLSL log) may span lines; the tool reports one.
+    std::string reason;
+    for (const char* c = job.ErrorMessage(); *c; ++c) {
+        const bool blank = *c == '\n' || *c == '\r' || *c == '\t' || *c == ' ';
+        if (!blank)
+            reason += *c;
+        else if (!reason.empty() && reason.back() != ' ')
+            reason += ' ';
+    }
+    while (!reason.empty() && reason.back() == ' ')
+        reason.pop_back();
+    throw std::runtime_error("the library could not composite: " + reason);
+}
+
+int RunModes(const std::vector<std::string>& args) {
+    if (!args.empty()) {
+        std::fprintf(stderr, "zep6gl modes: unexpected argument '%s'\n", args[0].c_str());
+        return 2;
+    }
+    for (int i = 0; i < kApplyModeCount; ++i)
+        std::printf("%2d  %s\n", i, ApplyModeName(i).c_str());
+    return 0;
+}
+
+int RunComposite(const std::vector<std::string>& args) {
+    try {
+        const CompositeArguments a = ParseCompositeArguments(args);
+        const std::string outExtension = Extension(a.out);
+        if (outExtension != ".png" && outExtension != ".exr")
+            throw std::runtime_error(a.out + ": unknown file extension (use .png or .exr)");
+
+        const HostImage front = ReadImage(a.front);
+        const HostImage back = ReadImage(a.back);
+        RequireSize(a.back, back, a.front, front);
+        std::optional<HostImage> mask;
+        if (!a.mask.empty()) {
+            mask.emplace(ReadImage(a.mask));
+            RequireSize(a.mask, *mask, a.front, front);
+        }
+        const bool floatFront = front.GetBitDepth() == 128;
+        if (floatFront != (outExtension == ".exr"))
+            throw std::runtime_error(a.out + ": the result has the front's pixels (" +
+                                     (floatFront ? "float, from OpenEXR" : "integer, from PNG") +
+                                     "), so it needs a " + (floatFront ? ".exr" : ".png") + " file");
+
+        HostImage destination(front.GetColorSpace(), front.GetBitDepth(), front.GetWhiteLevel(),
+                              front.GetWidth(), front.GetHeight(), 0, front.IsBottomUp());
+        {
+            LibraryUse use;
+            CompositeImages(front, &back, mask ? &*mask : nullptr, destination, a.mode, a.mix);
+        }
+        WriteImage(a.out, destination);
+        return 0;
+    } catch (const UsageError& e) {
+        std::fprintf(stderr, "zep6gl composite: %s\n", e.what());
+        return 2;
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "zep6gl composite: %s\n", e.what());
+        return 1;
+    }
+}
+
+} // namespace zep6gl
