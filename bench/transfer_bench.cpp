@@ -1,0 +1,261 @@
+// Throughput of one frame through the card: upload, one draw into a render target, read back
+// into a host frame of the same layout. Through the library's public path (SubImageTexture upload
+// inside RenderedTexture::Write, RenderedTexture::Read, each frame one job on the GL worker
+// thread) and, in the same run, through plain OpenGL on a context of its own (glTexSubImage2D
+// into a texture of the library's internal format, one copy draw into a framebuffer object of
+// that format, glReadPixels in the frame's layout), so the ratio shows what the library adds.
+//
+// The frame is larger than the library's default render target (2048 x 1080); the benchmark
+// sizes one RenderedTexture to the whole frame (the texture cache hands out a colour buffer at
+// least that large, checked below) so both sides do one upload, one draw and one read per frame.
+//
+// Layouts: 8-bit BGRA bottom-up and float RGBA bottom-up, which OpenGL takes as they are (direct
+// upload and read), and 8-bit RGBA top-down and 16-bit RGBA, which the library converts on the
+// card (flip, white level). The plain-OpenGL side moves each layout with the format and type
+// OpenGL offers for it, in memory order (for a top-down frame the same bytes come back without
+// any flip), which is the least any implementation has to do.
+//
+// Reported: real time per frame (ms), bytes per second (upload plus read back), megapixels per
+// second, and in the label the frame size, layout and renderer. A summary after the run gives
+// library / plain OpenGL per layout; the target is at most 1.3 for the layout that needs no
+// conversion.
+#include "BenchFrame.h"
+#include "PlainGl.h"
+
+#include "core/PixelFormat.h"
+#include "gl/render/Region.h"
+#include "gl/resources/TextureBuffer.h"
+#include "gl/state/Blend.h"
+#include "gl/state/Push.h"
+#include "gl/state/State.h"
+#include "gl/targets/RenderedTexture.h"
+#include "gl/texture/Texture.h"
+#include "sync/StaticList.h"
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+using namespace OGL_ZEP6_AE;
+using zep6bench::Frame;
+
+namespace {
+
+constexpr long kWidth = 3840;
+constexpr long kHeight = 2160;
+
+struct Layout {
+    const char* name;
+    long colorSpace;
+    long bitDepth;
+    long whiteLevel;
+    bool bottomUp;
+    GLenum glFormat; // what plain OpenGL moves the pixels as
+    GLenum glType;
+};
+
+const Layout kLayouts[] = {
+    {"bgra8 bottom-up", static_cast<long>(FourCC("BGRA")), 32, 255, true, GL_BGRA, GL_UNSIGNED_BYTE},
+    {"rgba32f bottom-up", static_cast<long>(FourCC("RGBA")), 128, 1, true, GL_RGBA, GL_FLOAT},
+    {"rgba8 top-down", static_cast<long>(FourCC("RGBA")), 32, 255, false, GL_RGBA, GL_UNSIGNED_BYTE},
+    {"rgba16 bottom-up", static_cast<long>(FourCC("RGBA")), 64, 65535, true, GL_RGBA, GL_UNSIGNED_SHORT},
+};
+
+// The colour-buffer internal format of a library render target, and the renderer, found once.
+struct LibraryFacts {
+    unsigned int internalFormat = 0;
+    std::string renderer;
+};
+
+const LibraryFacts& Facts() {
+    static const LibraryFacts facts = [] {
+        LibraryFacts f;
+        f.renderer = zep6bench::LibraryRenderer();
+        zep6bench::OnWorker([&] {
+            RenderedTexture probe(64, 64);
+            if (probe.Select() && probe.ColorBuffer())
+                f.internalFormat = probe.ColorBuffer()->Key().InternalFormat();
+        });
+        return f;
+    }();
+    return facts;
+}
+
+std::string Label(const Layout& layout, const std::string& renderer) {
+    return std::to_string(kWidth) + "x" + std::to_string(kHeight) + " " + layout.name + " | " + renderer;
+}
+
+void Report(benchmark::State& state, const Frame& frame, double seconds) {
+    const int64_t frames = state.iterations();
+    state.SetBytesProcessed(frames * static_cast<int64_t>(frame.ByteCount()) * 2);
+    state.counters["MP/s"] =
+        benchmark::Counter(static_cast<double>(frames * frame.Pixels()) / 1e6, benchmark::Counter::kIsRate);
+    state.counters["ms/frame"] = seconds * 1e3 / static_cast<double>(frames);
+}
+
+// One frame through the library, as one job: upload and draw into the target, read back.
+// GL worker thread.
+void LibraryFrame(const Frame& source, Frame& destination, RenderedTexture& target) {
+    {
+        PushState state;
+        if (!target.Select())
+            throw std::runtime_error("the render target could not be selected");
+        // A plain copy: the selected target's default state blends by alpha.
+        Push<BlendFunc> replace(BlendFunc::Replace);
+        target.Write(&source);
+    }
+    target.Read(&destination);
+}
+
+void BM_LibraryTransfer(benchmark::State& state, const Layout& layout) {
+    const LibraryFacts& facts = Facts();
+    Frame source(layout.colorSpace, layout.bitDepth, layout.whiteLevel, kWidth, kHeight, layout.bottomUp);
+    Frame destination(layout.colorSpace, layout.bitDepth, layout.whiteLevel, kWidth, kHeight,
+                      layout.bottomUp);
+    source.FillPattern(1);
+
+    // Made, warmed up (programs linked, textures taken from the cache) and checked before timing.
+    std::unique_ptr<RenderedTexture> target;
+    std::string error = zep6bench::OnWorker([&] {
+        target.reset(new RenderedTexture(static_cast<int>(kWidth), static_cast<int>(kHeight)));
+        LibraryFrame(source, destination, *target);
+        const TextureBuffer* buffer = target->ColorBuffer();
+        if (!buffer || buffer->Key().Width() < kWidth || buffer->Key().Height() < kHeight)
+            throw std::runtime_error("the texture cache gave no colour buffer as large as the frame");
+    });
+    if (error.empty() && !destination.SameWithin(source))
+        error = "the frame did not come back as it went in";
+    RenderedTexture::ResetReadCounts();
+    Texture::ResetUploadCounts();
+
+    double seconds = 0;
+    if (error.empty()) {
+        for (auto _ : state) {
+            const auto start = std::chrono::steady_clock::now();
+            const std::string failure =
+                zep6bench::OnWorker([&] { LibraryFrame(source, destination, *target); });
+            seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+            if (!failure.empty()) {
+                error = failure;
+                break;
+            }
+        }
+    }
+    zep6bench::OnWorker([&] { target.reset(); });
+    if (!error.empty()) {
+        state.SkipWithError(error.c_str());
+    } else {
+        Report(state, source, seconds);
+        const double frames = static_cast<double>(state.iterations());
+        state.counters["direct_uploads"] = Texture::DirectUploadCount() / frames;
+        state.counters["direct_reads"] = RenderedTexture::DirectReadCount() / frames;
+        state.SetLabel(Label(layout, facts.renderer));
+        zep6bench::Timings()[layout.name].library = seconds * 1e3 / frames;
+    }
+}
+
+// The same frame through plain OpenGL on its own context on this thread.
+void BM_PlainGlTransfer(benchmark::State& state, const Layout& layout) {
+    const unsigned int internalFormat = Facts().internalFormat;
+    if (internalFormat == 0) {
+        state.SkipWithError("the library's render-target format is unknown");
+        return;
+    }
+    std::unique_ptr<plaingl::Context> context;
+    try {
+        context.reset(new plaingl::Context());
+    } catch (const std::exception& e) {
+        state.SkipWithError(e.what());
+        return;
+    }
+    const plaingl::Functions& gl = context->gl();
+    Frame source(layout.colorSpace, layout.bitDepth, layout.whiteLevel, kWidth, kHeight, layout.bottomUp);
+    Frame destination(layout.colorSpace, layout.bitDepth, layout.whiteLevel, kWidth, kHeight,
+                      layout.bottomUp);
+    source.FillPattern(1);
+
+    const GLuint texture = plaingl::MakeTexture(kWidth, kHeight, internalFormat);
+    const GLuint colour = plaingl::MakeTexture(kWidth, kHeight, internalFormat);
+    const GLuint framebuffer = plaingl::MakeFramebuffer(gl, colour);
+    const GLuint program = plaingl::MakeProgram(gl, plaingl::CopyFragmentShader());
+    gl.UseProgram(program);
+    gl.Uniform1i(gl.GetUniformLocation(program, "source"), 0);
+    glEnable(GL_TEXTURE_RECTANGLE);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+    glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    auto frame = [&] {
+        glBindTexture(GL_TEXTURE_RECTANGLE, texture);
+        glTexSubImage2D(GL_TEXTURE_RECTANGLE, 0, 0, 0, kWidth, kHeight, layout.glFormat, layout.glType,
+                        source.Bytes());
+        gl.BindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+        plaingl::DrawFullQuad(kWidth, kHeight);
+        glReadPixels(0, 0, kWidth, kHeight, layout.glFormat, layout.glType, destination.Bytes());
+    };
+    frame();
+    std::string error;
+    if (glGetError() != GL_NO_ERROR)
+        error = "plain OpenGL: an error in the first frame";
+    else if (!destination.SameWithin(source))
+        error = "plain OpenGL: the frame did not come back as it went in";
+
+    double seconds = 0;
+    if (error.empty()) {
+        for (auto _ : state) {
+            const auto start = std::chrono::steady_clock::now();
+            frame();
+            seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        }
+    }
+    gl.BindFramebuffer(GL_FRAMEBUFFER, 0);
+    gl.DeleteFramebuffers(1, &framebuffer);
+    gl.DeleteProgram(program);
+    const GLuint textures[] = {texture, colour};
+    glDeleteTextures(2, textures);
+    if (!error.empty()) {
+        state.SkipWithError(error.c_str());
+        return;
+    }
+    Report(state, source, seconds);
+    state.SetLabel(Label(layout, context->Renderer()));
+    zep6bench::Timings()[layout.name].baseline = seconds * 1e3 / static_cast<double>(state.iterations());
+}
+
+void RegisterAll() {
+    for (const Layout& layout : kLayouts) {
+        // About a second and a half of frames each on llvmpipe; a GPU runs many more in the same time.
+        benchmark::RegisterBenchmark((std::string("Library/") + layout.name).c_str(), BM_LibraryTransfer,
+                                     layout)
+            ->UseRealTime()
+            ->Unit(benchmark::kMillisecond)
+            ->MinTime(1.5);
+        benchmark::RegisterBenchmark((std::string("PlainGL/") + layout.name).c_str(), BM_PlainGlTransfer,
+                                     layout)
+            ->UseRealTime()
+            ->Unit(benchmark::kMillisecond)
+            ->MinTime(1.5);
+    }
+}
+
+} // namespace
+
+// The library stays in use for the whole run (main counts as its user), so the worker thread and
+// its context are made once, not per benchmark.
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    ZEP6_AE::StaticList::Increment();
+    benchmark::AddCustomContext("frame", std::to_string(kWidth) + "x" + std::to_string(kHeight));
+    benchmark::AddCustomContext("renderer", Facts().renderer);
+    benchmark::AddCustomContext("render target format",
+                                zep6bench::InternalFormatName(Facts().internalFormat));
+    RegisterAll();
+    benchmark::RunSpecifiedBenchmarks();
+    zep6bench::PrintSummary("Upload, draw and read back", 1.3, "bgra8");
+    ZEP6_AE::StaticList::Decrement();
+    benchmark::Shutdown();
+    return 0;
+}
