@@ -43,11 +43,24 @@ void State::Retrieve() {
 }
 
 void State::Apply() {
-    ApplyFrameBuffer();
+    const bool vanished = ApplyFrameBuffer();
     ApplyProgram();
     ApplyProjectionMatrix();
     ApplyModelMatrix();
     ApplyTextureUnits();
+    if (vanished && attributes.IsPushed()) {
+        // The saved attributes hold the draw and read buffers of the deleted framebuffer object
+        // (colour attachment 0), which the default framebuffer has not got. NVIDIA raises
+        // GL_INVALID_OPERATION when they are popped with it bound (llvmpipe applies them to
+        // framebuffer objects only), so they are popped onto a stand-in object, and the level is
+        // saved again with the default framebuffer bound.
+        GLuint standIn = 0;
+        ZEP6_GLCALL(glGenFramebuffersEXT)(1, &standIn);
+        ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER, standIn);
+        attributes.Pop();
+        ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER, 0);
+        ZEP6_GLCALL(glDeleteFramebuffersEXT)(1, &standIn);
+    }
     attributes.Apply();
 }
 
@@ -57,9 +70,10 @@ void State::Pop() {
 
 // A framebuffer or program deleted since it was recorded is replaced by none, as a deleted
 // texture is: binding its old name would make an empty framebuffer or fail.
-void State::ApplyFrameBuffer() const {
+bool State::ApplyFrameBuffer() const {
     const bool exists = frameBuffer != 0 && ZEP6_GLCALL(glIsFramebufferEXT)(frameBuffer);
     ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER, exists ? frameBuffer : 0);
+    return frameBuffer != 0 && !exists;
 }
 
 void State::ApplyProgram() const {

@@ -43,7 +43,8 @@ public:
     void Pop();
 
     // The parts of Apply() and Retrieve() on their own.
-    void ApplyFrameBuffer() const;
+    // Whether the recorded framebuffer was found deleted (none is bound in its place).
+    bool ApplyFrameBuffer() const;
     void ApplyProgram() const;
     void ApplyModelMatrix() const;
     void ApplyProjectionMatrix() const;

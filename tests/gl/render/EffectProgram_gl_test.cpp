@@ -79,11 +79,13 @@ TEST_F(EffectProgramTest, CommonFunctionsLinkWithoutBeingDefined) {
             const double s = (x + 0.5) / size, t = (y + 0.5) / size;
             const double v = std::sin(s * double(random.x) + t * double(random.y)) * 43758.5453;
             const double expected = v - std::floor(v);
-            // fract() of a value near 1300 keeps only about 1e-4 of float precision, and sin()
-            // may differ from the CPU's in its last bit: 2e-3 covers both.
+            // fract() of a value near 1300 keeps only about 1e-4 of float precision, and GLSL
+            // sets no precision for sin(): llvmpipe's differs from the CPU's in its last bit,
+            // NVIDIA's by about 2.5e-7, which the factor 43758 turns into 1.1e-2. 2e-2 covers
+            // both; a missing or wrong rand() is off by about 0.3 on average.
             worstRand = std::max(worstRand, std::abs(p[2] - expected));
         }
-    EXPECT_LT(worstRand, 2e-3);
+    EXPECT_LT(worstRand, 2e-2);
 }
 
 TEST_F(EffectProgramTest, CommonBlurWeighsByProductOfSquaresAndCountsEveryWeight) {
