@@ -277,6 +277,10 @@ void RenderedTexture::Write(const XIImage* image) {
     SubImageTexture texture(image);
     texture.ApplyBinding();
     texture.Load();
+    // An image of the target's size lands pixel for pixel: nearest sampling gives the same
+    // values as linear at texel centres and costs a quarter of the texel reads.
+    if (image->GetWidth() == width_ && image->GetHeight() == height_)
+        texture.ApplyNearest();
     sPlane.Draw(0.0f, 0.0f, static_cast<float>(width_), static_cast<float>(height_), 0.0f);
 }
 
@@ -292,6 +296,7 @@ void RenderedTexture::WriteFit(const XIImage* image) {
     texture.SetRegion(Region(0, 0, static_cast<unsigned int>(w), static_cast<unsigned int>(h)));
     texture.ApplyBinding();
     texture.Load();
+    texture.ApplyNearest(); // unscaled: pixel for pixel
     sPlane.Draw(0.0f, 0.0f, static_cast<float>(w), static_cast<float>(h), 0.0f);
 }
 
