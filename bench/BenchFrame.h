@@ -1,17 +1,25 @@
 #pragma once
 
-// What the library-side benchmarks share: a host frame that owns its pixels, a way to run a
-// piece of work as one job on the library's GL worker thread (as a plug-in's call does), the
-// renderer the library draws with, and the figures that go into the summary printed after all
-// benchmarks have run (library time over plain-OpenGL time, per case).
+// What the benchmarks of the library against plain OpenGL share: a host frame that owns its
+// pixels, a way to run a piece of work as one job on the library's GL worker thread (as a
+// plug-in's call does), the renderer and render-target format the library draws with, the
+// plain-OpenGL side's context, the timing and reporting of frames, the registration of each case
+// on both sides, the figures that go into the summary printed after all benchmarks have run
+// (library time over plain-OpenGL time, per case), and the program's main.
+
+#include "PlainGl.h"
 
 #include "core/XIImage.h"
 #include "gl/context/Capabilities.h"
 #include "gl/context/Shared.h"
+#include "gl/resources/TextureBuffer.h"
+#include "gl/targets/RenderedTexture.h"
+#include "sync/StaticList.h"
 
 #include <GL/gl.h>
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -19,6 +27,7 @@
 #include <exception>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -126,6 +135,81 @@ inline std::string LibraryRenderer() {
     return text[0] ? text : "no renderer";
 }
 
+// The colour-buffer internal format of a library render target, and the renderer, found once.
+struct LibraryFacts {
+    unsigned int internalFormat = 0;
+    std::string renderer;
+};
+
+inline const LibraryFacts& Facts() {
+    static const LibraryFacts facts = [] {
+        LibraryFacts f;
+        f.renderer = LibraryRenderer();
+        OnWorker([&] {
+            OGL_ZEP6_AE::RenderedTexture probe(64, 64);
+            if (probe.Select() && probe.ColorBuffer())
+                f.internalFormat = probe.ColorBuffer()->Key().InternalFormat();
+        });
+        return f;
+    }();
+    return facts;
+}
+
+// The plain-OpenGL side's context, current on this thread; null, with the benchmark skipped and
+// the reason given, when the library's render-target format (which the baseline's textures take)
+// is unknown or no context can be made.
+inline std::unique_ptr<plaingl::Context> PlainGlContext(benchmark::State& state) {
+    if (Facts().internalFormat == 0) {
+        state.SkipWithError("the library's render-target format is unknown");
+        return nullptr;
+    }
+    try {
+        return std::make_unique<plaingl::Context>();
+    } catch (const std::exception& e) {
+        state.SkipWithError(e.what());
+        return nullptr;
+    }
+}
+
+// Runs `frame` once per benchmark iteration; the seconds of real time the frames took, summed.
+// `frame` returns whether to go on: false ends the timing early (a failed frame).
+template <class FrameBody> double TimeFrames(benchmark::State& state, FrameBody&& frame) {
+    double seconds = 0;
+    for (auto _ : state) {
+        const auto start = std::chrono::steady_clock::now();
+        const bool more = frame();
+        seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        if (!more)
+            break;
+    }
+    return seconds;
+}
+
+inline double MillisecondsPerFrame(const benchmark::State& state, double seconds) {
+    return seconds * 1e3 / static_cast<double>(state.iterations());
+}
+
+// The counters of a timed run over frames like `frame`: bytes per second (`transfers` frames'
+// worth of bytes cross to or from the card per frame), megapixels per second and milliseconds
+// per frame.
+inline void Report(benchmark::State& state, const Frame& frame, int transfers, double seconds) {
+    const int64_t frames = state.iterations();
+    state.SetBytesProcessed(frames * static_cast<int64_t>(frame.ByteCount()) * transfers);
+    state.counters["MP/s"] =
+        benchmark::Counter(static_cast<double>(frames * frame.Pixels()) / 1e6, benchmark::Counter::kIsRate);
+    state.counters["ms/frame"] = seconds * 1e3 / static_cast<double>(frames);
+}
+
+// Registers one case on both sides, "Library/<name>" and "PlainGL/<name>", each run for at
+// least `minTime` seconds of real time and reported in milliseconds.
+template <class Bench, class... Args>
+void RegisterPair(const std::string& name, double minTime, Bench library, Bench plain, const Args&... args) {
+    for (benchmark::internal::Benchmark* side :
+         {benchmark::RegisterBenchmark(("Library/" + name).c_str(), library, args...),
+          benchmark::RegisterBenchmark(("PlainGL/" + name).c_str(), plain, args...)})
+        side->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(minTime);
+}
+
 // The name of a colour internal format a render target may have.
 inline std::string InternalFormatName(unsigned int format) {
     switch (format) {
@@ -170,6 +254,26 @@ inline void PrintSummary(const char* title, double target, const std::string& ta
     }
     std::printf("target: library at most %.1fx plain OpenGL for cases matching '%s'\n", target,
                 targetCases.c_str());
+}
+
+// A benchmark program's main: `registerAll` registers the cases (and may add lines of context),
+// then the summary as PrintSummary gives it follows the run. The library stays in use for the
+// whole run (main counts as its user), so the worker thread and its context are made once, not
+// per benchmark.
+inline int Main(int argc, char** argv, const std::function<void()>& registerAll, const char* title,
+                double target, const std::string& targetCases) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    ZEP6_AE::StaticList::Increment();
+    benchmark::AddCustomContext("renderer", Facts().renderer);
+    benchmark::AddCustomContext("render target format", InternalFormatName(Facts().internalFormat));
+    registerAll();
+    benchmark::RunSpecifiedBenchmarks();
+    PrintSummary(title, target, targetCases);
+    ZEP6_AE::StaticList::Decrement();
+    benchmark::Shutdown();
+    return 0;
 }
 
 } // namespace zep6bench

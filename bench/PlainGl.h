@@ -4,8 +4,9 @@
 // headless EGL context (an EGL device, else Mesa's surfaceless platform, else the default
 // display; a compatibility-profile context, current without a surface where EGL allows it, else
 // on a 1 x 1 pbuffer), the handful of entry points beyond OpenGL 1.1 the baselines need, and
-// helpers for rectangle textures, framebuffer objects, small GLSL programs and a full-target
-// quad. Everything here runs on the thread that made the context current.
+// helpers for rectangle textures, framebuffer objects, small GLSL programs, the set of them one
+// draw uses, and a full-target quad. Everything here runs on the thread that made the context
+// current.
 //
 // ZEP6_EGL_DEVICE picks the EGL device as it does for the library, so both render on the same
 // one; the benchmarks print both renderer strings.
@@ -19,6 +20,7 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace plaingl {
 
@@ -63,6 +65,19 @@ inline bool HasExtension(const char* list, const char* name) {
         if ((at == list || at[-1] == ' ') && (at[length] == ' ' || at[length] == '\0'))
             return true;
     return false;
+}
+
+// Throws with the info log of a shader or program (`what`) whose `status` (compile or link) is
+// not set.
+template <class GetInteger, class GetLog>
+void CheckStatus(GetInteger getInteger, GetLog getLog, GLuint object, GLenum status, const char* what) {
+    GLint ok = 0;
+    getInteger(object, status, &ok);
+    if (!ok) {
+        char log[1024] = {};
+        getLog(object, sizeof log, nullptr, log);
+        throw std::runtime_error(std::string("plain OpenGL: ") + what + ": " + log);
+    }
 }
 
 } // namespace detail
@@ -230,13 +245,7 @@ inline GLuint MakeProgram(const Functions& gl, const char* fragment) {
         const GLuint shader = gl.CreateShader(kind);
         gl.ShaderSource(shader, 1, &source, nullptr);
         gl.CompileShader(shader);
-        GLint ok = 0;
-        gl.GetShaderiv(shader, GL_COMPILE_STATUS, &ok);
-        if (!ok) {
-            char log[1024] = {};
-            gl.GetShaderInfoLog(shader, sizeof log, nullptr, log);
-            throw std::runtime_error(std::string("plain OpenGL: shader: ") + log);
-        }
+        detail::CheckStatus(gl.GetShaderiv, gl.GetShaderInfoLog, shader, GL_COMPILE_STATUS, "shader");
         return shader;
     };
     const GLuint program = gl.CreateProgram();
@@ -247,15 +256,51 @@ inline GLuint MakeProgram(const Functions& gl, const char* fragment) {
     gl.LinkProgram(program);
     gl.DeleteShader(v);
     gl.DeleteShader(f);
-    GLint ok = 0;
-    gl.GetProgramiv(program, GL_LINK_STATUS, &ok);
-    if (!ok) {
-        char log[1024] = {};
-        gl.GetProgramInfoLog(program, sizeof log, nullptr, log);
-        throw std::runtime_error(std::string("plain OpenGL: program: ") + log);
-    }
+    detail::CheckStatus(gl.GetProgramiv, gl.GetProgramInfoLog, program, GL_LINK_STATUS, "program");
     return program;
 }
+
+// The objects of one baseline draw on this thread's context: `inputs` source textures and one
+// colour texture, all width x height of `internalFormat`, a framebuffer object drawing into the
+// colour texture, and a program of `fragment`, put in use at once. Deleted with the pass, which
+// must go before its context.
+class Pass {
+public:
+    Pass(const Functions& gl, int width, int height, GLenum internalFormat, int inputs, const char* fragment)
+        : gl_(gl) {
+        try {
+            for (int i = 0; i <= inputs; ++i)
+                textures_.push_back(MakeTexture(width, height, internalFormat));
+            framebuffer_ = MakeFramebuffer(gl, textures_.back());
+            program_ = MakeProgram(gl, fragment);
+        } catch (...) {
+            Release();
+            throw;
+        }
+        gl.UseProgram(program_);
+    }
+    ~Pass() { Release(); }
+
+    Pass(const Pass&) = delete;
+    Pass& operator=(const Pass&) = delete;
+
+    GLuint Input(int index) const { return textures_[static_cast<size_t>(index)]; }
+    GLuint Framebuffer() const { return framebuffer_; }
+    GLuint Program() const { return program_; }
+
+private:
+    void Release() {
+        gl_.BindFramebuffer(GL_FRAMEBUFFER, 0);
+        gl_.DeleteFramebuffers(1, &framebuffer_);
+        gl_.DeleteProgram(program_);
+        glDeleteTextures(static_cast<GLsizei>(textures_.size()), textures_.data());
+    }
+
+    const Functions& gl_;
+    std::vector<GLuint> textures_;
+    GLuint framebuffer_ = 0;
+    GLuint program_ = 0;
+};
 
 // The copy program: the texture on unit 0, as it is.
 inline const char* CopyFragmentShader() {

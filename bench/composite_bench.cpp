@@ -15,13 +15,9 @@
 
 #include "core/PixelFormat.h"
 #include "gl/render/ApplyMode.h"
-#include "gl/resources/TextureBuffer.h"
-#include "gl/targets/RenderedTexture.h"
-#include "sync/StaticList.h"
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -68,41 +64,21 @@ const char* kMultiplyShader = "#version 120\n"
                               "    gl_FragColor = mix(b, m, apply_mix);\n"
                               "}\n";
 
-struct LibraryFacts {
-    unsigned int internalFormat = 0;
-    std::string renderer;
-};
-
-const LibraryFacts& Facts() {
-    static const LibraryFacts facts = [] {
-        LibraryFacts f;
-        f.renderer = zep6bench::LibraryRenderer();
-        zep6bench::OnWorker([&] {
-            RenderedTexture probe(64, 64);
-            if (probe.Select() && probe.ColorBuffer())
-                f.internalFormat = probe.ColorBuffer()->Key().InternalFormat();
-        });
-        return f;
-    }();
-    return facts;
-}
-
 std::string CaseName(const Size& size, const Layout& layout) {
     return std::to_string(size.width) + "x" + std::to_string(size.height) + " " + layout.name;
 }
 
+// Two uploads and one read back: three frames' worth of bytes cross per frame.
+constexpr int kTransfers = 3;
+
 void Report(benchmark::State& state, const Frame& frame, double seconds, const std::string& name,
             const std::string& renderer) {
-    const int64_t frames = state.iterations();
-    state.SetBytesProcessed(frames * static_cast<int64_t>(frame.ByteCount()) * 3);
-    state.counters["MP/s"] =
-        benchmark::Counter(static_cast<double>(frames * frame.Pixels()) / 1e6, benchmark::Counter::kIsRate);
-    state.counters["ms/frame"] = seconds * 1e3 / static_cast<double>(frames);
+    zep6bench::Report(state, frame, kTransfers, seconds);
     state.SetLabel(name + " multiply | " + renderer);
 }
 
 void BM_LibraryComposite(benchmark::State& state, Size size, const Layout& layout) {
-    const LibraryFacts& facts = Facts();
+    const zep6bench::LibraryFacts& facts = zep6bench::Facts();
     Frame front(layout.colorSpace, layout.bitDepth, layout.whiteLevel, size.width, size.height, true);
     Frame back(layout.colorSpace, layout.bitDepth, layout.whiteLevel, size.width, size.height, true);
     Frame destination(layout.colorSpace, layout.bitDepth, layout.whiteLevel, size.width, size.height, true);
@@ -120,30 +96,19 @@ void BM_LibraryComposite(benchmark::State& state, Size size, const Layout& layou
             "the composite left the destination as it was (is ApplyMode::Apply implemented?)");
         return;
     }
-    double seconds = 0;
-    for (auto _ : state) {
-        const auto start = std::chrono::steady_clock::now();
+    const double seconds = zep6bench::TimeFrames(state, [&] {
         ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyMultiply, 1.0f);
-        seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    }
+        return true;
+    });
     const std::string name = CaseName(size, layout);
     Report(state, destination, seconds, name, facts.renderer);
-    zep6bench::Timings()[name].library = seconds * 1e3 / static_cast<double>(state.iterations());
+    zep6bench::Timings()[name].library = zep6bench::MillisecondsPerFrame(state, seconds);
 }
 
 void BM_PlainGlComposite(benchmark::State& state, Size size, const Layout& layout) {
-    const unsigned int internalFormat = Facts().internalFormat;
-    if (internalFormat == 0) {
-        state.SkipWithError("the library's render-target format is unknown");
+    const std::unique_ptr<plaingl::Context> context = zep6bench::PlainGlContext(state);
+    if (!context)
         return;
-    }
-    std::unique_ptr<plaingl::Context> context;
-    try {
-        context.reset(new plaingl::Context());
-    } catch (const std::exception& e) {
-        state.SkipWithError(e.what());
-        return;
-    }
     const plaingl::Functions& gl = context->gl();
     const int w = static_cast<int>(size.width), h = static_cast<int>(size.height);
     Frame front(layout.colorSpace, layout.bitDepth, layout.whiteLevel, size.width, size.height, true);
@@ -152,15 +117,11 @@ void BM_PlainGlComposite(benchmark::State& state, Size size, const Layout& layou
     front.FillPattern(1);
     back.FillPattern(2);
 
-    const GLuint frontTexture = plaingl::MakeTexture(w, h, internalFormat);
-    const GLuint backTexture = plaingl::MakeTexture(w, h, internalFormat);
-    const GLuint colour = plaingl::MakeTexture(w, h, internalFormat);
-    const GLuint framebuffer = plaingl::MakeFramebuffer(gl, colour);
-    const GLuint program = plaingl::MakeProgram(gl, kMultiplyShader);
-    gl.UseProgram(program);
-    gl.Uniform1i(gl.GetUniformLocation(program, "front"), 0);
-    gl.Uniform1i(gl.GetUniformLocation(program, "back"), 1);
-    gl.Uniform1f(gl.GetUniformLocation(program, "apply_mix"), 1.0f);
+    const plaingl::Pass pass(gl, w, h, zep6bench::Facts().internalFormat, 2, kMultiplyShader);
+    const GLuint frontTexture = pass.Input(0), backTexture = pass.Input(1);
+    gl.Uniform1i(gl.GetUniformLocation(pass.Program(), "front"), 0);
+    gl.Uniform1i(gl.GetUniformLocation(pass.Program(), "back"), 1);
+    gl.Uniform1f(gl.GetUniformLocation(pass.Program(), "apply_mix"), 1.0f);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
     glPixelStorei(GL_PACK_ALIGNMENT, 4);
     auto frame = [&] {
@@ -170,66 +131,32 @@ void BM_PlainGlComposite(benchmark::State& state, Size size, const Layout& layou
         gl.ActiveTexture(GL_TEXTURE0);
         glBindTexture(GL_TEXTURE_RECTANGLE, frontTexture);
         glTexSubImage2D(GL_TEXTURE_RECTANGLE, 0, 0, 0, w, h, layout.glFormat, layout.glType, front.Bytes());
-        gl.BindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+        gl.BindFramebuffer(GL_FRAMEBUFFER, pass.Framebuffer());
         plaingl::DrawFullQuad(w, h);
         glReadPixels(0, 0, w, h, layout.glFormat, layout.glType, destination.Bytes());
+        return true;
     };
     frame();
-    const bool failed = glGetError() != GL_NO_ERROR;
-    double seconds = 0;
-    if (!failed) {
-        for (auto _ : state) {
-            const auto start = std::chrono::steady_clock::now();
-            frame();
-            seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        }
-    }
-    gl.BindFramebuffer(GL_FRAMEBUFFER, 0);
-    gl.DeleteFramebuffers(1, &framebuffer);
-    gl.DeleteProgram(program);
-    const GLuint textures[] = {frontTexture, backTexture, colour};
-    glDeleteTextures(3, textures);
-    if (failed) {
+    if (glGetError() != GL_NO_ERROR) {
         state.SkipWithError("plain OpenGL: an error in the first frame");
         return;
     }
+    const double seconds = zep6bench::TimeFrames(state, frame);
     const std::string name = CaseName(size, layout);
     Report(state, destination, seconds, name, context->Renderer());
-    zep6bench::Timings()[name].baseline = seconds * 1e3 / static_cast<double>(state.iterations());
+    zep6bench::Timings()[name].baseline = zep6bench::MillisecondsPerFrame(state, seconds);
 }
 
 void RegisterAll() {
+    // About a second of frames each on llvmpipe; a GPU runs many more in the same time.
     for (const Size& size : kSizes)
-        for (const Layout& layout : kLayouts) {
-            const std::string name = CaseName(size, layout);
-            // About a second of frames each on llvmpipe; a GPU runs many more in the same time.
-            benchmark::RegisterBenchmark(("Library/" + name).c_str(), BM_LibraryComposite, size, layout)
-                ->UseRealTime()
-                ->Unit(benchmark::kMillisecond)
-                ->MinTime(1.0);
-            benchmark::RegisterBenchmark(("PlainGL/" + name).c_str(), BM_PlainGlComposite, size, layout)
-                ->UseRealTime()
-                ->Unit(benchmark::kMillisecond)
-                ->MinTime(1.0);
-        }
+        for (const Layout& layout : kLayouts)
+            zep6bench::RegisterPair(CaseName(size, layout), 1.0, BM_LibraryComposite, BM_PlainGlComposite,
+                                    size, layout);
 }
 
 } // namespace
 
-// The library stays in use for the whole run (main counts as its user), so the worker thread and
-// its context are made once, not per benchmark.
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    ZEP6_AE::StaticList::Increment();
-    benchmark::AddCustomContext("renderer", Facts().renderer);
-    benchmark::AddCustomContext("render target format",
-                                zep6bench::InternalFormatName(Facts().internalFormat));
-    RegisterAll();
-    benchmark::RunSpecifiedBenchmarks();
-    zep6bench::PrintSummary("Composite (multiply) of two frames", 1.5, "3840x2160");
-    ZEP6_AE::StaticList::Decrement();
-    benchmark::Shutdown();
-    return 0;
+    return zep6bench::Main(argc, argv, RegisterAll, "Composite (multiply) of two frames", 1.5, "3840x2160");
 }

@@ -30,11 +30,9 @@
 #include "gl/state/State.h"
 #include "gl/targets/RenderedTexture.h"
 #include "gl/texture/Texture.h"
-#include "sync/StaticList.h"
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -64,37 +62,12 @@ const Layout kLayouts[] = {
     {"rgba16 bottom-up", static_cast<long>(FourCC("RGBA")), 64, 65535, true, GL_RGBA, GL_UNSIGNED_SHORT},
 };
 
-// The colour-buffer internal format of a library render target, and the renderer, found once.
-struct LibraryFacts {
-    unsigned int internalFormat = 0;
-    std::string renderer;
-};
-
-const LibraryFacts& Facts() {
-    static const LibraryFacts facts = [] {
-        LibraryFacts f;
-        f.renderer = zep6bench::LibraryRenderer();
-        zep6bench::OnWorker([&] {
-            RenderedTexture probe(64, 64);
-            if (probe.Select() && probe.ColorBuffer())
-                f.internalFormat = probe.ColorBuffer()->Key().InternalFormat();
-        });
-        return f;
-    }();
-    return facts;
-}
-
 std::string Label(const Layout& layout, const std::string& renderer) {
     return std::to_string(kWidth) + "x" + std::to_string(kHeight) + " " + layout.name + " | " + renderer;
 }
 
-void Report(benchmark::State& state, const Frame& frame, double seconds) {
-    const int64_t frames = state.iterations();
-    state.SetBytesProcessed(frames * static_cast<int64_t>(frame.ByteCount()) * 2);
-    state.counters["MP/s"] =
-        benchmark::Counter(static_cast<double>(frames * frame.Pixels()) / 1e6, benchmark::Counter::kIsRate);
-    state.counters["ms/frame"] = seconds * 1e3 / static_cast<double>(frames);
-}
+// Upload and read back: two frames' worth of bytes cross per frame.
+constexpr int kTransfers = 2;
 
 // One frame through the library, as one job: upload and draw into the target, read back.
 // GL worker thread.
@@ -115,7 +88,7 @@ void LibraryFrame(const Frame& source, Frame& destination, RenderedTexture& targ
 }
 
 void BM_LibraryTransfer(benchmark::State& state, const Layout& layout) {
-    const LibraryFacts& facts = Facts();
+    const zep6bench::LibraryFacts& facts = zep6bench::Facts();
     Frame source(layout.colorSpace, layout.bitDepth, layout.whiteLevel, kWidth, kHeight, layout.bottomUp);
     Frame destination(layout.colorSpace, layout.bitDepth, layout.whiteLevel, kWidth, kHeight,
                       layout.bottomUp);
@@ -137,130 +110,75 @@ void BM_LibraryTransfer(benchmark::State& state, const Layout& layout) {
 
     double seconds = 0;
     if (error.empty()) {
-        for (auto _ : state) {
-            const auto start = std::chrono::steady_clock::now();
-            const std::string failure =
-                zep6bench::OnWorker([&] { LibraryFrame(source, destination, *target); });
-            seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-            if (!failure.empty()) {
-                error = failure;
-                break;
-            }
-        }
+        seconds = zep6bench::TimeFrames(state, [&] {
+            error = zep6bench::OnWorker([&] { LibraryFrame(source, destination, *target); });
+            return error.empty();
+        });
     }
     zep6bench::OnWorker([&] { target.reset(); });
     if (!error.empty()) {
         state.SkipWithError(error.c_str());
     } else {
-        Report(state, source, seconds);
+        zep6bench::Report(state, source, kTransfers, seconds);
         const double frames = static_cast<double>(state.iterations());
         state.counters["direct_uploads"] = Texture::DirectUploadCount() / frames;
         state.counters["direct_reads"] = RenderedTexture::DirectReadCount() / frames;
         state.SetLabel(Label(layout, facts.renderer));
-        zep6bench::Timings()[layout.name].library = seconds * 1e3 / frames;
+        zep6bench::Timings()[layout.name].library = zep6bench::MillisecondsPerFrame(state, seconds);
     }
 }
 
 // The same frame through plain OpenGL on its own context on this thread.
 void BM_PlainGlTransfer(benchmark::State& state, const Layout& layout) {
-    const unsigned int internalFormat = Facts().internalFormat;
-    if (internalFormat == 0) {
-        state.SkipWithError("the library's render-target format is unknown");
+    const std::unique_ptr<plaingl::Context> context = zep6bench::PlainGlContext(state);
+    if (!context)
         return;
-    }
-    std::unique_ptr<plaingl::Context> context;
-    try {
-        context.reset(new plaingl::Context());
-    } catch (const std::exception& e) {
-        state.SkipWithError(e.what());
-        return;
-    }
     const plaingl::Functions& gl = context->gl();
     Frame source(layout.colorSpace, layout.bitDepth, layout.whiteLevel, kWidth, kHeight, layout.bottomUp);
     Frame destination(layout.colorSpace, layout.bitDepth, layout.whiteLevel, kWidth, kHeight,
                       layout.bottomUp);
     source.FillPattern(1);
 
-    const GLuint texture = plaingl::MakeTexture(kWidth, kHeight, internalFormat);
-    const GLuint colour = plaingl::MakeTexture(kWidth, kHeight, internalFormat);
-    const GLuint framebuffer = plaingl::MakeFramebuffer(gl, colour);
-    const GLuint program = plaingl::MakeProgram(gl, plaingl::CopyFragmentShader());
-    gl.UseProgram(program);
-    gl.Uniform1i(gl.GetUniformLocation(program, "source"), 0);
+    const plaingl::Pass pass(gl, kWidth, kHeight, zep6bench::Facts().internalFormat, 1,
+                             plaingl::CopyFragmentShader());
+    gl.Uniform1i(gl.GetUniformLocation(pass.Program(), "source"), 0);
     glEnable(GL_TEXTURE_RECTANGLE);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
     glPixelStorei(GL_PACK_ALIGNMENT, 4);
     auto frame = [&] {
-        glBindTexture(GL_TEXTURE_RECTANGLE, texture);
+        glBindTexture(GL_TEXTURE_RECTANGLE, pass.Input(0));
         glTexSubImage2D(GL_TEXTURE_RECTANGLE, 0, 0, 0, kWidth, kHeight, layout.glFormat, layout.glType,
                         source.Bytes());
-        gl.BindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+        gl.BindFramebuffer(GL_FRAMEBUFFER, pass.Framebuffer());
         plaingl::DrawFullQuad(kWidth, kHeight);
         glReadPixels(0, 0, kWidth, kHeight, layout.glFormat, layout.glType, destination.Bytes());
+        return true;
     };
     frame();
-    std::string error;
-    if (glGetError() != GL_NO_ERROR)
-        error = "plain OpenGL: an error in the first frame";
-    else if (!destination.SameWithin(source))
-        error = "plain OpenGL: the frame did not come back as it went in";
-
-    double seconds = 0;
-    if (error.empty()) {
-        for (auto _ : state) {
-            const auto start = std::chrono::steady_clock::now();
-            frame();
-            seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        }
-    }
-    gl.BindFramebuffer(GL_FRAMEBUFFER, 0);
-    gl.DeleteFramebuffers(1, &framebuffer);
-    gl.DeleteProgram(program);
-    const GLuint textures[] = {texture, colour};
-    glDeleteTextures(2, textures);
-    if (!error.empty()) {
-        state.SkipWithError(error.c_str());
+    if (glGetError() != GL_NO_ERROR) {
+        state.SkipWithError("plain OpenGL: an error in the first frame");
         return;
     }
-    Report(state, source, seconds);
+    if (!destination.SameWithin(source)) {
+        state.SkipWithError("plain OpenGL: the frame did not come back as it went in");
+        return;
+    }
+    const double seconds = zep6bench::TimeFrames(state, frame);
+    zep6bench::Report(state, source, kTransfers, seconds);
     state.SetLabel(Label(layout, context->Renderer()));
-    zep6bench::Timings()[layout.name].baseline = seconds * 1e3 / static_cast<double>(state.iterations());
+    zep6bench::Timings()[layout.name].baseline = zep6bench::MillisecondsPerFrame(state, seconds);
 }
 
 void RegisterAll() {
-    for (const Layout& layout : kLayouts) {
-        // About a second and a half of frames each on llvmpipe; a GPU runs many more in the same time.
-        benchmark::RegisterBenchmark((std::string("Library/") + layout.name).c_str(), BM_LibraryTransfer,
-                                     layout)
-            ->UseRealTime()
-            ->Unit(benchmark::kMillisecond)
-            ->MinTime(1.5);
-        benchmark::RegisterBenchmark((std::string("PlainGL/") + layout.name).c_str(), BM_PlainGlTransfer,
-                                     layout)
-            ->UseRealTime()
-            ->Unit(benchmark::kMillisecond)
-            ->MinTime(1.5);
-    }
+    benchmark::AddCustomContext("frame", std::to_string(kWidth) + "x" + std::to_string(kHeight));
+    // About a second and a half of frames each on llvmpipe; a GPU runs many more in the same time.
+    for (const Layout& layout : kLayouts)
+        zep6bench::RegisterPair(layout.name, 1.5, BM_LibraryTransfer, BM_PlainGlTransfer, layout);
 }
 
 } // namespace
 
-// The library stays in use for the whole run (main counts as its user), so the worker thread and
-// its context are made once, not per benchmark.
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    ZEP6_AE::StaticList::Increment();
-    benchmark::AddCustomContext("frame", std::to_string(kWidth) + "x" + std::to_string(kHeight));
-    benchmark::AddCustomContext("renderer", Facts().renderer);
-    benchmark::AddCustomContext("render target format",
-                                zep6bench::InternalFormatName(Facts().internalFormat));
-    RegisterAll();
-    benchmark::RunSpecifiedBenchmarks();
     // The bottom-up layouts need no conversion on either side; the top-down one is converted.
-    zep6bench::PrintSummary("Upload, draw and read back", 1.3, "bottom-up");
-    ZEP6_AE::StaticList::Decrement();
-    benchmark::Shutdown();
-    return 0;
+    return zep6bench::Main(argc, argv, RegisterAll, "Upload, draw and read back", 1.3, "bottom-up");
 }

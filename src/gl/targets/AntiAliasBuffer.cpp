@@ -50,12 +50,7 @@ AntiAliasBuffer::AntiAliasBuffer(XIImage* destination, int level)
 }
 
 AntiAliasBuffer::~AntiAliasBuffer() {
-    try {
-        LeaveLoop();
-    } catch (...) {
-    }
-    delete supersample_;
-    supersample_ = nullptr;
+    LeaveLoopAndDelete(supersample_);
 }
 
 void AntiAliasBuffer::SetAntialiasLevel(int level) {
@@ -65,22 +60,12 @@ void AntiAliasBuffer::SetAntialiasLevel(int level) {
 
 // GL worker thread.
 bool AntiAliasBuffer::Select() {
-    RenderedTexture* target = DrawingTarget();
-    if (target == nullptr)
-        return false;
-    const bool selected = target->Select();
-    SetDefault();
-    Orthogonal(-10000.0, 10000.0);
-    return selected;
+    return SelectTarget(DrawingTarget());
 }
 
 // GL worker thread.
 bool AntiAliasBuffer::Deselect() {
-    // RenderedTexture keeps Deselect for itself; every Context may be asked.
-    Context* target = DrawingTarget();
-    const bool answer = target != nullptr && target->Deselect();
-    currentTile_ = Region();
-    return answer;
+    return DeselectTarget(DrawingTarget());
 }
 
 // GL worker thread.

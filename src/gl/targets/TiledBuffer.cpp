@@ -58,12 +58,16 @@ TiledBuffer::TiledBuffer(XIImage* destination)
 }
 
 TiledBuffer::~TiledBuffer() {
+    LeaveLoopAndDelete(tileTarget_);
+}
+
+void TiledBuffer::LeaveLoopAndDelete(RenderedTexture*& target) noexcept {
     try {
         LeaveLoop();
     } catch (...) {
     }
-    delete tileTarget_;
-    tileTarget_ = nullptr;
+    delete target;
+    target = nullptr;
 }
 
 RenderedTexture* TiledBuffer::MakeTarget(int width, int height, unsigned int format, unsigned int type) {
@@ -208,18 +212,27 @@ void TiledBuffer::Reset() {
 
 // GL worker thread.
 bool TiledBuffer::Select() {
-    if (tileTarget_ == nullptr)
+    return SelectTarget(tileTarget_);
+}
+
+// GL worker thread.
+bool TiledBuffer::Deselect() {
+    return DeselectTarget(tileTarget_);
+}
+
+// GL worker thread.
+bool TiledBuffer::SelectTarget(RenderedTexture* target) {
+    if (target == nullptr)
         return false;
-    const bool selected = tileTarget_->Select();
+    const bool selected = target->Select();
     SetDefault();
     Orthogonal(-10000.0, 10000.0);
     return selected;
 }
 
-// GL worker thread.
-bool TiledBuffer::Deselect() {
-    // RenderedTexture keeps Deselect for itself; every Context may be asked.
-    Context* target = tileTarget_;
+// GL worker thread. Takes a Context because RenderedTexture keeps Deselect for itself; every
+// Context may be asked.
+bool TiledBuffer::DeselectTarget(Context* target) {
     const bool answer = target != nullptr && target->Deselect();
     currentTile_ = Region();
     return answer;

@@ -116,6 +116,12 @@ protected:
     // Puts back the state captured at the first Next() and gives its attribute level back, when
     // a loop is running.
     void LeaveLoop();
+    // For destructors: leaves a running loop (errors swallowed), then deletes `target`, so that
+    // the state from before the loop is back before the target it may have bound goes.
+    void LeaveLoopAndDelete(RenderedTexture*& target) noexcept;
+    // Select and Deselect over `target` (null when there is none): the one the loop draws into.
+    bool SelectTarget(RenderedTexture* target);
+    bool DeselectTarget(Context* target);
 
     XIImage* destination_;
     RenderedTexture* tileTarget_;
