@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sync/StaticList.h"
+
 #include <string>
 #include <vector>
 
@@ -15,6 +17,16 @@ struct Command {
 };
 
 const std::vector<Command>& Commands();
+
+// Counts the tool as a user of the library while it lives, so that the worker thread and its
+// context are shut down in order when the command is done.
+class LibraryUse {
+public:
+    LibraryUse() { ZEP6_AE::StaticList::Increment(); }
+    ~LibraryUse() { ZEP6_AE::StaticList::Decrement(); }
+    LibraryUse(const LibraryUse&) = delete;
+    LibraryUse& operator=(const LibraryUse&) = delete;
+};
 
 int RunFormats(const std::vector<std::string>& args);
 int RunInfo(const std::vector<std::string>& args);

@@ -21,7 +21,6 @@
 
 #include "gl/context/Shared.h"
 #include "gl/render/ApplyMode.h"
-#include "sync/StaticList.h"
 
 #include <algorithm>
 #include <cctype>
@@ -230,13 +229,6 @@ int ParseApplyMode(const std::string& text) {
         if (wanted == ApplyModeName(i))
             return i;
     return -1;
-}
-
-LibraryUse::LibraryUse() {
-    ZEP6_AE::StaticList::Increment();
-}
-LibraryUse::~LibraryUse() {
-    ZEP6_AE::StaticList::Decrement();
 }
 
 void CompositeImages(const XIImage& front, const XIImage* back, const XIImage* mask, XIImage& destination,

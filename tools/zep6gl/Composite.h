@@ -24,16 +24,6 @@ std::string ApplyModeName(int mode);
 // from 0 to 48. -1 for anything else.
 int ParseApplyMode(const std::string& text);
 
-// Counts the tool as a user of the library while it lives, so that the worker thread and its
-// context are shut down in order when the command is done.
-class LibraryUse {
-public:
-    LibraryUse();
-    ~LibraryUse();
-    LibraryUse(const LibraryUse&) = delete;
-    LibraryUse& operator=(const LibraryUse&) = delete;
-};
-
 // destination = mode(front, back) mixed by `mix`, through ApplyMode::Apply with host images.
 // The call runs as a job of the GL worker thread, so that a failure there (no OpenGL context, a
 // shader that does not link) comes back as std::runtime_error with the library's message instead

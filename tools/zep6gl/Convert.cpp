@@ -21,7 +21,6 @@
 #include "gl/state/State.h"
 #include "gl/targets/RenderedTexture.h"
 #include "gl/texture/SubImageTexture.h"
-#include "sync/StaticList.h"
 
 #include <GL/gl.h>
 
@@ -171,13 +170,6 @@ const Layout& DefaultLayout(const std::string& out, const HostImage& source) {
     return *FindLayout(source.GetBitDepth() == 32 ? "rgba8" : "rgba16");
 }
 
-// Counts the tool as a user of the library for the length of a command, so the worker thread
-// and its context are shut down in order before the tool exits.
-struct LibraryUser {
-    LibraryUser() { ZEP6_AE::StaticList::Increment(); }
-    ~LibraryUser() { ZEP6_AE::StaticList::Decrement(); }
-};
-
 // The upload, draw and read-back, tile by tile. Runs as a job on the GL worker thread; every
 // failure ends in `error`, `ran` tells that the job ran at all (it does not where no context can
 // be made).
@@ -265,7 +257,7 @@ int RunConvert(const std::vector<std::string>& args) {
         std::string error;
         bool ran = false;
         {
-            LibraryUser user;
+            LibraryUse use;
             ConvertOnCard(&source, &destination, processing, &error, &ran);
             if (!ran)
                 error = std::string("no OpenGL context could be made (") +

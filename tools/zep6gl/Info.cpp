@@ -4,7 +4,6 @@
 
 #include "gl/context/Capabilities.h"
 #include "gl/context/Thread.h"
-#include "sync/StaticList.h"
 
 #include <GL/gl.h>
 
@@ -14,17 +13,6 @@
 #include <vector>
 
 namespace zep6gl {
-
-namespace {
-
-// Counts the tool as a user of the library for the length of a command, so the worker thread
-// and its context are shut down in order before the tool exits.
-struct LibraryUser {
-    LibraryUser() { ZEP6_AE::StaticList::Increment(); }
-    ~LibraryUser() { ZEP6_AE::StaticList::Decrement(); }
-};
-
-} // namespace
 
 int RunInfo(const std::vector<std::string>& args) {
     bool extensions = false;
@@ -36,7 +24,7 @@ int RunInfo(const std::vector<std::string>& args) {
             return 2;
         }
     }
-    LibraryUser user;
+    LibraryUse use;
     const std::string report = OGL_ZEP6_AE::HardwareInfoString();
     std::fputs(report.c_str(), stdout);
     if (report.empty() || report.back() != '\n')
