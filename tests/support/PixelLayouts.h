@@ -184,6 +184,61 @@ inline double Tolerance(const ImageFormat& destination) {
     return storage + 1.0 / destination.whiteLevel + 1e-6;
 }
 
+// Runs `run(destination, layout, name)` for every four-channel layout in both orientations with
+// a width x height destination whose rows are five pixels longer than packed and whose bytes are
+// all 0xA5, so that anything the code under test does not write shows up as an error.
+template <class Run> void ForEachDestination(long width, long height, Run run) {
+    for (const Layout& layout : FourChannelLayouts())
+        for (bool bottomUp : {true, false}) {
+            TestImage destination(layout.format, width, height, 5 * (layout.format.bitDepth / 8));
+            destination.SetBottomUp(bottomUp);
+            destination.Fill(0xA5);
+            run(destination, layout, std::string(layout.name) + (bottomUp ? "_BottomUp" : "_TopDown"));
+        }
+}
+
+// How a four-channel destination compares with its reference: the largest error as a fraction of
+// white (NaN counts as infinite), how many channels are above the tolerance, and the worst one.
+struct Comparison {
+    double largest = 0.0;
+    long mismatches = 0;
+    long x = 0, y = 0; // picture position, rows from the bottom
+    int channel = 0;   // 0 red, 1 green, 2 blue, 3 alpha
+    double got = 0.0, want = 0.0;
+};
+
+// Compares every channel of `destination` (of `layout`) with want(px, py, rgba), which fills the
+// expected picture RGBA at picture position (px, py).
+template <class Want>
+Comparison CompareWithReference(const TestImage& destination, const Layout& layout, double tolerance, Want want) {
+    Comparison c;
+    const long pixelBytes = layout.format.bitDepth / 8;
+    for (long y = 0; y < destination.GetHeight(); ++y)
+        for (long x = 0; x < destination.GetWidth(); ++x) {
+            const long py = PictureRow(destination, y);
+            double expected[4];
+            want(x, py, expected);
+            const unsigned char* pixel = destination.Row(y) + x * pixelBytes;
+            for (int i = 0; i < 4; ++i) {
+                const int channel = Order(layout.kind)[i];
+                const double got = Decode(layout.format, 4, pixel + i * (pixelBytes / 4));
+                const double error = std::fabs(got - expected[channel]);
+                c.mismatches += error <= tolerance ? 0 : 1;
+                if (!(error <= c.largest)) {
+                    c.largest = std::isnan(error) ? INFINITY : error;
+                    c.x = x, c.y = py, c.channel = channel;
+                    c.got = got, c.want = expected[channel];
+                }
+            }
+        }
+    return c;
+}
+
+inline std::ostream& operator<<(std::ostream& out, const Comparison& c) {
+    return out << "worst at (" << c.x << ", " << c.y << ") channel " << "RGBA"[c.channel] << ": got " << c.got
+               << ", want " << c.want << "; " << c.mismatches << " channels off";
+}
+
 struct SourceCase {
     Layout layout;
     bool bottomUp;

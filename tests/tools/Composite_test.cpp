@@ -2,6 +2,7 @@
 // nothing else does; every bad argument and file ends in one line naming it, a non-zero status
 // and no output file; and a small composite through the card matches a CPU computation of the
 // modes' formulas, with the mask, the mix and the picture's orientation taken into account.
+#include "../support/TextLines.h"
 #include "Composite.h"
 #include "Command.h"
 #include "ImageIO.h"
@@ -52,14 +53,7 @@ V4 At(const HostImage& image, long x, long y) {
     return {p[0] / 255.0, p[1] / 255.0, p[2] / 255.0, p[3] / 255.0};
 }
 
-// Lines a command printed; the last one without its newline.
-std::vector<std::string> Lines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    return lines;
-}
+using zep6test::Lines;
 
 class CompositeCommand : public ::testing::Test {
 protected:

@@ -5,6 +5,7 @@
 // answers are taken first, from the test's thread, so that they go through the worker thread;
 // the driver's own values are read afterwards with the root context selected on the test's
 // thread, where the worker cannot have it current meanwhile.
+#include "support/TextLines.h"
 #include "core/Errors.h"
 #include "gl/context/Capabilities.h"
 #include "gl/context/CapabilityRulesPrivate.h"
@@ -89,13 +90,7 @@ bool Has(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-std::vector<std::string> Lines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    return lines;
-}
+using zep6test::Lines;
 
 TEST(Capabilities, AnswersAreWhatTheDriverReports) {
     unsetenv("ZEP6_DISABLE_EXTENSIONS");

@@ -401,43 +401,24 @@ TEST_P(CompositeLayouts, EveryDestinationMatchesTheReference) {
     FillFloat(back, backPixel);
 
     std::string table;
-    for (const Layout& layout : FourChannelLayouts())
-        for (bool bottomUp : {true, false}) {
-            const long destinationPixelBytes = layout.format.bitDepth / 8;
-            TestImage destination(layout.format, kW, kH, 5 * destinationPixelBytes);
-            destination.SetBottomUp(bottomUp);
-            destination.Fill(0xA5); // anything the composite does not write shows up as an error
-            ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyOver, 1.0f);
-
-            const std::string name = std::string(layout.name) + (bottomUp ? "_BottomUp" : "_TopDown");
-            const double tolerance =
-                Tolerance(layout.format) + (Texture::GetBestType() == GL_FLOAT ? 1e-6 : std::ldexp(1.0, -11));
-            double largest = 0.0;
-            const long channelBytes = destinationPixelBytes / 4;
-            for (long y = 0; y < kH; ++y)
-                for (long x = 0; x < kW; ++x) {
-                    const long py = PictureRow(destination, y);
-                    double fg[4];
-                    SourceRGBA(front, source.layout, x, py, fg);
-                    const V4 want =
-                        StraightMain({fg[0], fg[1], fg[2], fg[3]}, backPixel(x, py), 1.0, modes::Over);
-                    const unsigned char* pixel = destination.Row(y) + x * destinationPixelBytes;
-                    for (int i = 0; i < 4; ++i) {
-                        const int channel = Order(layout.kind)[i];
-                        const double got = Decode(layout.format, 4, pixel + i * channelBytes);
-                        const double error = std::fabs(got - want[channel]);
-                        if (!(error <= tolerance) && largest <= tolerance)
-                            ADD_FAILURE() << CaseName(source) << " -> " << name << ": pixel (" << x << ", "
-                                          << py << ") channel "
-                                          << "RGBA"[channel] << " got " << got << ", want " << want[channel];
-                        largest = std::isnan(error) ? INFINITY : std::max(largest, error);
-                    }
-                }
-            char line[200];
-            std::snprintf(line, sizeof line, "composite %-22s -> %-22s max error %.3e (tolerance %.3e)\n",
-                          CaseName(source).c_str(), name.c_str(), largest, tolerance);
-            table += line;
-        }
+    ForEachDestination(kW, kH, [&](TestImage& destination, const Layout& layout, const std::string& name) {
+        ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyOver, 1.0f);
+        const double tolerance =
+            Tolerance(layout.format) + (Texture::GetBestType() == GL_FLOAT ? 1e-6 : std::ldexp(1.0, -11));
+        const Comparison result =
+            CompareWithReference(destination, layout, tolerance, [&](long px, long py, double rgba[4]) {
+                double fg[4];
+                SourceRGBA(front, source.layout, px, py, fg);
+                const V4 want = StraightMain({fg[0], fg[1], fg[2], fg[3]}, backPixel(px, py), 1.0, modes::Over);
+                for (int c = 0; c < 4; ++c)
+                    rgba[c] = want[c];
+            });
+        EXPECT_LE(result.largest, tolerance) << CaseName(source) << " -> " << name << ": " << result;
+        char line[200];
+        std::snprintf(line, sizeof line, "composite %-22s -> %-22s max error %.3e (tolerance %.3e)\n",
+                      CaseName(source).c_str(), name.c_str(), result.largest, tolerance);
+        table += line;
+    });
     std::printf("%s", table.c_str());
 }
 

@@ -48,62 +48,31 @@ TEST_P(RoundTrip, EveryDestinationMatchesTheReference) {
     FillSource(input, source.layout);
 
     std::string table;
-    for (const Layout& destinationLayout : FourChannelLayouts())
-        for (bool destinationBottomUp : {true, false}) {
-            const long destinationPixelBytes = destinationLayout.format.bitDepth / 8;
-            TestImage output(destinationLayout.format, kWidth, kHeight, 5 * destinationPixelBytes);
-            output.SetBottomUp(destinationBottomUp);
-            output.Fill(0xA5); // anything the read does not write shows up as an error
-            ASSERT_TRUE(OnWorker([&] {
-                SubImageTexture texture(&input);
-                RenderedTexture target(static_cast<int>(kWidth), static_cast<int>(kHeight));
-                texture.Load(); // upload first: a render upload selects its own framebuffer
-                PushState state;
-                ASSERT_TRUE(target.Select());
-                target.Clear();
-                glDisable(GL_BLEND); // a plain copy: the selected state blends by alpha
-                texture.Blit(Region(static_cast<unsigned>(kWidth), static_cast<unsigned>(kHeight)), 1.0f);
-                state.Pop();
-                target.Read(&output);
-            }));
-
-            double largest = 0.0;
-            long mismatches = 0;
-            long worstX = 0, worstY = 0;
-            int worstChannel = 0;
-            double worstGot = 0.0, worstWant = 0.0;
-            const long channelBytes = destinationPixelBytes / 4;
-            for (long y = 0; y < kHeight; ++y)
-                for (long x = 0; x < kWidth; ++x) {
-                    const long py = PictureRow(output, y);
-                    double want[4];
-                    SourceRGBA(input, source.layout, x, py, want);
-                    const unsigned char* pixel = output.Row(y) + x * destinationPixelBytes;
-                    for (int i = 0; i < 4; ++i) {
-                        const int channel = Order(destinationLayout.kind)[i];
-                        const double got = Decode(destinationLayout.format, 4, pixel + i * channelBytes);
-                        const double error = std::fabs(got - want[channel]);
-                        mismatches += error > Tolerance(destinationLayout.format) ? 1 : 0;
-                        if (!(error <= largest)) {
-                            largest = std::isnan(error) ? 1e9 : error;
-                            worstX = x, worstY = py, worstChannel = channel;
-                            worstGot = got, worstWant = want[channel];
-                        }
-                    }
-                }
-            const std::string destinationName =
-                std::string(destinationLayout.name) + (destinationBottomUp ? "_BottomUp" : "_TopDown");
-            EXPECT_LE(largest, Tolerance(destinationLayout.format))
-                << CaseName(source) << " -> " << destinationName << ": worst at (" << worstX << ", " << worstY
-                << ") channel "
-                << "RGBA"[worstChannel] << ": got " << worstGot << ", want " << worstWant << "; " << mismatches
-                << " of " << kWidth * kHeight * 4 << " channels off";
-            char line[320];
-            std::snprintf(line, sizeof line, "round-trip %-22s -> %-22s max error %.3e (tolerance %.3e)\n",
-                          CaseName(source).c_str(), destinationName.c_str(), largest,
-                          Tolerance(destinationLayout.format));
-            table += line;
-        }
+    ForEachDestination(kWidth, kHeight, [&](TestImage& output, const Layout& destinationLayout,
+                                            const std::string& destinationName) {
+        ASSERT_TRUE(OnWorker([&] {
+            SubImageTexture texture(&input);
+            RenderedTexture target(static_cast<int>(kWidth), static_cast<int>(kHeight));
+            texture.Load(); // upload first: a render upload selects its own framebuffer
+            PushState state;
+            ASSERT_TRUE(target.Select());
+            target.Clear();
+            glDisable(GL_BLEND); // a plain copy: the selected state blends by alpha
+            texture.Blit(Region(static_cast<unsigned>(kWidth), static_cast<unsigned>(kHeight)), 1.0f);
+            state.Pop();
+            target.Read(&output);
+        }));
+        const double tolerance = Tolerance(destinationLayout.format);
+        const Comparison result = CompareWithReference(
+            output, destinationLayout, tolerance,
+            [&](long px, long py, double rgba[4]) { SourceRGBA(input, source.layout, px, py, rgba); });
+        EXPECT_LE(result.largest, tolerance) << CaseName(source) << " -> " << destinationName << ": " << result
+                                             << " of " << kWidth * kHeight * 4;
+        char line[320];
+        std::snprintf(line, sizeof line, "round-trip %-22s -> %-22s max error %.3e (tolerance %.3e)\n",
+                      CaseName(source).c_str(), destinationName.c_str(), result.largest, tolerance);
+        table += line;
+    });
     std::printf("%s", table.c_str());
     RecordProperty("max_errors", table);
 }
