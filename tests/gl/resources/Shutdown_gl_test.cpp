@@ -257,8 +257,11 @@ TEST(Shutdown, HundredCyclesKeepTheProcessMemoryFlat) {
     const long allowedKiB = 320 * 1024;
 #else
     // The texture of each visit (raised to 2048 x 1080) is 8.4 MiB and a context several MiB: a
-    // leak of either per cycle would pass 100 MiB.
-    const long allowedKiB = 24 * 1024;
+    // leak of either per cycle would pass 300 MiB. What stays below that is the C library's own:
+    // each visit's new worker thread may be given another malloc arena when the machine is busy
+    // (up to eight per core), and each arena keeps some freed memory; seen up to 26 MiB on a
+    // loaded two-core machine, under 2 MiB on an idle one.
+    const long allowedKiB = 96 * 1024;
 #endif
     EXPECT_LT(after - before, allowedKiB);
     EXPECT_EQ(zep6test::SettledThreadCount(threads), threads);
