@@ -3,6 +3,7 @@
 #include "core/Errors.h"
 #include "core/PixelFormat.h"
 #include "core/XIImage.h"
+#include "gl/context/Capabilities.h"
 #include "gl/context/Shared.h"
 #include "gl/render/Plane.h"
 #include "gl/state/Blend.h"
@@ -45,7 +46,12 @@ AntiAliasBuffer::AntiAliasBuffer(XIImage* destination, int level)
     const int tileWidth = kTargetWidth / factor_;
     const int tileHeight = kTargetHeight / factor_;
     supersample_ = MakeTarget(factor_ * tileWidth, factor_ * tileHeight, format, best);
-    tileTarget_ = MakeTarget(tileWidth, tileHeight, format, best);
+    // The resolve adds F x F weighted samples into the tile target. In half floats every addition
+    // rounds, which leaves a sum of 36 samples up to 1% low; float storage keeps it exact to the
+    // last bit of the destination. The tile target is small (at most 1024 x 540), so it costs
+    // little.
+    tileTarget_ = MakeTarget(tileWidth, tileHeight, format,
+                             IsFloatSupported() ? static_cast<unsigned int>(GL_FLOAT) : best);
     Rewind(tileWidth, tileHeight);
 }
 

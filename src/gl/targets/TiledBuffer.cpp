@@ -29,8 +29,10 @@ constexpr int kTileHeight = 1080;
 // both, so the loop's targets are of this kind.
 class TileTarget : public RenderedTexture {
 public:
-    TileTarget(int width, int height, unsigned int format, unsigned int type)
-        : RenderedTexture(width, height, format, type) {}
+    // Of the given storage type (a rendered texture's own Resize always takes the best type).
+    TileTarget(int width, int height, unsigned int format, unsigned int type) {
+        SetType(GL_TEXTURE_RECTANGLE_ARB, width, height, format, type, false);
+    }
     // Takes over other's framebuffer object and depth attachment and copies its description.
     explicit TileTarget(TileTarget& other) : RenderedTexture(other) {
         SetType(GL_TEXTURE_RECTANGLE_ARB, other.Width(), other.Height(), other.GetFormat(), other.GetType(),

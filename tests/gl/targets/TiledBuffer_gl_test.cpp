@@ -4,6 +4,7 @@
 // the loop, and a loop made away from the GL worker thread.
 
 #include "core/Errors.h"
+#include "gl/context/Capabilities.h"
 #include "gl/render/Region.h"
 #include "gl/resources/ResourceTestSupport.h"
 #include "gl/state/Blend.h"
@@ -482,11 +483,11 @@ TEST_P(SupersampledDrawing, HardEdgeResolvesToBoxFilteredCoverage) {
     // The rasteriser snaps vertices to 1/256 of a target pixel: a sample this close to an edge
     // may fall either way, and its pixel is not judged.
     const double kAmbiguous = 0.02;
-    // Each resolve pass adds a sample weighted 1/F^2 into the tile target's storage. In half
-    // floats (llvmpipe) every addition rounds, and llvmpipe's conversion to half truncates, so each
-    // of the F^2 sums below 1 can lose a whole unit of 2^-11: about 0.018 at F = 6. Exact for
-    // F = 2, 4 and 8, where 1/F^2 and every partial sum are binary fractions.
-    const double storage = Texture::GetBestType() == GL_FLOAT ? 1e-6 : std::ldexp(1.0, -11);
+    // The resolve sums F^2 samples weighted 1/F^2 in float storage when the driver has float
+    // textures; otherwise in the best type, where each addition can lose a unit of its last place.
+    const double storage = IsFloatSupported() ? 1e-6 : Texture::GetBestType() == GL_HALF_FLOAT_ARB
+                                                           ? std::ldexp(1.0, -11)
+                                                           : 1.0 / 255.0;
     const double tolerance = (f * f + 1) * storage;
     double worst = 0.0;
     long judged = 0, partial = 0;
