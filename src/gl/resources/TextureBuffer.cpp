@@ -253,6 +253,14 @@ void TextureBuffer::Transfer(const XIImage* image, const Region& source, const R
     void* pixels = image->GetBaseAddress();
     if (!pixels || !source.IsValid() || source.Width() == 0 || source.Height() == 0)
         return;
+    // Only the part of the source inside the image's memory moves; the destination moves with its
+    // corner, so a region reaching past the image never reads or writes outside its pixels.
+    const Region area = source & Region(static_cast<unsigned int>(std::max(image->GetWidth(), 0L)),
+                                        static_cast<unsigned int>(std::max(image->GetHeight(), 0L)));
+    if (!area.IsValid())
+        return;
+    const Region target(dest.XOrigin() + (area.XOrigin() - source.XOrigin()),
+                        dest.YOrigin() + (area.YOrigin() - source.YOrigin()), area.Width(), area.Height());
 
     unsigned int format = 0, type = 0;
     GetFormatType(image, format, type);
@@ -269,17 +277,17 @@ void TextureBuffer::Transfer(const XIImage* image, const Region& source, const R
         }
     }
 
-    const GLsizei width = static_cast<GLsizei>(source.Width());
-    const GLsizei height = static_cast<GLsizei>(source.Height());
+    const GLsizei width = static_cast<GLsizei>(area.Width());
+    const GLsizei height = static_cast<GLsizei>(area.Height());
     if (load) {
         Initialize();
-        PushPixelUnpack unpack(image, source.XOrigin(), source.YOrigin());
+        PushPixelUnpack unpack(image, area.XOrigin(), area.YOrigin());
         ScopedTextureBinding binding(key_.Target(), texture_);
-        glTexSubImage2D(key_.Target(), 0, dest.XOrigin(), dest.YOrigin(), width, height, format, type,
+        glTexSubImage2D(key_.Target(), 0, target.XOrigin(), target.YOrigin(), width, height, format, type,
                         pixels);
     } else {
-        PushPixelPack pack(image, source.XOrigin(), source.YOrigin());
-        glReadPixels(dest.XOrigin(), dest.YOrigin(), width, height, format, type, pixels);
+        PushPixelPack pack(image, area.XOrigin(), area.YOrigin());
+        glReadPixels(target.XOrigin(), target.YOrigin(), width, height, format, type, pixels);
     }
 }
 

@@ -113,14 +113,26 @@ void BindBuffer(TextureBuffer* buffer) {
     }
 }
 
+// Whether the region lies wholly inside the image's pixels.
+bool Inside(const XIImage* image, const Region& region) {
+    return region.x >= 0 && region.y >= 0 && region.XEnd() <= image->GetWidth() &&
+           region.YEnd() <= image->GetHeight();
+}
+
 // Uploads the source region of an image into a staging texture of its own size, as RGBA when
-// the pixels need converting; null when no texture could be had. The caller recycles it.
+// the pixels need converting; null when no texture could be had. The caller recycles it. Where the
+// region reaches past the image the staging texture is transparent black. Selects the staging
+// texture for that clear, so the caller selects its destination afterwards.
 TextureBuffer* StageImage(const XIImage* image, const Region& source, unsigned int type, bool convert) {
     TextureBuffer* staging =
         TextureBuffer::Make(TextureKey(GL_TEXTURE_RECTANGLE_ARB, static_cast<int>(source.width),
                                        static_cast<int>(source.height), GetInternalFormat(GL_RGBA, type), 0));
     if (staging == nullptr)
         return nullptr;
+    if (!Inside(image, source) && staging->Select()) {
+        glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+        glClear(GL_COLOR_BUFFER_BIT);
+    }
     BindBuffer(staging);
     const Region origin(0, 0, source.width, source.height);
     if (convert)
@@ -144,8 +156,9 @@ void DrawStaged(Conversion& conversion, TextureBuffer* staging, const XIImage* i
         conversion.Apply();
         // The sampler "texture" keeps its default unit 0, where the staging texture is bound.
         ZEP6_GLCALL(glActiveTexture)(GL_TEXTURE0);
-        BindBuffer(staging);
     }
+    // Selecting the destination bound its own texture.
+    BindBuffer(staging);
     const GLenum target = staging->Key().Target();
     glMatrixMode(GL_TEXTURE);
     glLoadIdentity();
@@ -431,7 +444,7 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
     // The direct transfer hands the values over as they are, so it serves only data whose white is
     // the full range of its type: 16-bit data at white 16384 (signed shorts to OpenGL) would arrive
     // with white at one half, and the render path applies the white-level scale.
-    if (!convert && !flip && !resize && scale == 1.0f && loadProcessing_ == nullptr) {
+    if (!convert && !flip && !resize && scale == 1.0f && loadProcessing_ == nullptr && Inside(image, source)) {
         ++gDirectUploads;
         buffer_->LoadImageNative(image, source, destination);
         return;
@@ -441,12 +454,20 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
     // and a load-processing shader do not apply to it.
     if (IsDepthFormat(key_.InternalFormat())) {
         ++gDirectUploads;
+        // The part of the source inside the image, placed where it lies in the source (in a
+        // top-down image the last memory row of the part is its lowest picture row).
+        const Region area = source & Region(static_cast<unsigned int>(image->GetWidth()),
+                                            static_cast<unsigned int>(image->GetHeight()));
+        if (!area.IsValid())
+            return;
+        const Region placed(destination.x + (area.x - source.x),
+                            destination.y + (flip ? source.YEnd() - area.YEnd() : area.y - source.y), area.width,
+                            area.height);
         if (!flip) {
-            buffer_->LoadImageNative(image, source, Region(destination.x, destination.y, source.width, source.height));
+            buffer_->LoadImageNative(image, area, placed);
         } else {
-            const BottomUpCopy upright(*image, source);
-            buffer_->LoadImageNative(&upright, Region(0, 0, source.width, source.height),
-                                     Region(destination.x, destination.y, source.width, source.height));
+            const BottomUpCopy upright(*image, area);
+            buffer_->LoadImageNative(&upright, Region(0, 0, area.width, area.height), placed);
         }
         return;
     }
@@ -454,13 +475,13 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
 
     State state(2);
     state.Retrieve();
+    TextureBuffer* staging = StageImage(image, source, type, convert);
     const bool selected = buffer_->Select();
     {
         Push<BlendFunc> blend(BlendFunc::Replace);
         Push<DepthFunc> depth(DepthFunc::Always);
         Push<Color> colour(Color::White);
 
-        TextureBuffer* staging = StageImage(image, source, type, convert);
         if (staging != nullptr) {
             if (fit_) {
                 glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
@@ -490,13 +511,13 @@ void Texture::MaskTexture(const XIImage* mask, const Region& source, const Regio
 
     State state(2);
     state.Retrieve();
+    TextureBuffer* staging = StageImage(mask, source, type, convert);
     const bool selected = buffer_->Select();
     {
         Push<BlendFunc> blend(BlendFunc::Mask);
         Push<ColorMask> colourMask(ColorMask::AlphaOnly);
         Push<DepthFunc> depth(DepthFunc::Always);
         Push<Color> colour(Color::White);
-        TextureBuffer* staging = StageImage(mask, source, type, convert);
         if (staging != nullptr) {
             static Conversion* masking = new Conversion();
             DrawStaged(*masking, staging, mask, source, destination, convert, scale, loadProcessing_, fit_);

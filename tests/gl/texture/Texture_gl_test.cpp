@@ -109,6 +109,51 @@ TEST(SubImageTexture, RegionOfBottomUpImageIsTakenAsItIs) {
     }));
 }
 
+// A region reaching past the image takes what lies inside and is transparent black elsewhere,
+// in either row order and on both upload paths; nothing outside the image's memory is touched
+// (the sanitizer build would report it).
+class RegionPastTheImage : public ::testing::TestWithParam<bool> {};
+
+TEST_P(RegionPastTheImage, IsTransparentWhereTheImageDoesNotReach) {
+    const bool bottomUp = GetParam();
+    ASSERT_TRUE(OnWorker([bottomUp] {
+        TestImage image(Formats::BGRA8, 100, 100);
+        image.SetBottomUp(bottomUp);
+        FillRowCoded(image);
+        SubImageTexture texture(&image);
+        // Past the left and lower edges, then past the right and upper edges.
+        const Region regions[] = {Region(-5, -3, 20, 10), Region(90, 95, 20, 10)};
+        for (const Region& region : regions) {
+            texture.SetRegion(region);
+            texture.Apply();
+            const std::vector<unsigned char> pixels = ReadContent(texture, 20, 10);
+            for (int j = 0; j < 10; ++j)
+                for (int i = 0; i < 20; ++i) {
+                    const int x = region.x + i, y = region.y + j; // picture position, y up
+                    const unsigned char* p = At(pixels, 20, i, j);
+                    if (x < 0 || y < 0 || x >= 100 || y >= 100) {
+                        ASSERT_EQ(p[3], 0) << region << " texel " << i << ", " << j;
+                        ASSERT_EQ(p[0] + p[1] + p[2], 0) << region << " texel " << i << ", " << j;
+                    } else {
+                        ASSERT_EQ(p[0], x) << region << " texel " << i << ", " << j;
+                        ASSERT_EQ(p[1], bottomUp ? y : 99 - y) << region << " texel " << i << ", " << j;
+                        ASSERT_EQ(p[3], 255);
+                    }
+                }
+        }
+        // A region that misses the image entirely gives a wholly transparent texture.
+        texture.SetRegion(Region(200, 0, 8, 8));
+        texture.Apply();
+        const std::vector<unsigned char> pixels = ReadContent(texture, 8, 8);
+        EXPECT_EQ(pixels, std::vector<unsigned char>(pixels.size(), 0));
+    }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Orders, RegionPastTheImage, ::testing::Values(true, false),
+                         [](const ::testing::TestParamInfo<bool>& info) {
+                             return info.param ? "BottomUp" : "TopDown";
+                         });
+
 // (bottom-up, expected direct uploads, expected render uploads)
 struct PathCase {
     bool bottomUp;
@@ -233,6 +278,22 @@ TEST(SubImageTexture, MaskMultipliesOnlyAlpha) {
         EXPECT_TRUE(Near(half[3], 200 * 128 / 255)) << int(half[3]);
         EXPECT_TRUE(Near(full[0], 50) && Near(full[1], 100) && Near(full[2], 200));
         EXPECT_TRUE(Near(full[3], 200)) << int(full[3]);
+    }));
+}
+
+TEST(SubImageTexture, MaskSmallerThanTheImageHidesWhatItDoesNotCover) {
+    ASSERT_TRUE(OnWorker([] {
+        TestImage image(Formats::BGRA8, 16, 16);
+        image.Fill(255);
+        TestImage mask(Formats::BGRA8, 8, 4);
+        mask.Fill(255);
+        SubImageTexture texture(&image);
+        texture.SetMask(&mask);
+        texture.Apply();
+        const std::vector<unsigned char> pixels = ReadContent(texture, 16, 16);
+        for (int y = 0; y < 16; ++y)
+            for (int x = 0; x < 16; ++x)
+                ASSERT_EQ(At(pixels, 16, x, y)[3], x < 8 && y < 4 ? 255 : 0) << x << ", " << y;
     }));
 }
 
