@@ -122,11 +122,14 @@ bool Inside(const XIImage* image, const Region& region) {
 // Uploads the source region of an image into a staging texture of its own size, as RGBA when
 // the pixels need converting; null when no texture could be had. The caller recycles it. Where the
 // region reaches past the image the staging texture is transparent black. Selects the staging
-// texture for that clear, so the caller selects its destination afterwards.
-TextureBuffer* StageImage(const XIImage* image, const Region& source, unsigned int type, bool convert) {
-    TextureBuffer* staging =
-        TextureBuffer::Make(TextureKey(GL_TEXTURE_RECTANGLE_ARB, static_cast<int>(source.width),
-                                       static_cast<int>(source.height), GetInternalFormat(GL_RGBA, type), 0));
+// texture for that clear, so the caller selects its destination afterwards. A staging texture that
+// is to be sampled linearly (`exact`) has exactly the region's size, so that clamping to its edge
+// keeps the last row and column from blending with texels beyond the image.
+TextureBuffer* StageImage(const XIImage* image, const Region& source, unsigned int type, bool convert,
+                          bool exact) {
+    TextureBuffer* staging = TextureBuffer::Make(TextureKey(GL_TEXTURE_RECTANGLE_ARB, static_cast<int>(source.width),
+                                                            static_cast<int>(source.height),
+                                                            GetInternalFormat(GL_RGBA, type), exact ? 1 : 0));
     if (staging == nullptr)
         return nullptr;
     if (!Inside(image, source) && staging->Select()) {
@@ -475,7 +478,7 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
 
     State state(2);
     state.Retrieve();
-    TextureBuffer* staging = StageImage(image, source, type, convert);
+    TextureBuffer* staging = StageImage(image, source, type, convert, resize);
     const bool selected = buffer_->Select();
     {
         Push<BlendFunc> blend(BlendFunc::Replace);
@@ -511,7 +514,8 @@ void Texture::MaskTexture(const XIImage* mask, const Region& source, const Regio
 
     State state(2);
     state.Retrieve();
-    TextureBuffer* staging = StageImage(mask, source, type, convert);
+    const bool resize = source.width != destination.width || source.height != destination.height;
+    TextureBuffer* staging = StageImage(mask, source, type, convert, resize);
     const bool selected = buffer_->Select();
     {
         Push<BlendFunc> blend(BlendFunc::Mask);

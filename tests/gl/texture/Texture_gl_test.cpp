@@ -257,6 +257,38 @@ TEST(Texture, FitModeKeepsAspectRatioAndClearsTheRest) {
     }));
 }
 
+// Enlarging samples linearly; the last row and column must blend only with the image itself, not
+// with whatever lies beyond it in a larger cached texture (here left opaque red by an earlier use).
+TEST(Texture, EnlargedUploadBlendsOnlyWithinTheImage) {
+    ASSERT_TRUE(OnWorker([] {
+        {
+            TestImage red(Formats::BGRA8, 64, 64);
+            for (long y = 0; y < 64; ++y)
+                for (long x = 0; x < 64; ++x) {
+                    unsigned char* p = red.Row(y) + x * 4;
+                    p[0] = 0, p[1] = 0, p[2] = 255, p[3] = 255;
+                }
+            LoadableTexture warm;
+            warm.Resize(100, 100, GL_RGBA, 0);
+            ASSERT_TRUE(warm.CreateTexture());
+            warm.LoadTexture(&red, Region(0, 0, 64, 64), Region(0, 0, 100, 100));
+        }
+        TestImage image(Formats::BGRA8, 10, 10);
+        image.Fill(255);
+        LoadableTexture texture;
+        texture.Resize(100, 100, GL_RGBA, 0);
+        ASSERT_TRUE(texture.CreateTexture());
+        texture.LoadTexture(&image, Region(0, 0, 10, 10), Region(0, 0, 100, 100));
+        const std::vector<unsigned char> pixels = ReadContent(texture, 100, 100);
+        for (int y = 0; y < 100; y += 11)
+            for (int x : {0, 50, 95, 99})
+                for (int c = 0; c < 4; ++c)
+                    ASSERT_EQ(At(pixels, 100, x, y)[c], 255) << x << ", " << y << " channel " << c;
+        for (int c = 0; c < 4; ++c)
+            ASSERT_EQ(At(pixels, 100, 99, 99)[c], 255) << "corner, channel " << c;
+    }));
+}
+
 TEST(SubImageTexture, MaskMultipliesOnlyAlpha) {
     ASSERT_TRUE(OnWorker([] {
         TestImage image(Formats::BGRA8, 16, 16);
