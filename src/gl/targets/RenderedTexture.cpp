@@ -32,6 +32,17 @@ namespace OGL_ZEP6_AE {
 
 namespace {
 
+// An image texture that, when it is to be stretched, has exactly the image's size: sampled
+// linearly, clamping to its edge keeps the last row and column from blending with texels beyond
+// the image, which a larger cached texture would hold from an earlier use.
+class WrittenImageTexture : public SubImageTexture {
+public:
+    WrittenImageTexture(const XIImage* image, bool stretched) : SubImageTexture(image) {
+        if (stretched)
+            key_ = TextureKey(key_.Target(), key_.Width(), key_.Height(), key_.InternalFormat(), 1);
+    }
+};
+
 std::atomic<int> gDirectReads{0};
 std::atomic<int> gRenderReads{0};
 
@@ -274,12 +285,13 @@ void RenderedTexture::Write(const XIImage* image) {
     if (width_ == 0 || height_ == 0 || !IsValid(image))
         return;
     Push<Texture> saved;
-    SubImageTexture texture(image);
+    const bool sameSize = image->GetWidth() == width_ && image->GetHeight() == height_;
+    WrittenImageTexture texture(image, !sameSize);
     texture.ApplyBinding();
     texture.Load();
     // An image of the target's size lands pixel for pixel: nearest sampling gives the same
     // values as linear at texel centres and costs a quarter of the texel reads.
-    if (image->GetWidth() == width_ && image->GetHeight() == height_)
+    if (sameSize)
         texture.ApplyNearest();
     sPlane.Draw(0.0f, 0.0f, static_cast<float>(width_), static_cast<float>(height_), 0.0f);
 }

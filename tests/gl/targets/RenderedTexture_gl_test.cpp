@@ -109,6 +109,36 @@ INSTANTIATE_TEST_SUITE_P(Orientation, WriteRead, ::testing::Values(true, false),
                              return std::string(info.param ? "BottomUp" : "TopDown");
                          });
 
+// An image of another size is stretched over the target with linear sampling; its last row and
+// column blend only with the image, not with what an earlier use left in a larger cached texture.
+TEST(RenderedTexture, StretchedWriteBlendsOnlyWithinTheImage) {
+    ASSERT_TRUE(OnWorker([] {
+        for (bool bottomUp : {true, false}) {
+            SCOPED_TRACE(bottomUp ? "bottom-up" : "top-down");
+            TestImage red(Formats::BGRA8, 64, 64), white(Formats::BGRA8, 10, 10);
+            for (long y = 0; y < 64; ++y)
+                for (long x = 0; x < 64; ++x) {
+                    unsigned char* p = red.Row(y) + x * 4;
+                    p[0] = 0, p[1] = 0, p[2] = 255, p[3] = 255;
+                }
+            white.Fill(255);
+            white.SetBottomUp(bottomUp);
+            RenderedTexture target(100, 100);
+            PushState state;
+            ASSERT_TRUE(target.Select());
+            target.Write(&red); // leaves red in the cached textures of image size
+            target.Write(&white);
+            state.Pop();
+            TestImage result(Formats::BGRA8, 100, 100);
+            target.Read(&result);
+            for (long y : {0L, 50L, 95L, 99L})
+                for (long x : {0L, 50L, 95L, 99L})
+                    for (int c = 0; c < 4; ++c)
+                        ASSERT_EQ(result.Row(y)[x * 4 + c], 255) << x << ", " << y << " channel " << c;
+        }
+    }));
+}
+
 TEST(RenderedTexture, WriteFitPlacesImageUnscaledAtLowerLeft) {
     ASSERT_TRUE(OnWorker([] {
         TestImage source(Formats::BGRA8, 40, 40);
