@@ -2,41 +2,23 @@
 // character the tool writes and puts its ink where asked, scaled, in any pixel layout and row
 // order, clipped at the edges. The demo writes every file it promises, and its results are the
 // library's composites of its own sample pictures.
-#include "Command.h"
+#include "ToolTestSupport.h"
+
 #include "Composite.h"
 #include "Font.h"
 #include "ImageIO.h"
 
-#include "../gl/render/ApplyModeReference.h"
-
-#include "core/PixelFormat.h"
-#include "gl/context/Capabilities.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
+#include <cstdio>
 #include <map>
 #include <set>
-#include <unistd.h>
-
-namespace fs = std::filesystem;
-using zep6gl::HostImage;
 
 namespace zep6gltest {
 
 // ---- font -----------------------------------------------------------------------------------
 
 TEST(BitmapFont, EveryCharacterTheToolWritesHasItsOwnGlyph) {
-    std::string needed = "0123456789 -()";
-    for (char c = 'A'; c <= 'Z'; ++c)
-        needed += c;
-    for (char c = 'a'; c <= 'z'; ++c)
-        needed += c;
+    // Labels: numbers, mode names and the sheet's title.
+    std::string needed = "0123456789 -():,ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
     for (int mode = 0; mode < zep6gl::kApplyModeCount; ++mode)
         needed += zep6gl::ApplyModeObjectName(mode);
     for (char c : needed)
@@ -49,9 +31,7 @@ TEST(BitmapFont, EveryCharacterTheToolWritesHasItsOwnGlyph) {
         if (!zep6gl::HasGlyph(c))
             continue;
         const zep6gl::GlyphRows rows = zep6gl::Glyph(c);
-        bool ink = false;
-        for (auto row : rows)
-            ink = ink || row != 0;
+        const bool ink = std::any_of(rows.begin(), rows.end(), [](std::uint8_t row) { return row != 0; });
         EXPECT_EQ(ink, c != ' ') << "'" << c << "'";
         const auto inserted = owners.emplace(rows, c);
         EXPECT_TRUE(inserted.second) << "'" << c << "' looks like '" << inserted.first->second << "'";
@@ -76,7 +56,7 @@ std::set<std::pair<long, long>> InkOfT(long x, long y, int scale) {
     return ink;
 }
 
-TEST(BitmapFont, DrawsTheGlyphWhereAskedInEveryLayoutAndRowOrder) {
+TEST(BitmapFont, DrawsWhereAskedInEveryLayoutAndRowOrderAndClipsAtTheEdges) {
     const struct {
         const char* name;
         long colorSpace;
@@ -87,83 +67,51 @@ TEST(BitmapFont, DrawsTheGlyphWhereAskedInEveryLayoutAndRowOrder) {
         {"BGRA bottom-up", static_cast<long>(OGL_ZEP6_AE::FourCC("BGRA")), {2, 1, 0, 3}, true},
         {"ARGB bottom-up", 32, {1, 2, 3, 0}, true},
     };
-    const zep6gl::Rgba8 colour = {200, 150, 100, 250};
+    const unsigned char colour[4] = {200, 150, 100, 250};
+    const zep6gl::Rgba8 ink = {colour[0], colour[1], colour[2], colour[3]};
     for (const auto& layout : layouts) {
         for (int scale : {1, 3}) {
             SCOPED_TRACE(std::string(layout.name) + ", scale " + std::to_string(scale));
-            const long width = 26, height = 30, x = 4, y = 3;
+            const long width = 26, height = 30;
             HostImage image(layout.colorSpace, 32, 255, width, height, /*rowPadding=*/8, layout.bottomUp);
-            zep6gl::DrawText(image, x, y, "T", scale, colour);
-            const auto ink = InkOfT(x, y, scale);
+            zep6gl::DrawText(image, 4, 3, "T", scale, ink);
+            // "AT" from one advance left of the picture and one font pixel above it: the A falls
+            // outside, the T starts at column 0 without its bar. Lines from the right and the
+            // bottom edge fall outside altogether; nothing may reach the row padding either.
+            zep6gl::DrawText(image, -zep6gl::kGlyphAdvance * scale, -scale, "AT", scale, ink);
+            zep6gl::DrawText(image, width, 0, "WWW", scale, ink);
+            zep6gl::DrawText(image, 0, height, "WWW", scale, ink);
+            auto inked = InkOfT(4, 3, scale);
+            inked.merge(InkOfT(0, -scale, scale));
             for (long py = 0; py < height; ++py) {
                 const unsigned char* row = image.Row(layout.bottomUp ? height - 1 - py : py);
+                for (long i = width * 4; i < image.GetRowBytes(); ++i)
+                    ASSERT_EQ(row[i], 0) << "ink in the padding of row " << py;
                 for (long px = 0; px < width; ++px) {
-                    const unsigned char* p = row + px * 4;
-                    if (ink.count({px, py})) {
-                        EXPECT_TRUE(p[layout.order[0]] == 200 && p[layout.order[1]] == 150 &&
-                                    p[layout.order[2]] == 100 && p[layout.order[3]] == 250)
-                            << "no ink at (" << px << ", " << py << ")";
-                    } else {
-                        EXPECT_TRUE(p[0] == 0 && p[1] == 0 && p[2] == 0 && p[3] == 0)
-                            << "stray ink at (" << px << ", " << py << ")";
-                    }
+                    const bool on = inked.count({px, py}) != 0;
+                    for (int c = 0; c < 4; ++c)
+                        ASSERT_EQ(row[px * 4 + layout.order[c]], on ? colour[c] : 0)
+                            << (on ? "no" : "stray") << " ink at (" << px << ", " << py << ")";
                 }
             }
         }
     }
 }
 
-TEST(BitmapFont, TextAdvancesAndIsClippedAtTheEdges) {
-    // "AT" from six columns left of the picture: the A falls outside, the T starts at column 0;
-    // a line from the far right and below must not write anything (or outside the pixels).
-    HostImage image(static_cast<long>(OGL_ZEP6_AE::FourCC("RGBA")), 32, 255, 9, 8, 0, false);
-    zep6gl::DrawText(image, -zep6gl::kGlyphAdvance, -1, "AT", 1, {255, 255, 255, 255});
-    zep6gl::DrawText(image, 9, 0, "WWW", 2, {255, 255, 255, 255});
-    zep6gl::DrawText(image, 0, 8, "WWW", 2, {255, 255, 255, 255});
-    const auto ink = InkOfT(0, -1, 1);
-    for (long py = 0; py < 8; ++py)
-        for (long px = 0; px < 9; ++px)
-            EXPECT_EQ(image.Row(py)[px * 4 + 3], ink.count({px, py}) ? 255 : 0)
-                << "(" << px << ", " << py << ")";
-}
-
 // ---- demo -----------------------------------------------------------------------------------
 
-class DemoCommand : public ::testing::Test {
-protected:
-    void SetUp() override {
-        dir_ = fs::temp_directory_path() / ("zep6gl-demo-" + std::to_string(::getpid()) + "-" +
-                                            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-    fs::path dir_;
-};
+class DemoCommand : public ToolTest {};
 
-TEST_F(DemoCommand, RefusesAnOutputFolderThatIsAFileWithOneLine) {
-    fs::create_directories(dir_);
-    const std::string file = (dir_ / "taken").string();
-    std::ofstream(file) << "x";
-    ::testing::internal::CaptureStderr();
-    EXPECT_NE(zep6gl::RunDemo({file}), 0);
-    const std::string errors = ::testing::internal::GetCapturedStderr();
-    EXPECT_NE(errors.find(file), std::string::npos) << errors;
-    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
-
-    ::testing::internal::CaptureStderr();
-    EXPECT_NE(zep6gl::RunDemo({(dir_ / "a").string(), (dir_ / "b").string()}), 0);
-    ::testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(fs::exists(dir_ / "a"));
+TEST_F(DemoCommand, RefusesAnOutputFolderThatIsAFileOrASecondOneWithOneLine) {
+    Store(Path("taken"), "x");
+    const std::vector<std::string> before = Files();
+    ExpectOneLineNaming(RunCommand(zep6gl::RunDemo, {Path("taken")}), Path("taken"));
+    ExpectOneLineNaming(RunCommand(zep6gl::RunDemo, {Path("a"), Path("b")}), Path("b"));
+    EXPECT_EQ(Files(), before);
 }
 
 TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
-    // One library session for the whole case, as a plug-in host holds one; the demo's own nests.
-    zep6gl::LibraryUse session;
-    if (OGL_ZEP6_AE::GetCard() == "Unknown") {
-        const char* ci = std::getenv("CI");
-        ASSERT_FALSE(ci && std::strcmp(ci, "true") == 0) << "no OpenGL context in CI";
-        GTEST_SKIP() << "no OpenGL";
-    }
+    REQUIRE_OPENGL();
     const fs::path out = dir_ / "nested" / "out";
     ::testing::internal::CaptureStdout();
     ASSERT_EQ(zep6gl::RunDemo({out.string()}), 0);
@@ -179,12 +127,10 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
     for (const auto& entry : fs::directory_iterator(out))
         written.insert(entry.path().filename().string());
     EXPECT_EQ(written, expected);
-    for (const std::string& name : expected)
-        EXPECT_NE(printed.find((out / name).string()), std::string::npos) << name << " is not reported";
-
     const HostImage front = zep6gl::ReadImage((out / "front.png").string());
     const HostImage back = zep6gl::ReadImage((out / "back.png").string());
     for (const std::string& name : expected) {
+        EXPECT_NE(printed.find((out / name).string()), std::string::npos) << name << " is not reported";
         const HostImage image = zep6gl::ReadImage((out / name).string());
         if (name != "contact-sheet.png") {
             EXPECT_EQ(image.GetWidth(), front.GetWidth()) << name;
@@ -194,30 +140,11 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
 
     // The results are the library's composites of the two inputs as written, front over back at
     // mix 1: checked for two modes whose formulas differ in colour and alpha.
-    const struct {
-        const char* file;
-        zep6test::ModeReference mode;
-    } checks[] = {{"mode-00-over.png", zep6test::modes::Over},
-                  {"mode-03-multiply.png", zep6test::modes::Multiply}};
-    auto at = [](const HostImage& image, long x, long y) {
-        const unsigned char* p = image.Row(y) + x * 4;
-        return zep6test::V4{p[0] / 255.0, p[1] / 255.0, p[2] / 255.0, p[3] / 255.0};
-    };
-    for (const auto& check : checks) {
-        const HostImage result = zep6gl::ReadImage((out / check.file).string());
-        int failures = 0;
-        for (long y = 0; y < front.GetHeight(); ++y)
-            for (long x = 0; x < front.GetWidth(); ++x) {
-                const zep6test::V4 want =
-                    zep6test::StraightMain(at(front, x, y), at(back, x, y), 1.0, check.mode);
-                const zep6test::V4 got = at(result, x, y);
-                // 8-bit storage: 2 steps; colour judged only where alpha is 8 steps or more
-                // (below, unpremultiplying magnifies the card's rounding).
-                for (int c = want.a < 8 / 255.0 ? 3 : 0; c < 4; ++c)
-                    if (std::abs(got[c] - zep6test::Clamp01(want[c])) > 2.0 / 255 + 1e-9)
-                        ++failures;
-            }
-        EXPECT_EQ(failures, 0) << check.file;
+    const std::pair<const char*, zep6test::ModeReference> checks[] = {
+        {"mode-00-over.png", zep6test::modes::Over}, {"mode-03-multiply.png", zep6test::modes::Multiply}};
+    for (const auto& [file, mode] : checks) {
+        SCOPED_TRACE(file);
+        ExpectComposite(front, back, nullptr, zep6gl::ReadImage((out / file).string()), mode, 1.0);
     }
 
     // The sheet shows alpha over a checkerboard, so it is opaque everywhere.

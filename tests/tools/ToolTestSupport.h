@@ -1,0 +1,206 @@
+#pragma once
+
+// What the tests of the command-line tool share: a folder of its own for every case, files as
+// strings, the pixels of the images ReadImage returns, running a subcommand with its error stream
+// captured and checking its one-line failure report, the OpenGL context that cases going through
+// the card need, and the comparison of a composite with the CPU reference of its mode.
+
+#include "Command.h"
+#include "HostImage.h"
+
+#include "../gl/render/ApplyModeReference.h"
+
+#include "core/PixelFormat.h"
+#include "gl/context/Capabilities.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <vector>
+#include <unistd.h>
+
+namespace zep6gltest {
+
+namespace fs = std::filesystem;
+using zep6gl::HostImage;
+
+inline std::string Contents(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+inline void Store(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
+}
+
+// Channel c (0 red ... 3 alpha) of pixel (x, y), y from the top, of a top-down RGBA image such as
+// ReadImage returns: the stored integer, or the float.
+inline double Sample(const HostImage& image, long x, long y, int c) {
+    const unsigned char* at = image.Row(y) + (x * 4 + c) * (image.GetBitDepth() / 32);
+    if (image.GetBitDepth() == 32)
+        return *at;
+    if (image.GetBitDepth() == 64) {
+        unsigned short s;
+        std::memcpy(&s, at, 2);
+        return s;
+    }
+    float f;
+    std::memcpy(&f, at, 4);
+    return f;
+}
+
+// The same as a fraction of white.
+inline double Value(const HostImage& image, long x, long y, int c) {
+    return Sample(image, x, y, c) / double(image.GetWhiteLevel());
+}
+
+// A top-down RGBA image of 8-bit (bit depth 32) or float (128) channels; `value` gives channel c
+// of pixel (x, y) as a fraction of white, which 8-bit channels clamp and round.
+inline HostImage RgbaImage(long bitDepth, long width, long height,
+                           const std::function<double(long x, long y, int c)>& value) {
+    HostImage image(static_cast<long>(OGL_ZEP6_AE::FourCC("RGBA")), bitDepth, bitDepth == 32 ? 255 : 1, width,
+                    height, 0, false);
+    for (long y = 0; y < height; ++y)
+        for (long x = 0; x < width; ++x)
+            for (int c = 0; c < 4; ++c) {
+                unsigned char* at = image.Row(y) + (x * 4 + c) * (bitDepth / 32);
+                const double v = value(x, y, c);
+                const float f = static_cast<float>(v);
+                if (bitDepth == 32)
+                    *at = static_cast<unsigned char>(std::lround(std::clamp(v, 0.0, 1.0) * 255));
+                else
+                    std::memcpy(at, &f, 4);
+            }
+    return image;
+}
+
+struct Outcome {
+    int status;
+    std::string errors;
+};
+
+// Runs a subcommand, keeping what it wrote to the error stream.
+inline Outcome RunCommand(int (*command)(const std::vector<std::string>&),
+                          const std::vector<std::string>& args) {
+    ::testing::internal::CaptureStderr();
+    const int status = command(args);
+    return {status, ::testing::internal::GetCapturedStderr()};
+}
+
+// A failure report: a non-zero status and exactly one line, which names `culprit`.
+inline void ExpectOneLineNaming(const Outcome& outcome, const std::string& culprit) {
+    EXPECT_NE(outcome.status, 0);
+    EXPECT_TRUE(!outcome.errors.empty() && outcome.errors.back() == '\n') << "'" << outcome.errors << "'";
+    EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1) << outcome.errors;
+    EXPECT_NE(outcome.errors.find(culprit), std::string::npos) << outcome.errors;
+}
+
+// A fresh folder for every case (Path names a file in it), removed when the case ends.
+class ToolTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+        // A parameterised case's names hold a '/'; the folder is one level all the same.
+        std::string name = std::string(test->test_suite_name()) + "-" + test->name();
+        std::replace(name.begin(), name.end(), '/', '_');
+        dir_ = fs::temp_directory_path() / ("zep6gl-" + std::to_string(::getpid()) + "-" + name);
+        fs::remove_all(dir_);
+        fs::create_directories(dir_);
+    }
+    void TearDown() override {
+        session_.reset();
+        fs::remove_all(dir_);
+    }
+
+    std::string Path(const std::string& name) const { return (dir_ / name).string(); }
+
+    // The names in the case's folder, sorted.
+    std::vector<std::string> Files() const {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(dir_))
+            names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    // Whether there is OpenGL for a case that goes through the card; use REQUIRE_OPENGL(). The case
+    // then holds one library session throughout, as a plug-in host does, and the commands' own
+    // sessions nest in it. A machine without a context skips such cases, but in CI (CI=true) a
+    // missing context is a failure, as in the GL test executable.
+    bool HaveOpenGL() {
+        session_.emplace();
+        if (OGL_ZEP6_AE::GetCard() != "Unknown")
+            return true;
+        const char* ci = std::getenv("CI");
+        EXPECT_FALSE(ci && std::strcmp(ci, "true") == 0) << "no OpenGL context in CI";
+        return false;
+    }
+
+    fs::path dir_;
+    std::optional<zep6gl::LibraryUse> session_;
+};
+
+// A macro, so that the skip leaves the test body.
+#define REQUIRE_OPENGL()                                                                                     \
+    do {                                                                                                     \
+        if (!HaveOpenGL())                                                                                   \
+            GTEST_SKIP() << "no OpenGL context on this machine";                                             \
+    } while (0)
+
+// Every value of `got` (a top-down RGBA image as ReadImage returns, as fractions of white) lies
+// within allowed(wanted value) of want(x, y, c); the first few that do not are reported, and
+// their count. A value that `want` leaves empty is not judged.
+inline void ExpectValues(const HostImage& got, long width, long height,
+                         const std::function<std::optional<double>(long x, long y, int c)>& want,
+                         const std::function<double(double)>& allowed) {
+    ASSERT_EQ(got.GetWidth(), width);
+    ASSERT_EQ(got.GetHeight(), height);
+    long failures = 0;
+    for (long y = 0; y < height; ++y)
+        for (long x = 0; x < width; ++x)
+            for (int c = 0; c < 4; ++c) {
+                const std::optional<double> w = want(x, y, c);
+                if (w && !(std::abs(Value(got, x, y, c) - *w) <= allowed(*w)) && failures++ < 8)
+                    ADD_FAILURE() << "pixel (" << x << ", " << y << ") channel "
+                                  << "RGBA"[c] << ": got " << Value(got, x, y, c) << ", want " << *w;
+            }
+    EXPECT_EQ(failures, 0) << "values out of tolerance";
+}
+
+// A composite read from a file (8-bit or float) is mode(front, back) at `mix` as
+// the CPU reference computes it, the front's alpha multiplied by the mask's where a mask is given.
+// 8-bit storage is allowed 2 steps; half floats, on the card and in the file, each good to 1e-3
+// relative, 2e-3. Colour is judged only where the expected alpha is 8/255 and up: where the
+// result is transparent its colour carries no picture, and where it is nearly so,
+// unpremultiplying divides the card's rounding by the alpha.
+inline void ExpectComposite(const HostImage& front, const HostImage& back, const HostImage* mask,
+                            const HostImage& got, zep6test::ModeReference mode, double mix) {
+    const bool isFloat = got.GetBitDepth() == 128;
+    auto pixel = [](const HostImage& image, long x, long y) {
+        return zep6test::V4{Value(image, x, y, 0), Value(image, x, y, 1), Value(image, x, y, 2),
+                            Value(image, x, y, 3)};
+    };
+    ExpectValues(
+        got, front.GetWidth(), front.GetHeight(),
+        [&](long x, long y, int c) -> std::optional<double> {
+            zep6test::V4 fg = pixel(front, x, y);
+            if (mask)
+                fg.a *= Value(*mask, x, y, 3);
+            const zep6test::V4 want = zep6test::StraightMain(fg, pixel(back, x, y), mix, mode);
+            if (c < 3 && want.a < 8 / 255.0)
+                return std::nullopt;
+            return isFloat ? want[c] : zep6test::Clamp01(want[c]);
+        },
+        [&](double w) { return isFloat ? 2e-3 * std::max(1.0, std::abs(w)) : 2.0 / 255 + 1e-9; });
+}
+
+} // namespace zep6gltest
