@@ -21,8 +21,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -128,8 +126,6 @@ TEST(Capabilities, AnswersAreWhatTheDriverReports) {
         EXPECT_EQ(answers[i], Has(d.extensions, names[i])) << '"' << names[i] << '"';
     for (int i = 0; i < 4; ++i)
         EXPECT_EQ(flags[i], Has(d.extensions, names[i])) << names[i];
-    EXPECT_TRUE(answers[10]); // the empty name
-    EXPECT_FALSE(answers[11]);
 
     // Both drivers this runs on name their own version after their name.
     EXPECT_FALSE(driver.empty()) << version;
@@ -197,31 +193,24 @@ TEST(Capabilities, ShortProbeRunsInTheCallersContextWhenItHasOne) {
     EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
 }
 
-// The body of the test below, in a process of its own; returns the number of failures.
+// The body of the test below, in a process of its own; its exit status: 0 when all is well.
 int CheckDisabledExtensions() {
     setenv("ZEP6_DISABLE_EXTENSIONS", "GL_ARB_texture_float GL_EXT_framebuffer_object\tGL_ARB_depth_texture",
            1);
-    const bool floatTextures = IsFloatSupported();
-    const bool framebuffers = IsFrameBufferSupported();
-    const bool depthTextures = IsDepthTextureSupported();
-    const bool asked = IsExtensionSupported("GL_ARB_texture_float");
+    const bool disabledPresent = IsFloatSupported() || IsFrameBufferSupported() ||
+                                 IsDepthTextureSupported() || IsExtensionSupported("GL_ARB_texture_float");
     const bool halfFloat = IsHalfFloatSupported();
     const Driver d = ReadDriver();
-    int failures = 0;
-    if (!d.selected || !Has(d.extensions, "GL_ARB_texture_float")) {
-        std::fprintf(stderr, "no context, or the driver lacks the extension: nothing was tested\n");
-        ++failures;
-    }
-    if (floatTextures || framebuffers || depthTextures || asked) {
-        std::fprintf(stderr, "a disabled extension was reported present\n");
-        ++failures;
-    }
-    if (halfFloat != Has(d.extensions, "GL_ARB_half_float_pixel")) {
-        std::fprintf(stderr, "an extension that was not disabled changed\n");
-        ++failures;
-    }
+    std::string problems;
+    if (!d.selected || !Has(d.extensions, "GL_ARB_texture_float"))
+        problems += "no context, or the driver lacks the extension: nothing was tested\n";
+    if (disabledPresent)
+        problems += "a disabled extension was reported present\n";
+    if (halfFloat != Has(d.extensions, "GL_ARB_half_float_pixel"))
+        problems += "an extension that was not disabled changed\n";
+    std::fputs(problems.c_str(), stderr);
     std::fflush(stderr);
-    return failures;
+    return problems.empty() ? 0 : 1;
 }
 
 TEST(Capabilities, DisabledExtensionsAreAnsweredAbsent) {
@@ -256,36 +245,6 @@ TEST(EntryPoints, LoadedFromTheDriverInTheRootContext) {
     EXPECT_NE(GLEntry::glTexImage3D, nullptr);
     EXPECT_NE(GLEntry::glGenerateMipmapEXT, nullptr);
     EXPECT_NE(GLEntry::glProgramLocalParameter4fARB, nullptr);
-}
-
-TEST(EntryPoints, NulledEntryThrowsUnsupportedAtItsCallSite) {
-    PushOpenGLContext keep;
-    ASSERT_TRUE(RootContext::Select());
-    ASSERT_NE(GLEntry::glGenFramebuffersEXT, nullptr);
-
-    const PFNGLBINDFRAMEBUFFEREXTPROC saved = GLEntry::glBindFramebufferEXT;
-    GLEntry::glBindFramebufferEXT = nullptr;
-    GLuint framebuffer = 0;
-    ZEP6_GLCALL(glGenFramebuffersEXT)(1, &framebuffer);
-    bool threw = false;
-    try {
-        ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, framebuffer);
-    } catch (const Unsupported&) {
-        threw = true;
-    }
-    GLEntry::glBindFramebufferEXT = saved;
-    EXPECT_TRUE(threw);
-    GLint bound = -1;
-    glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT, &bound);
-    EXPECT_EQ(bound, 0); // the call did not happen
-
-    // Restored, the same call site works.
-    ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, framebuffer);
-    glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT, &bound);
-    EXPECT_EQ(bound, static_cast<GLint>(framebuffer));
-    ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, 0);
-    ZEP6_GLCALL(glDeleteFramebuffersEXT)(1, &framebuffer);
-    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
 }
 
 TEST(EntryPoints, ErrorReportNamesTheCall) {

@@ -97,16 +97,16 @@ private:
     F saved_;
 };
 
-TEST(EntryPointCall, NullEntryThrowsUnsupportedInsteadOfCalling) {
-    ScopedEntry<PFNGLBINDFRAMEBUFFEREXTPROC> missing(GLEntry::glBindFramebufferEXT, nullptr);
-    EXPECT_THROW(ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, 7), Unsupported);
-    EXPECT_THROW(RequireEntry(GLEntry::glBindFramebufferEXT), Unsupported);
-}
-
-TEST(EntryPointCall, PresentEntryIsCalledWithTheArguments) {
+TEST(EntryPointCall, NullEntryThrowsUnsupportedAndTheSameCallSiteCallsOnceItIsSet) {
+    // One call site for both: the entry is read at every call, not once.
+    auto bind = [] { ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, 7); };
     sBindCall = BindCall();
+    {
+        ScopedEntry<PFNGLBINDFRAMEBUFFEREXTPROC> missing(GLEntry::glBindFramebufferEXT, nullptr);
+        EXPECT_THROW(bind(), Unsupported);
+    }
     ScopedEntry<PFNGLBINDFRAMEBUFFEREXTPROC> present(GLEntry::glBindFramebufferEXT, &RecordBind);
-    ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, 7);
+    bind();
     EXPECT_EQ(sBindCall.calls, 1);
     EXPECT_EQ(sBindCall.target, static_cast<GLenum>(GL_FRAMEBUFFER_EXT));
     EXPECT_EQ(sBindCall.name, 7u);
@@ -121,73 +121,46 @@ TEST(ExtensionRules, SplitNamesOnAnyBlank) {
     EXPECT_TRUE(SplitNames(" \t\n").empty());
 }
 
-TEST(ExtensionRules, SubstringSearchOverBothLists) {
-    const std::string combined = CombineExtensionLists("GL_ARB_texture_float GL_ARB_half_float_pixel ",
-                                                       "EGL_KHR_image EGL_KHR_fence_sync", {});
-    EXPECT_EQ(combined, "GL_ARB_texture_float GL_ARB_half_float_pixel EGL_KHR_image EGL_KHR_fence_sync");
+TEST(ExtensionRules, SubstringSearchOverBothListsWithoutTheDisabledNames) {
     struct Case {
-        const char* name;
-        bool found;
+        const char *gl, *windowSystem;
+        const char* disabled; // as ZEP6_DISABLE_EXTENSIONS lists them
+        const char* combined;
+        const char *found, *absent; // names asked for; the empty name is found in every case
     };
     const Case cases[] = {
-        {"GL_ARB_texture", true}, // a prefix of a longer name counts
-        {"GL_ARB_half_float_pixel", true},
-        {"", true},
-        {"EGL_KHR_fence_sync", true},
-        {"float_pixel", true}, // any substring, as the test has always been
-        {"GL_ARB_depth_texture", false},
-        {"gl_arb_texture_float", false}, // case-sensitive
+        // Any substring is found, a prefix of a longer name too (as the test has always been);
+        // case counts.
+        {"GL_ARB_texture_float GL_ARB_half_float_pixel ", "EGL_KHR_image EGL_KHR_fence_sync", "",
+         "GL_ARB_texture_float GL_ARB_half_float_pixel EGL_KHR_image EGL_KHR_fence_sync",
+         "GL_ARB_texture GL_ARB_half_float_pixel EGL_KHR_fence_sync float_pixel",
+         "GL_ARB_depth_texture gl_arb_texture_float"},
+        // Without lists only the empty name is found.
+        {nullptr, nullptr, "", "", "", "GL_ARB_texture_float"},
+        // A driver list without a trailing blank runs into the window-system list.
+        {"GL_A GL_B", "EGL_C", "", "GL_A GL_BEGL_C", "GL_BEGL", ""},
+        // Disabled names are taken out, also where only they had a prefix ("GL_ARB_texture"). A
+        // disabled name asked exactly is absent even where a longer name contains it, and the
+        // longer name itself stays.
+        {"GL_ARB_texture_float GL_ARB_half_float_pixel GL_EXT_framebuffer_object ",
+         "EGL_KHR_image EGL_MESA_x", "GL_ARB_texture_float\tEGL_KHR_image GL_EXT_framebuffer",
+         "GL_ARB_half_float_pixel GL_EXT_framebuffer_object EGL_MESA_x",
+         "GL_ARB_half_float_pixel EGL_MESA_x GL_EXT_framebuffer_object",
+         "GL_ARB_texture_float GL_ARB_texture EGL_KHR_image GL_EXT_framebuffer"},
+        // A prefix stays found while another extension has it.
+        {"GL_ARB_texture_float GL_ARB_texture_rectangle", nullptr, "GL_ARB_texture_float",
+         "GL_ARB_texture_rectangle", "GL_ARB_texture", "GL_ARB_texture_float"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(FindExtension(combined, c.name, {}), c.found) << c.name;
-}
-
-TEST(ExtensionRules, EmptyNameIsFoundEvenWithoutLists) {
-    EXPECT_TRUE(FindExtension(CombineExtensionLists(nullptr, nullptr, {}), "", {}));
-    EXPECT_FALSE(FindExtension(CombineExtensionLists(nullptr, nullptr, {}), "GL_ARB_texture_float", {}));
-}
-
-TEST(ExtensionRules, ListsAreJoinedWithoutSeparator) {
-    // A driver list without a trailing blank runs into the window-system list.
-    const std::string combined = CombineExtensionLists("GL_A GL_B", "EGL_C", {});
-    EXPECT_EQ(combined, "GL_A GL_BEGL_C");
-    EXPECT_TRUE(FindExtension(combined, "GL_BEGL", {}));
-}
-
-TEST(ExtensionRules, DisabledNamesAreAbsent) {
-    const char* gl = "GL_ARB_texture_float GL_ARB_half_float_pixel GL_EXT_framebuffer_object ";
-    const char* egl = "EGL_KHR_image EGL_MESA_x";
-    const std::vector<std::string> disabled =
-        SplitNames("GL_ARB_texture_float\tEGL_KHR_image GL_EXT_framebuffer");
-    const std::string combined = CombineExtensionLists(gl, egl, disabled);
-    EXPECT_EQ(combined, "GL_ARB_half_float_pixel GL_EXT_framebuffer_object EGL_MESA_x");
-    struct Case {
-        const char* name;
-        bool found;
-    };
-    const Case cases[] = {
-        {"GL_ARB_texture_float", false},
-        {"GL_ARB_texture", false}, // only the disabled extension had this prefix
-        {"EGL_KHR_image", false},
-        {"GL_ARB_half_float_pixel", true},
-        {"EGL_MESA_x", true},
-        // A disabled name asked exactly is absent even where a longer name contains it...
-        {"GL_EXT_framebuffer", false},
-        // ...and the longer name itself stays.
-        {"GL_EXT_framebuffer_object", true},
-        {"", true},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(FindExtension(combined, c.name, disabled), c.found) << c.name;
-}
-
-TEST(ExtensionRules, PrefixStaysFoundWhileAnotherExtensionHasIt) {
-    const std::vector<std::string> disabled = {"GL_ARB_texture_float"};
-    const std::string combined =
-        CombineExtensionLists("GL_ARB_texture_float GL_ARB_texture_rectangle", nullptr, disabled);
-    EXPECT_EQ(combined, "GL_ARB_texture_rectangle");
-    EXPECT_TRUE(FindExtension(combined, "GL_ARB_texture", disabled));
-    EXPECT_FALSE(FindExtension(combined, "GL_ARB_texture_float", disabled));
+    for (const Case& c : cases) {
+        const std::vector<std::string> disabled = SplitNames(c.disabled);
+        const std::string combined = CombineExtensionLists(c.gl, c.windowSystem, disabled);
+        EXPECT_EQ(combined, c.combined);
+        EXPECT_TRUE(FindExtension(combined, "", disabled)) << combined;
+        for (const std::string& name : SplitNames(c.found))
+            EXPECT_TRUE(FindExtension(combined, name.c_str(), disabled)) << name << " in " << combined;
+        for (const std::string& name : SplitNames(c.absent))
+            EXPECT_FALSE(FindExtension(combined, name.c_str(), disabled)) << name << " in " << combined;
+    }
 }
 
 // ---- renderer text --------------------------------------------------------------------------
@@ -250,67 +223,32 @@ TEST(DriverVersion, TakenFromTheVersionText) {
 
 TEST(MemorySize, FirstSourceThatKnowsWinsAndLargeSizesSaturate) {
     constexpr unsigned long long GiB = 1ULL << 30;
-    auto nvx = [](long long kib) {
-        MemorySources s;
-        s.hasNvxMemoryInfo = true;
-        s.nvxDedicatedKiB = kib;
-        return s;
-    };
     struct Case {
         const char* what;
         MemorySources sources;
         unsigned int bytes;
     };
-    std::vector<Case> cases;
-    cases.push_back({"nothing known", MemorySources(), 0u});
-    cases.push_back({"NVX 1 GiB", nvx(1 << 20), 0x40000000u});
-    cases.push_back({"NVX 80 GiB saturates", nvx(80LL << 20), 0xFFFFFFFFu});
-    {
-        MemorySources s = nvx(256 << 10);
-        s.kernelBytes = 8 * GiB;
-        s.softwareRenderer = true;
-        s.physicalBytes = 2 * GiB;
-        cases.push_back({"NVX before the kernel", s, 0x10000000u});
-    }
-    {
-        MemorySources s = nvx(0);
-        s.kernelBytes = 512ULL << 20;
-        cases.push_back({"NVX reporting 0 falls through", s, 0x20000000u});
-    }
-    {
-        MemorySources s;
-        s.nvxDedicatedKiB = 1 << 20; // without the extension the value is not used
-        s.hasAtiMemInfo = true;
-        s.atiTextureFreeKiB = 262144;
-        cases.push_back({"ATI", s, 0x10000000u});
-    }
-    {
-        MemorySources s;
-        s.kernelBytes = 0x01F00000;
-        cases.push_back({"kernel", s, 0x01F00000u});
-    }
-    {
-        MemorySources s;
-        s.kernelBytes = 0x100000000ULL; // would wrap to 0
-        cases.push_back({"kernel 4 GiB saturates", s, 0xFFFFFFFFu});
-    }
-    {
-        MemorySources s;
-        s.softwareRenderer = true;
-        s.physicalBytes = 2 * GiB;
-        cases.push_back({"software renderer", s, 0x80000000u});
-    }
-    {
-        MemorySources s;
-        s.softwareRenderer = true;
-        s.physicalBytes = 64 * GiB + 5;
-        cases.push_back({"software renderer, large machine", s, 0xFFFFFFFFu});
-    }
-    {
-        MemorySources s;
-        s.physicalBytes = 2 * GiB; // a hardware renderer does not use the machine's memory
-        cases.push_back({"hardware renderer without sources", s, 0u});
-    }
+    // Sources in field order: NVX extension and KiB, ATI extension and KiB, kernel bytes, software
+    // renderer, machine bytes.
+    const Case cases[] = {
+        {"nothing known", {}, 0u},
+        {"NVX 1 GiB", {true, 1 << 20, false, 0, 0, false, 0}, 0x40000000u},
+        {"NVX 80 GiB saturates", {true, 80LL << 20, false, 0, 0, false, 0}, 0xFFFFFFFFu},
+        {"NVX before the kernel", {true, 256 << 10, false, 0, 8 * GiB, true, 2 * GiB}, 0x10000000u},
+        {"NVX reporting 0 falls through", {true, 0, false, 0, 512ULL << 20, false, 0}, 0x20000000u},
+        {"ATI; the NVX value without its extension is not used",
+         {false, 1 << 20, true, 262144, 0, false, 0},
+         0x10000000u},
+        {"kernel", {false, 0, false, 0, 0x01F00000, false, 0}, 0x01F00000u},
+        {"kernel 4 GiB saturates, would wrap to 0",
+         {false, 0, false, 0, 0x100000000ULL, false, 0},
+         0xFFFFFFFFu},
+        {"software renderer", {false, 0, false, 0, 0, true, 2 * GiB}, 0x80000000u},
+        {"software renderer, large machine", {false, 0, false, 0, 0, true, 64 * GiB + 5}, 0xFFFFFFFFu},
+        {"a hardware renderer does not use the machine's memory",
+         {false, 0, false, 0, 0, false, 2 * GiB},
+         0u},
+    };
     for (const Case& c : cases)
         EXPECT_EQ(MemorySizeFrom(c.sources), c.bytes) << c.what;
 }
@@ -396,6 +334,8 @@ TEST(HardwareReport, SixLinesInLayout) {
               "Texture Rectangle: true\n"
               "Texture Memory:    32 MB\n"
               "Texture Dimension: 8192 x 8192\n");
+    const std::string report = ComposeHardwareReport(Facts("Quadro FX 3500", 0x08000000, false), kMessage);
+    EXPECT_NE(report.find("\nTexture Rectangle: false\n"), std::string::npos) << report;
 }
 
 TEST(HardwareReport, MemoryAndCardDecideTheMessage) {
@@ -426,11 +366,6 @@ TEST(HardwareReport, MemoryAndCardDecideTheMessage) {
             EXPECT_EQ(report.find("Quenlor"), std::string::npos) << report;
         }
     }
-}
-
-TEST(HardwareReport, RectangleLine) {
-    const std::string report = ComposeHardwareReport(Facts("Quadro FX 3500", 0x08000000, false), kMessage);
-    EXPECT_NE(report.find("\nTexture Rectangle: false\n"), std::string::npos) << report;
 }
 
 } // namespace

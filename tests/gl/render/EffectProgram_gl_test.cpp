@@ -31,8 +31,18 @@ namespace {
 
 using EffectProgramTest = GlProgramTest;
 
-bool StartsWith(const char* text, const char* prefix) {
-    return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+bool StartsWith(const std::string& text, const std::string& prefix) {
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+// The message of the Error that `f` throws.
+std::string ErrorOf(const std::function<void()>& f) {
+    try {
+        f();
+    } catch (const Error& e) {
+        return e.what();
+    }
+    return "(nothing thrown)";
 }
 
 double Luma(const Rgba& p) {
@@ -45,15 +55,11 @@ double Luma601(const Rgba& p) {
 } // namespace
 
 TEST_F(EffectProgramTest, CommonFunctionsLinkWithoutBeingDefined) {
-    GLSL::Shader shader(GL_FRAGMENT_SHADER,
-                        "uniform vec4 pixel;\n"
-                        "float luma(vec4 pixel);\n"
-                        "float saturation(vec4 pixel);\n"
-                        "float rand();\n"
-                        "void main()\n"
-                        "{\n"
-                        "    gl_FragColor = vec4(luma(pixel), saturation(pixel), rand(), 1.0);\n"
-                        "}\n");
+    GLSL::Shader shader(
+        GL_FRAGMENT_SHADER,
+        "uniform vec4 pixel;\n"
+        "float luma(vec4 pixel); float saturation(vec4 pixel); float rand();\n"
+        "void main() { gl_FragColor = vec4(luma(pixel), saturation(pixel), rand(), 1.0); }\n");
     EffectProgram program(&shader);
     ASSERT_NO_THROW(program.Apply()) << "luma, saturation and rand come from the common shader";
 
@@ -89,16 +95,12 @@ TEST_F(EffectProgramTest, CommonFunctionsLinkWithoutBeingDefined) {
 }
 
 TEST_F(EffectProgramTest, CommonBlurWeighsByProductOfSquaresAndCountsEveryWeight) {
-    GLSL::Shader shader(GL_FRAGMENT_SHADER,
-                        "#extension GL_ARB_texture_rectangle : enable\n"
-                        "uniform sampler2DRect source;\n"
-                        "uniform float threshold;\n"
-                        "uniform float radius;\n"
-                        "vec4 blur(sampler2DRect source, vec2 position, float threshold, float radius);\n"
-                        "void main()\n"
-                        "{\n"
-                        "    gl_FragColor = blur(source, gl_TexCoord[0].st, threshold, radius);\n"
-                        "}\n");
+    GLSL::Shader shader(
+        GL_FRAGMENT_SHADER,
+        "#extension GL_ARB_texture_rectangle : enable\n"
+        "uniform sampler2DRect source; uniform float threshold; uniform float radius;\n"
+        "vec4 blur(sampler2DRect source, vec2 position, float threshold, float radius);\n"
+        "void main() { gl_FragColor = blur(source, gl_TexCoord[0].st, threshold, radius); }\n");
     EffectProgram program(&shader);
     const int w = 7, h = 5;
     std::vector<Rgba> pixels;
@@ -147,9 +149,9 @@ TEST_F(EffectProgramTest, CommonBlurWeighsByProductOfSquaresAndCountsEveryWeight
 }
 
 TEST_F(EffectProgramTest, UniformsAreDiscoveredAtTheFirstApply) {
-    GLSL::Shader shader(GL_FRAGMENT_SHADER, "uniform float used;\n"
-                                            "uniform float unused;\n"
-                                            "void main() { gl_FragColor = vec4(used); }\n");
+    GLSL::Shader shader(
+        GL_FRAGMENT_SHADER,
+        "uniform float used; uniform float unused;\nvoid main() { gl_FragColor = vec4(used); }\n");
     EffectProgram program(&shader);
     EXPECT_FALSE(program.HasUniform("used")) << "no table before the first Apply";
     EXPECT_EQ(program.GetUniform("used"), nullptr);
@@ -170,20 +172,9 @@ namespace {
 // A program with a uniform of every type the transfer table knows.
 const char* const kAllTypes =
     "#extension GL_ARB_texture_rectangle : enable\n"
-    "uniform int i;\n"
-    "uniform bool b;\n"
-    "uniform float f;\n"
-    "uniform vec2 v2;\n"
-    "uniform vec3 v3;\n"
-    "uniform vec4 v4;\n"
-    "uniform ivec2 iv2;\n"
-    "uniform ivec3 iv3;\n"
-    "uniform ivec4 iv4;\n"
-    "uniform mat2 m2;\n"
-    "uniform mat3 m3;\n"
-    "uniform mat4 m4;\n"
-    "uniform sampler2DRect rect;\n"
-    "uniform sampler2D plain;\n"
+    "uniform int i; uniform bool b; uniform float f; uniform vec2 v2; uniform vec3 v3; uniform vec4 v4;\n"
+    "uniform ivec2 iv2; uniform ivec3 iv3; uniform ivec4 iv4; uniform mat2 m2; uniform mat3 m3;\n"
+    "uniform mat4 m4; uniform sampler2DRect rect; uniform sampler2D plain;\n"
     "void main()\n"
     "{\n"
     "    float s = float(i) + (b ? 1.0 : 0.0) + f + v2.x + v3.x + v4.x;\n"
@@ -223,57 +214,26 @@ protected:
         return GLEntry::glGetUniformLocation(static_cast<GLuint>(program_.GetProgram().Name()), name);
     }
 
-    // Writes the same value into every component, directly with OpenGL.
-    void Raw(const char* name, float value) {
+    // Writes the values directly with OpenGL; the last one given fills the remaining components.
+    void Raw(const char* name, std::vector<float> f) {
         const UniformShape& shape = Shape(name);
+        f.resize(16, f.back());
+        std::vector<GLint> n(16);
+        std::transform(f.begin(), f.end(), n.begin(), [](float v) { return static_cast<GLint>(v); });
         const GLint location = Location(name);
-        std::vector<float> f(16, value);
-        std::vector<GLint> n(16, static_cast<GLint>(value));
-        switch (shape.components + (shape.integer ? 100 : 0)) {
-        case 101:
-            GLEntry::glUniform1i(location, n[0]);
-            break;
-        case 102:
-            GLEntry::glUniform2iv(location, 1, n.data());
-            break;
-        case 103:
-            GLEntry::glUniform3iv(location, 1, n.data());
-            break;
-        case 104:
-            GLEntry::glUniform4iv(location, 1, n.data());
-            break;
-        case 1:
-            GLEntry::glUniform1f(location, value);
-            break;
-        case 2:
-            GLEntry::glUniform2fv(location, 1, f.data());
-            break;
-        case 3:
-            GLEntry::glUniform3fv(location, 1, f.data());
-            break;
-        case 4:
-            if (name[0] == 'm')
-                GLEntry::glUniformMatrix2fv(location, 1, GL_FALSE, f.data());
-            else
-                GLEntry::glUniform4fv(location, 1, f.data());
-            break;
-        case 9:
-            GLEntry::glUniformMatrix3fv(location, 1, GL_FALSE, f.data());
-            break;
-        case 16:
-            GLEntry::glUniformMatrix4fv(location, 1, GL_FALSE, f.data());
-            break;
-        }
-    }
-
-    void RawVector(const char* name, const std::vector<float>& v) {
-        const GLint location = Location(name);
-        if (std::strcmp(name, "v2") == 0)
-            GLEntry::glUniform2fv(location, 1, v.data());
-        else if (std::strcmp(name, "v3") == 0)
-            GLEntry::glUniform3fv(location, 1, v.data());
+        const int k = shape.components;
+        const PFNGLUNIFORM1IVPROC ints[] = {GLEntry::glUniform1iv, GLEntry::glUniform2iv,
+                                            GLEntry::glUniform3iv, GLEntry::glUniform4iv};
+        const PFNGLUNIFORM1FVPROC floats[] = {GLEntry::glUniform1fv, GLEntry::glUniform2fv,
+                                              GLEntry::glUniform3fv, GLEntry::glUniform4fv};
+        const PFNGLUNIFORMMATRIX2FVPROC matrices[] = {
+            GLEntry::glUniformMatrix2fv, GLEntry::glUniformMatrix3fv, GLEntry::glUniformMatrix4fv};
+        if (shape.integer)
+            ints[k - 1](location, 1, n.data());
+        else if (name[0] == 'm')
+            matrices[k == 4 ? 0 : k == 9 ? 1 : 2](location, 1, GL_FALSE, f.data());
         else
-            GLEntry::glUniform4fv(location, 1, v.data());
+            floats[k - 1](location, 1, f.data());
     }
 
     // Every component as OpenGL holds it.
@@ -292,6 +252,12 @@ protected:
         return out;
     }
 
+    // What the typed getter leaves in a variable that held `start`.
+    template <class T> T Got(const char* name, T start) {
+        program_.GetUniform(name, start);
+        return start;
+    }
+
     GLSL::Shader shader_{GL_FRAGMENT_SHADER, kAllTypes};
     EffectProgram program_{&shader_};
 };
@@ -306,110 +272,75 @@ float Sentinel(const char* name) {
     return -7.0f;
 }
 
+using Setter = std::function<void(EffectProgram&, const char*)>;
+
+// The typed setter for `value`, on the uniform of the given name.
+template <class V> Setter Set(V value) {
+    return [value](EffectProgram& p, const char* name) { p.SetUniform(name, value); };
+}
+
 struct SetCase {
     const char* what;
     const char* uniform;
-    std::function<void(EffectProgram&)> set;
+    Setter set;
     std::vector<float> expected; // empty: the uniform must keep the sentinel
+    GLenum active = GL_TEXTURE0; // the active texture unit afterwards (unit 0 before)
 };
 
 } // namespace
 
 TEST_F(TypedTransferTest, SettersFollowTheTable) {
+    const Color colour(0.1f, 0.2f, 0.3f, 0.4f);
     const std::vector<SetCase> cases = {
         // Integral values.
-        {"int on float sets 2.0", "f", [](EffectProgram& p) { p.SetUniform("f", 2); }, {2}},
-        {"int on int", "i", [](EffectProgram& p) { p.SetUniform("i", -5); }, {-5}},
-        {"int on bool", "b", [](EffectProgram& p) { p.SetUniform("b", 1); }, {1}},
-        {"int on vec2 does nothing", "v2", [](EffectProgram& p) { p.SetUniform("v2", 3); }, {}},
-        {"unsigned on sampler does nothing", "rect", [](EffectProgram& p) { p.SetUniform("rect", 2u); }, {}},
+        {"int on float sets 2.0", "f", Set(2), {2}},
+        {"int on int", "i", Set(-5), {-5}},
+        {"int on bool", "b", Set(1), {1}},
+        {"int on vec2 does nothing", "v2", Set(3), {}},
+        {"unsigned on sampler does nothing", "rect", Set(2u), {}},
         // Floating values.
-        {"float on float", "f", [](EffectProgram& p) { p.SetUniform("f", 2.5f); }, {2.5f}},
-        {"float 2.7 on int sets 2", "i", [](EffectProgram& p) { p.SetUniform("i", 2.7f); }, {2}},
-        {"double -2.7 on int sets -2", "i", [](EffectProgram& p) { p.SetUniform("i", -2.7); }, {-2}},
-        {"float on bool does nothing", "b", [](EffectProgram& p) { p.SetUniform("b", 1.0f); }, {}},
+        {"float on float", "f", Set(2.5f), {2.5f}},
+        {"float 2.7 on int sets 2", "i", Set(2.7f), {2}},
+        {"double -2.7 on int sets -2", "i", Set(-2.7), {-2}},
+        {"float on bool does nothing", "b", Set(1.0f), {}},
         // Color.
-        {"Color on vec3",
-         "v3",
-         [](EffectProgram& p) { p.SetUniform("v3", Color(0.1f, 0.2f, 0.3f, 0.4f)); },
-         {0.1f, 0.2f, 0.3f}},
-        {"Color on vec4",
-         "v4",
-         [](EffectProgram& p) { p.SetUniform("v4", Color(0.1f, 0.2f, 0.3f, 0.4f)); },
-         {0.1f, 0.2f, 0.3f, 0.4f}},
-        {"Color on float does nothing", "f", [](EffectProgram& p) { p.SetUniform("f", Color::Red); }, {}},
+        {"Color on vec3", "v3", Set(colour), {0.1f, 0.2f, 0.3f}},
+        {"Color on vec4", "v4", Set(colour), {0.1f, 0.2f, 0.3f, 0.4f}},
+        {"Color on float does nothing", "f", Set(Color::Red), {}},
         // Points.
-        {"p2f on vec2", "v2", [](EffectProgram& p) { p.SetUniform("v2", p2f(1, 2)); }, {1, 2}},
-        {"p2f on vec4 sets (x, y, 0, 1)",
-         "v4",
-         [](EffectProgram& p) { p.SetUniform("v4", p2f(1, 2)); },
-         {1, 2, 0, 1}},
-        {"p3f on vec4", "v4", [](EffectProgram& p) { p.SetUniform("v4", p3f(1, 2, 3)); }, {1, 2, 3, 1}},
-        {"p4f on vec2 divides by w",
-         "v2",
-         [](EffectProgram& p) { p.SetUniform("v2", p4f(2, 4, 6, 2)); },
-         {1, 2}},
-        {"p4f (2, 4, 6, 2) on vec3 sets (1, 2, 3)",
-         "v3",
-         [](EffectProgram& p) { p.SetUniform("v3", p4f(2, 4, 6, 2)); },
-         {1, 2, 3}},
-        {"p4f on vec4 as is",
-         "v4",
-         [](EffectProgram& p) { p.SetUniform("v4", p4f(2, 4, 6, 2)); },
-         {2, 4, 6, 2}},
-        {"p4f on ivec4 does nothing",
-         "iv4",
-         [](EffectProgram& p) { p.SetUniform("iv4", p4f(1, 2, 3, 4)); },
-         {}},
+        {"p2f on vec2", "v2", Set(p2f(1, 2)), {1, 2}},
+        {"p2f on vec4 sets (x, y, 0, 1)", "v4", Set(p2f(1, 2)), {1, 2, 0, 1}},
+        {"p3f on vec4", "v4", Set(p3f(1, 2, 3)), {1, 2, 3, 1}},
+        {"p4f on vec2 divides by w", "v2", Set(p4f(2, 4, 6, 2)), {1, 2}},
+        {"p4f (2, 4, 6, 2) on vec3 sets (1, 2, 3)", "v3", Set(p4f(2, 4, 6, 2)), {1, 2, 3}},
+        {"p4f on vec4 as is", "v4", Set(p4f(2, 4, 6, 2)), {2, 4, 6, 2}},
+        {"p4f on ivec4 does nothing", "iv4", Set(p4f(1, 2, 3, 4)), {}},
         // Integer vectors.
-        {"vec3i on ivec3",
-         "iv3",
-         [](EffectProgram& p) {
-             p.SetUniform("iv3", vec<int, 3>{{7, 8, 9}});
-         },
-         {7, 8, 9}},
-        {"vec2i on ivec3 does nothing",
-         "iv3",
-         [](EffectProgram& p) {
-             p.SetUniform("iv3", vec<int, 2>{{1, 2}});
-         },
-         {}},
+        {"vec3i on ivec3", "iv3", Set(vec<int, 3>{{7, 8, 9}}), {7, 8, 9}},
+        {"vec2i on ivec3 does nothing", "iv3", Set(vec<int, 2>{{1, 2}}), {}},
         // Matrices, as they lie in memory.
-        {"mat3",
-         "m3",
-         [](EffectProgram& p) {
-             p.SetUniform("m3", mat<float, 3>{{1, 2, 3, 4, 5, 6, 7, 8, 9}});
-         },
-         {1, 2, 3, 4, 5, 6, 7, 8, 9}},
-        {"mat2 on mat3 does nothing",
-         "m3",
-         [](EffectProgram& p) {
-             p.SetUniform("m3", mat<float, 2>{{1, 2, 3, 4}});
-         },
-         {}},
-        {"mat4 on vec4 does nothing",
-         "v4",
-         [](EffectProgram& p) { p.SetUniform("v4", mat<float, 4>{}); },
-         {}},
-        // Texture units.
-        {"unit on rectangle sampler",
-         "rect",
-         [](EffectProgram& p) { p.SetUniform("rect", TextureUnit(3)); },
-         {3}},
-        {"unit on int does nothing", "i", [](EffectProgram& p) { p.SetUniform("i", TextureUnit(1)); }, {}},
+        {"mat3", "m3", Set(mat<float, 3>{{1, 2, 3, 4, 5, 6, 7, 8, 9}}), {1, 2, 3, 4, 5, 6, 7, 8, 9}},
+        {"mat2 on mat3 does nothing", "m3", Set(mat<float, 2>{{1, 2, 3, 4}}), {}},
+        {"mat4 on vec4 does nothing", "v4", Set(mat<float, 4>{}), {}},
+        // Texture units: the setter makes the unit active only when it acts.
+        {"unit on rectangle sampler", "rect", Set(TextureUnit(3)), {3}, GL_TEXTURE3},
+        {"unit on int does nothing", "i", Set(TextureUnit(1)), {}},
         // No uniform at all.
-        {"unknown name does nothing", "f", [](EffectProgram& p) { p.SetUniform("nothing", 1.0f); }, {}},
+        {"unknown name does nothing",
+         "f",
+         [](EffectProgram& p, const char*) { p.SetUniform("nothing", 1.0f); },
+         {}},
         {"null uniform does nothing",
          "f",
-         [](EffectProgram& p) { p.SetUniform(static_cast<GLSL::Uniform*>(nullptr), 1.0f); },
+         [](EffectProgram& p, const char*) { p.SetUniform(static_cast<GLSL::Uniform*>(nullptr), 1.0f); },
          {}},
     };
 
     for (const SetCase& c : cases) {
         SCOPED_TRACE(c.what);
-        Raw(c.uniform, Sentinel(c.uniform));
+        Raw(c.uniform, {Sentinel(c.uniform)});
         GLEntry::glActiveTexture(GL_TEXTURE0);
-        ASSERT_NO_THROW(c.set(program_));
+        ASSERT_NO_THROW(c.set(program_, c.uniform));
         std::vector<float> expected = c.expected;
         if (expected.empty())
             expected.assign(static_cast<std::size_t>(Shape(c.uniform).components), Sentinel(c.uniform));
@@ -417,113 +348,63 @@ TEST_F(TypedTransferTest, SettersFollowTheTable) {
         ASSERT_EQ(actual.size(), expected.size());
         for (std::size_t k = 0; k < expected.size(); ++k)
             EXPECT_FLOAT_EQ(actual[k], expected[k]) << "component " << k;
+        GLint active = 0;
+        glGetIntegerv(GL_ACTIVE_TEXTURE, &active);
+        EXPECT_EQ(static_cast<GLenum>(active), c.active);
         EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
     }
 }
 
-TEST_F(TypedTransferTest, TextureUnitSetterMakesTheUnitActiveOnlyWhenItActs) {
-    GLint active = 0;
-    GLEntry::glActiveTexture(GL_TEXTURE0);
-    program_.SetUniform("rect", TextureUnit(3));
-    glGetIntegerv(GL_ACTIVE_TEXTURE, &active);
-    EXPECT_EQ(active, GL_TEXTURE3);
-
-    GLEntry::glActiveTexture(GL_TEXTURE0);
-    program_.SetUniform("f", TextureUnit(2));
-    glGetIntegerv(GL_ACTIVE_TEXTURE, &active);
-    EXPECT_EQ(active, GL_TEXTURE0) << "a uniform of another type is left alone, and so is the unit";
-}
-
 TEST_F(TypedTransferTest, GettersFollowTheTable) {
-    Raw("f", 2.0f);
-    Raw("i", 5.0f);
-    Raw("b", 1.0f);
-    Raw("rect", 3.0f);
-    RawVector("v2", {1, 2});
-    RawVector("v3", {1, 2, 3});
-    RawVector("v4", {2, 4, 6, 2});
-    const int iv3[3] = {7, 8, 9};
-    GLEntry::glUniform3iv(Location("iv3"), 1, iv3);
-    const float m3[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
-    GLEntry::glUniformMatrix3fv(Location("m3"), 1, GL_FALSE, m3);
+    Raw("f", {2});
+    Raw("i", {5});
+    Raw("b", {1});
+    Raw("rect", {3});
+    Raw("v2", {1, 2});
+    Raw("v3", {1, 2, 3});
+    Raw("v4", {2, 4, 6, 2});
+    Raw("iv3", {7, 8, 9});
+    Raw("m3", {1, 2, 3, 4, 5, 6, 7, 8, 9});
 
-    int n = 0;
-    program_.GetUniform("f", n);
-    EXPECT_EQ(n, 2) << "an integer from a float uniform";
-    unsigned char byte = 0;
-    program_.GetUniform("i", byte);
-    EXPECT_EQ(byte, 5);
-    unsigned int u = 0;
-    program_.GetUniform("b", u);
-    EXPECT_EQ(u, 1u);
-    float f = 0;
-    program_.GetUniform("i", f);
-    EXPECT_EQ(f, 5.0f) << "a float from an int uniform";
-    double d = 0;
-    program_.GetUniform("f", d);
-    EXPECT_EQ(d, 2.0);
-    f = 9;
-    program_.GetUniform("b", f);
-    EXPECT_EQ(f, 9.0f) << "a float from a bool uniform is not in the table";
+    // Each getter starts from a value it must overwrite, or keep when the types do not fit.
+    EXPECT_EQ(Got("f", 0), 2) << "an integer from a float uniform";
+    EXPECT_EQ(Got<unsigned char>("i", 0), 5);
+    EXPECT_EQ(Got("b", 0u), 1u);
+    EXPECT_EQ(Got("i", 0.0f), 5.0f) << "a float from an int uniform";
+    EXPECT_EQ(Got("f", 0.0), 2.0);
+    EXPECT_EQ(Got("b", 9.0f), 9.0f) << "a float from a bool uniform is not in the table";
 
-    Color colour(9, 9, 9, 9);
-    program_.GetUniform("v3", colour);
-    EXPECT_EQ(colour, Color(1, 2, 3, 9)) << "three components read, alpha kept";
-    program_.GetUniform("v4", colour);
-    EXPECT_EQ(colour, Color(2, 4, 6, 2));
-    Color untouched(9, 9, 9, 9);
-    program_.GetUniform("f", untouched);
-    EXPECT_EQ(untouched, Color(9, 9, 9, 9));
+    EXPECT_EQ(Got("v3", Color(9, 9, 9, 9)), Color(1, 2, 3, 9)) << "three components read, alpha kept";
+    EXPECT_EQ(Got("v4", Color(9, 9, 9, 9)), Color(2, 4, 6, 2));
+    EXPECT_EQ(Got("f", Color(9, 9, 9, 9)), Color(9, 9, 9, 9));
 
-    p2f a;
-    program_.GetUniform("v2", a);
-    EXPECT_EQ(a, p2f(1, 2));
-    program_.GetUniform("v3", a);
-    EXPECT_EQ(a, p2f(1, 2));
-    program_.GetUniform("v4", a);
-    EXPECT_EQ(a, p2f(1, 2)) << "(x/w, y/w)";
+    EXPECT_EQ(Got("v2", p2f(9, 9)), p2f(1, 2));
+    EXPECT_EQ(Got("v3", p2f(9, 9)), p2f(1, 2));
+    EXPECT_EQ(Got("v4", p2f(9, 9)), p2f(1, 2)) << "(x/w, y/w)";
 
-    p3f b(9, 9, 9);
-    program_.GetUniform("v2", b);
-    EXPECT_EQ(b, p3f(1, 2, 0));
-    program_.GetUniform("v3", b);
-    EXPECT_EQ(b, p3f(1, 2, 3));
-    EXPECT_EQ(b.tag, 0);
-    program_.GetUniform("v4", b);
-    EXPECT_EQ(b, p3f(2, 4, 6)) << "not divided by w";
-    EXPECT_EQ(b.tag, -1);
+    // The tag tells a p3f read from a vec4 (-1) from the others (0); each starts with the other.
+    const p3f fromVec2 = Got("v2", p3f(p4f(9, 9, 9, 9))), fromVec3 = Got("v3", p3f(p4f(9, 9, 9, 9)));
+    const p3f fromVec4 = Got("v4", p3f(9, 9, 9));
+    EXPECT_EQ(fromVec2, p3f(1, 2, 0));
+    EXPECT_EQ(fromVec3, p3f(1, 2, 3));
+    EXPECT_EQ(fromVec4, p3f(2, 4, 6)) << "not divided by w";
+    EXPECT_EQ(fromVec3.tag, 0);
+    EXPECT_EQ(fromVec4.tag, -1);
 
-    p4f c(9, 9, 9, 9);
-    program_.GetUniform("v2", c);
-    EXPECT_EQ(c, p4f(1, 2, 0, 1));
-    program_.GetUniform("v3", c);
-    EXPECT_EQ(c, p4f(1, 2, 3, 1));
-    program_.GetUniform("v4", c);
-    EXPECT_EQ(c, p4f(2, 4, 6, 2));
+    EXPECT_EQ(Got("v2", p4f(9, 9, 9, 9)), p4f(1, 2, 0, 1));
+    EXPECT_EQ(Got("v3", p4f(9, 9, 9, 9)), p4f(1, 2, 3, 1));
+    EXPECT_EQ(Got("v4", p4f(9, 9, 9, 9)), p4f(2, 4, 6, 2));
 
-    vec<int, 3> v3i{{0, 0, 0}};
-    program_.GetUniform("iv3", v3i);
-    EXPECT_EQ(v3i.v[0], 7);
-    EXPECT_EQ(v3i.v[2], 9);
-    vec<int, 2> v2i{{-1, -1}};
-    program_.GetUniform("iv3", v2i);
-    EXPECT_EQ(v2i.v[0], -1) << "an ivec3 is not read into two ints";
+    const vec<int, 3> v3i = Got("iv3", vec<int, 3>{{0, 0, 0}});
+    EXPECT_EQ(std::vector<int>(v3i.v, v3i.v + 3), (std::vector<int>{7, 8, 9}));
+    EXPECT_EQ(Got("iv3", vec<int, 2>{{-1, -1}}).v[0], -1) << "an ivec3 is not read into two ints";
 
-    mat<float, 3> m{};
-    program_.GetUniform("m3", m);
-    for (int k = 0; k < 9; ++k)
-        EXPECT_EQ(m.v[k], m3[k]);
-    mat<float, 4> m4{};
-    m4.v[0] = 42;
-    program_.GetUniform("m3", m4);
-    EXPECT_EQ(m4.v[0], 42.0f);
+    const mat<float, 3> m = Got("m3", mat<float, 3>{});
+    EXPECT_EQ(std::vector<float>(m.v, m.v + 9), (std::vector<float>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
+    EXPECT_EQ(Got("m3", mat<float, 4>{{42}}).v[0], 42.0f);
 
-    TextureUnit unit;
-    program_.GetUniform("rect", unit);
-    EXPECT_EQ(unit.unit, unsigned(GL_TEXTURE3));
-    TextureUnit other(1);
-    program_.GetUniform("f", other);
-    EXPECT_EQ(other.unit, unsigned(GL_TEXTURE1));
+    EXPECT_EQ(Got("rect", TextureUnit()).unit, unsigned(GL_TEXTURE3));
+    EXPECT_EQ(Got("f", TextureUnit(1)).unit, unsigned(GL_TEXTURE1));
 
     float none = 5;
     program_.GetUniform("nothing", none);
@@ -533,12 +414,7 @@ TEST_F(TypedTransferTest, GettersFollowTheTable) {
 
 TEST_F(TypedTransferTest, AUniformWithoutLocationThrowsOnlyWhenItsTypeSuits) {
     GLSL::Uniform loose("f", GL_FLOAT); // never attached
-    try {
-        program_.SetUniform(&loose, 1.0f);
-        FAIL() << "a suitable uniform without a location must throw";
-    } catch (const Error& e) {
-        EXPECT_STREQ(e.what(), "No Location for Uniform Variable");
-    }
+    EXPECT_EQ(ErrorOf([&] { program_.SetUniform(&loose, 1.0f); }), "No Location for Uniform Variable");
     float value = 0;
     EXPECT_THROW(program_.GetUniform(&loose, value), Error);
     EXPECT_NO_THROW(program_.SetUniform(&loose, Color::White)) << "a type that does not fit does nothing";
@@ -547,18 +423,11 @@ TEST_F(TypedTransferTest, AUniformWithoutLocationThrowsOnlyWhenItsTypeSuits) {
 TEST_F(EffectProgramTest, CompileFailureThrowsOnTheFirstApplyAndTheLinkReportsItAfter) {
     GLSL::Shader broken(GL_FRAGMENT_SHADER, "void main() { gl_FragColor = ; }\n");
     EffectProgram program(&broken);
-    try {
-        program.Apply();
-        FAIL();
-    } catch (const Error& e) {
-        EXPECT_TRUE(StartsWith(e.what(), "GLSL Compile Error:\n")) << e.what();
-    }
-    try {
-        program.Apply();
-        FAIL() << "the broken shader is attached and the program cannot link";
-    } catch (const Error& e) {
-        EXPECT_TRUE(StartsWith(e.what(), "GLSL Link Error:\n")) << e.what();
-    }
+    const std::string compile = ErrorOf([&] { program.Apply(); });
+    EXPECT_TRUE(StartsWith(compile, "GLSL Compile Error:\n")) << compile;
+    // The broken shader is attached and the program cannot link.
+    const std::string link = ErrorOf([&] { program.Apply(); });
+    EXPECT_TRUE(StartsWith(link, "GLSL Link Error:\n")) << link;
     GLint attached = 0;
     GLEntry::glGetProgramiv(static_cast<GLuint>(program.GetProgram().Name()), GL_ATTACHED_SHADERS, &attached);
     EXPECT_EQ(attached, 2) << "the shader and the common shader, each attached once";
@@ -570,12 +439,8 @@ TEST_F(EffectProgramTest, LinkFailureThrowsWithItsPrefix) {
     GLSL::Shader unresolved(GL_FRAGMENT_SHADER,
                             "float nowhere();\nvoid main() { gl_FragColor = vec4(nowhere()); }\n");
     EffectProgram program(&unresolved);
-    try {
-        program.Apply();
-        FAIL();
-    } catch (const Error& e) {
-        EXPECT_TRUE(StartsWith(e.what(), "GLSL Link Error:\n")) << e.what();
-    }
+    const std::string link = ErrorOf([&] { program.Apply(); });
+    EXPECT_TRUE(StartsWith(link, "GLSL Link Error:\n")) << link;
     EXPECT_FALSE(program.GetProgram().NeedsLink()) << "relink is already cleared";
 }
 
