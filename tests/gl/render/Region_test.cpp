@@ -8,13 +8,32 @@ using namespace OGL_ZEP6_AE;
 
 namespace {
 
-Region Invalid(int x, int y, unsigned w, unsigned h) {
+// A region whose valid flag is set by hand, whatever its sizes say.
+Region Flagged(int x, int y, unsigned w, unsigned h, bool valid) {
     Region r(x, y, w, h);
+    r.valid = valid;
+    return r;
+}
+
+Region Invalid(int x, int y, unsigned w, unsigned h) {
+    return Flagged(x, y, w, h, false);
+}
+
+Region3d Invalid(const p3f& min, const p3f& max) {
+    Region3d r(min, max);
     r.valid = false;
     return r;
 }
 
-std::string Text(const Region& r) {
+// Region3d has no equality of its own: corners and flag are compared, and printed on a failure.
+::testing::AssertionResult Same(const Region3d& got, const Region3d& expected) {
+    if (got.GetMinimum() == expected.GetMinimum() && got.GetMaximum() == expected.GetMaximum() &&
+        got.IsValid() == expected.IsValid())
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << got << " instead of " << expected;
+}
+
+template <typename T> std::string Text(const T& r) {
     std::ostringstream os;
     os << r;
     return os.str();
@@ -22,12 +41,8 @@ std::string Text(const Region& r) {
 
 } // namespace
 
-TEST(RegionBasics, ValidExactlyWhenBothSizesAreNonZero) {
-    const Region empty;
-    EXPECT_FALSE(empty.IsValid());
-    EXPECT_EQ(empty.x, 0);
-    EXPECT_EQ(empty.Width(), 0u);
-
+TEST(RegionBasics, ValidExactlyWhenBothSizesAreNonZeroAndCompared) {
+    EXPECT_EQ(Region(), Invalid(0, 0, 0, 0));
     const struct {
         Region r;
         bool valid;
@@ -36,17 +51,13 @@ TEST(RegionBasics, ValidExactlyWhenBothSizesAreNonZero) {
     for (const auto& c : cases) {
         EXPECT_EQ(c.r.IsValid(), c.valid) << c.r;
     }
-    const Region r(5, 6);
-    EXPECT_EQ(r, Region(0, 0, 5, 6));
+    EXPECT_EQ(Region(5, 6), Region(0, 0, 5, 6));
 
     const Region n(-5, -7, 10, 3);
-    EXPECT_EQ(n.XOrigin(), -5);
-    EXPECT_EQ(n.YOrigin(), -7);
     EXPECT_EQ(n.XEnd(), 5);
     EXPECT_EQ(n.YEnd(), -4);
-}
 
-TEST(RegionBasics, EqualityIncludesTheValidFlag) {
+    // Equality includes the valid flag.
     EXPECT_EQ(Region(1, 2, 3, 4), Region(1, 2, 3, 4));
     EXPECT_NE(Region(1, 2, 3, 4), Invalid(1, 2, 3, 4));
     EXPECT_NE(Region(1, 2, 3, 4), Region(1, 2, 3, 5));
@@ -68,66 +79,48 @@ TEST(RegionBasics, IsInRangeExcludesTheFarEdges) {
     EXPECT_TRUE(Region(-10, -10, 5, 5).IsInRange(p2f(-7.5f, -5.5f)));
 }
 
-TEST(RegionSetOps, Union) {
+TEST(RegionSetOps, UnionAndIntersectionInEitherOrder) {
     const struct {
-        Region a, b, expected;
+        Region a, b, both, overlap;
     } cases[] = {
-        {Region(0, 0, 10, 10), Region(5, 5, 10, 10), Region(0, 0, 15, 15)},
-        {Region(5, 5, 10, 10), Region(0, 0, 2, 2), Region(0, 0, 15, 15)},
-        {Region(0, 0, 10, 10), Region(2, 2, 3, 3), Region(0, 0, 10, 10)},
-        {Region(-5, -5, 10, 10), Region(0, 0, 20, 20), Region(-5, -5, 25, 25)},
-        {Region(100, 0, 1, 1), Region(0, 50, 1, 1), Region(0, 0, 101, 51)},
-        // An invalid operand contributes nothing, whatever its fields say.
-        {Region(1, 2, 3, 4), Invalid(-50, -50, 500, 500), Region(1, 2, 3, 4)},
-        {Invalid(-50, -50, 500, 500), Region(1, 2, 3, 4), Region(1, 2, 3, 4)},
-        {Region(), Region(), Region()},
+        {Region(0, 0, 10, 10), Region(5, 5, 10, 10), Region(0, 0, 15, 15), Region(5, 5, 5, 5)},
+        {Region(0, 0, 10, 10), Region(2, 3, 4, 5), Region(0, 0, 10, 10), Region(2, 3, 4, 5)},
+        {Region(5, 5, 10, 10), Region(0, 0, 2, 2), Region(0, 0, 15, 15), Region()},
+        {Region(100, 0, 1, 1), Region(0, 50, 1, 1), Region(0, 0, 101, 51), Region()},
+        // Touching edges do not overlap.
+        {Region(0, 0, 10, 10), Region(10, 0, 5, 5), Region(0, 0, 15, 10), Region()},
+        {Region(0, 0, 10, 10), Region(0, 10, 5, 5), Region(0, 0, 10, 15), Region()},
+        {Region(-5, -5, 10, 10), Region(0, 0, 20, 20), Region(-5, -5, 25, 25), Region(0, 0, 5, 5)},
+        {Region(-10, -10, 30, 30), Region(-5, -5, 20, 20), Region(-10, -10, 30, 30), Region(-5, -5, 20, 20)},
+        {Region(-10, -10, 30, 30), Region(5, -20, 100, 15), Region(-10, -20, 115, 40), Region(5, -10, 15, 5)},
+        // An invalid operand contributes nothing to a union, whatever its fields say, and leaves
+        // no overlap.
+        {Region(1, 2, 3, 4), Invalid(-50, -50, 500, 500), Region(1, 2, 3, 4), Region()},
+        {Region(0, 0, 10, 10), Invalid(0, 0, 10, 10), Region(0, 0, 10, 10), Region()},
+        {Region(), Region(), Region(), Region()},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(c.a | c.b, c.expected) << c.a << " | " << c.b;
+        SCOPED_TRACE(Text(c.a) + " with " + Text(c.b));
+        EXPECT_EQ(c.a | c.b, c.both);
+        EXPECT_EQ(c.b | c.a, c.both);
+        EXPECT_EQ(c.a & c.b, c.overlap);
+        EXPECT_EQ(c.b & c.a, c.overlap);
     }
 }
 
 TEST(RegionSetOps, UnionWithPoint) {
-    EXPECT_EQ(Region(10, 10, 5, 5) | p2f(2.5f, 12), Region(2, 10, 13, 5));
-    EXPECT_EQ(Region(10, 10, 5, 5) | p2f(20.7f, 11), Region(10, 10, 10, 5));
-    EXPECT_EQ(Region(10, 10, 5, 5) | p2f(12, 12), Region(10, 10, 5, 5));
-
-    const Region fromNothing = Region() | p2f(3.9f, -1.5f);
-    EXPECT_TRUE(fromNothing.IsValid());
-    EXPECT_EQ(fromNothing.x, 3);
-    EXPECT_EQ(fromNothing.y, -1);
-    EXPECT_EQ(fromNothing.width, 0u);
-    EXPECT_EQ(fromNothing.height, 0u);
-
-    // Points gathered one by one from nothing.
-    Region r;
-    for (const p2f& p : {p2f(4, 4), p2f(1, 7), p2f(9, 2)}) {
-        r = r | p;
-    }
-    EXPECT_EQ(r.x, 1);
-    EXPECT_EQ(r.y, 2);
-    EXPECT_EQ(r.width, 8u);
-    EXPECT_EQ(r.height, 5u);
-    EXPECT_TRUE(r.IsValid());
-}
-
-TEST(RegionSetOps, Intersection) {
     const struct {
-        Region a, b, expected;
+        Region got, expected;
     } cases[] = {
-        {Region(0, 0, 10, 10), Region(5, 5, 10, 10), Region(5, 5, 5, 5)},
-        {Region(0, 0, 10, 10), Region(2, 3, 4, 5), Region(2, 3, 4, 5)},
-        {Region(0, 0, 10, 10), Region(10, 0, 5, 5), Region()}, // touching edges
-        {Region(0, 0, 10, 10), Region(0, 10, 5, 5), Region()},
-        {Region(0, 0, 10, 10), Region(20, 20, 5, 5), Region()},
-        {Region(-10, -10, 30, 30), Region(-5, -5, 20, 20), Region(-5, -5, 20, 20)},
-        {Region(-10, -10, 30, 30), Region(5, -20, 100, 15), Region(5, -10, 15, 5)},
-        {Region(0, 0, 10, 10), Invalid(0, 0, 10, 10), Region()},
-        {Invalid(0, 0, 10, 10), Region(0, 0, 10, 10), Region()},
+        {Region(10, 10, 5, 5) | p2f(2.5f, 12), Region(2, 10, 13, 5)},
+        {Region(10, 10, 5, 5) | p2f(20.7f, 11), Region(10, 10, 10, 5)},
+        {Region(10, 10, 5, 5) | p2f(12, 12), Region(10, 10, 5, 5)},
+        // From nothing: the empty rectangle at the point (truncated toward zero), valid.
+        {Region() | p2f(3.9f, -1.5f), Flagged(3, -1, 0, 0, true)},
+        {Region() | p2f(4, 4) | p2f(1, 7) | p2f(9, 2), Region(1, 2, 8, 5)},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(c.a & c.b, c.expected) << c.a << " & " << c.b;
-        EXPECT_EQ(c.b & c.a, c.expected) << c.b << " & " << c.a;
+        EXPECT_EQ(c.got, c.expected);
     }
 }
 
@@ -156,63 +149,38 @@ TEST(RegionEdits, GrowFlipOffsetScale) {
     }
 }
 
-TEST(Region3dOps, UnionWithPointsAndBoxes) {
-    Region3d box;
-    box = box | p3f(1, 2, 3);
-    EXPECT_TRUE(box.IsValid());
-    EXPECT_EQ(box.GetMinimum(), p3f(1, 2, 3));
-    EXPECT_EQ(box.GetMaximum(), p3f(1, 2, 3));
-    box = box | p3f(-1, 5, 3) | p3f(0, 0, 10);
-    EXPECT_EQ(box.GetMinimum(), p3f(-1, 0, 3));
-    EXPECT_EQ(box.GetMaximum(), p3f(1, 5, 10));
-
-    const Region3d a(p3f(0, 0, 0), p3f(1, 1, 1));
+TEST(Region3dOps, UnionIntersectionAndGrow) {
+    const Region3d a(p3f(0, 0, 0), p3f(2, 2, 2));
     const Region3d b(p3f(-1, 0.5f, 2), p3f(0.5f, 3, 4));
-    const Region3d u = a | b;
-    EXPECT_TRUE(u.IsValid());
-    EXPECT_EQ(u.GetMinimum(), p3f(-1, 0, 0));
-    EXPECT_EQ(u.GetMaximum(), p3f(1, 3, 4));
-
+    const Region3d tall(p3f(0, 0, 0), p3f(2, 4, 6));
     Region3d stale = b;
     stale.Reset();
-    EXPECT_FALSE(stale.IsValid());
-    EXPECT_EQ(stale.GetMaximum(), b.GetMaximum()); // corners stay
-    EXPECT_EQ((a | stale).GetMaximum(), a.GetMaximum());
-    EXPECT_EQ((stale | a).GetMinimum(), a.GetMinimum());
-    EXPECT_TRUE((stale | a).IsValid());
-}
-
-TEST(Region3dOps, Intersection) {
-    const Region3d a(p3f(0, 0, 0), p3f(2, 2, 2));
-    const Region3d overlap = a & Region3d(p3f(1, -1, 1), p3f(3, 1, 5));
-    EXPECT_TRUE(overlap.IsValid());
-    EXPECT_EQ(overlap.GetMinimum(), p3f(1, 0, 1));
-    EXPECT_EQ(overlap.GetMaximum(), p3f(2, 1, 2));
-
-    // Touching faces meet in a valid box of zero thickness.
-    const Region3d touching = a & Region3d(p3f(2, 0, 0), p3f(3, 2, 2));
-    EXPECT_TRUE(touching.IsValid());
-    EXPECT_EQ(touching.GetMinimum().x, 2.0f);
-    EXPECT_EQ(touching.GetMaximum().x, 2.0f);
-
-    const Region3d apart = a & Region3d(p3f(0, 0, 2.5f), p3f(1, 1, 3));
-    EXPECT_FALSE(apart.IsValid());
-    EXPECT_EQ(apart.GetMaximum(), p3f());
-
-    EXPECT_FALSE((a & Region3d()).IsValid());
-    EXPECT_FALSE((Region3d() & a).IsValid());
-}
-
-TEST(Region3dOps, GrowMovesFacesByTheMagnitude) {
-    const Region3d a(p3f(0, 0, 0), p3f(2, 4, 6));
-    for (const p3f& d : {p3f(1, 2, 0.5f), p3f(-1, 2, -0.5f), p3f(-1, -2, -0.5f)}) {
-        const Region3d g = a.Grow(d);
-        EXPECT_EQ(g.GetMinimum(), p3f(-1, -2, -0.5f)) << d;
-        EXPECT_EQ(g.GetMaximum(), p3f(3, 6, 6.5f)) << d;
+    const struct {
+        const char* what;
+        Region3d got, expected;
+    } cases[] = {
+        {"point into nothing", Region3d() | p3f(1, 2, 3), Region3d(p3f(1, 2, 3), p3f(1, 2, 3))},
+        {"points", Region3d() | p3f(1, 2, 3) | p3f(-1, 5, 3) | p3f(0, 0, 10),
+         Region3d(p3f(-1, 0, 3), p3f(1, 5, 10))},
+        {"boxes", a | b, Region3d(p3f(-1, 0, 0), p3f(2, 3, 4))},
+        {"reset keeps the corners", stale, Invalid(b.GetMinimum(), b.GetMaximum())},
+        {"invalid right operand", a | stale, a},
+        {"invalid left operand", stale | a, a},
+        {"overlap", a & Region3d(p3f(1, -1, 1), p3f(3, 1, 5)), Region3d(p3f(1, 0, 1), p3f(2, 1, 2))},
+        // Touching faces meet in a valid box of zero thickness.
+        {"touching", a & Region3d(p3f(2, 0, 0), p3f(3, 2, 2)), Region3d(p3f(2, 0, 0), p3f(2, 2, 2))},
+        {"apart", a & Region3d(p3f(0, 0, 2.5f), p3f(1, 1, 3)), Region3d()},
+        {"overlap with nothing", a & Region3d(), Region3d()},
+        {"overlap of nothing", Region3d() & a, Region3d()},
+        // Faces move by the magnitude, whatever the signs.
+        {"grow", tall.Grow(p3f(1, 2, 0.5f)), Region3d(p3f(-1, -2, -0.5f), p3f(3, 6, 6.5f))},
+        {"grow by negatives", tall.Grow(p3f(-1, 2, -0.5f)), Region3d(p3f(-1, -2, -0.5f), p3f(3, 6, 6.5f))},
+        {"grow all negative", tall.Grow(p3f(-1, -2, -0.5f)), Region3d(p3f(-1, -2, -0.5f), p3f(3, 6, 6.5f))},
+        {"grow nothing", Region3d().Grow(p3f(1, 1, 1)), Region3d()},
+    };
+    for (const auto& c : cases) {
+        EXPECT_TRUE(Same(c.got, c.expected)) << c.what;
     }
-    const Region3d g = Region3d().Grow(p3f(1, 1, 1));
-    EXPECT_FALSE(g.IsValid());
-    EXPECT_EQ(g.GetMaximum(), p3f());
 }
 
 TEST(Region3dOps, ConvertsToTheCoveringRegion) {
@@ -233,9 +201,7 @@ TEST(Region3dOps, ConvertsToTheCoveringRegion) {
 
 TEST(RegionStream, Texts) {
     EXPECT_EQ(Text(Region(-3, 4, 5, 6)), "-3,4 5,6");
-    std::ostringstream os;
-    os << Region3d(p3f(0, 0.5f, 0), p3f(1, 2, 3));
-    EXPECT_EQ(os.str(), "(0,0.5,0) (1,2,3) 1");
+    EXPECT_EQ(Text(Region3d(p3f(0, 0.5f, 0), p3f(1, 2, 3))), "(0,0.5,0) (1,2,3) 1");
     std::ostringstream named;
     named << std::boolalpha << Region3d();
     EXPECT_EQ(named.str(), "(0,0,0) (0,0,0) false");
