@@ -1,7 +1,8 @@
 // Tile loops on a real context: the tiles and their order, the supersampling factors and sizes,
 // the box-filtered resolve against a supersampled CPU reference, where Write puts an image, the
-// copy across tiles, the flipped read of RS3dPerspective, handing a target over, the state after
-// the loop, and a loop made away from the GL worker thread.
+// copy across tiles (also under the flipped read of RS3dPerspective), handing a target over, the
+// state after the loop, and a loop made away from the GL worker thread. Where the perspective
+// projections put a drawing is checked in TexturePaths_gl_test.cpp.
 
 #include "core/Errors.h"
 #include "gl/context/Capabilities.h"
@@ -13,6 +14,7 @@
 #include "gl/targets/RenderedTexture.h"
 #include "gl/targets/TiledBuffer.h"
 #include "gl/texture/Texture.h"
+#include "support/PixelLayouts.h"
 #include "support/TestImage.h"
 
 #include <GL/gl.h>
@@ -58,19 +60,30 @@ void FillRect(float x0, float y0, float x1, float y1, float r, float g, float b,
     glEnd();
 }
 
-// Largest difference in steps between two RGBA8 images (memory rows compared as they lie).
-int LargestByteError(const TestImage& a, const TestImage& b, long* worstX = nullptr, long* worstY = nullptr) {
+// Whether an RGBA8 image is within `tolerance` steps of want(px, py), the bytes expected at
+// picture position (px, py) (rows from the bottom, whatever the image's row order); names the
+// worst pixel, and gives the largest error.
+template <class Want>
+::testing::AssertionResult Within(int tolerance, const TestImage& image, Want want, int* largest = nullptr) {
     int worst = 0;
-    for (long y = 0; y < a.GetHeight(); ++y)
-        for (long x = 0; x < a.GetWidth() * 4; ++x) {
-            const int d = std::abs(int(a.Row(y)[x]) - int(b.Row(y)[x]));
-            if (d > worst) {
-                worst = d;
-                if (worstX)
-                    *worstX = x / 4, *worstY = y;
-            }
+    std::string where;
+    for (long y = 0; y < image.GetHeight(); ++y)
+        for (long x = 0; x < image.GetWidth(); ++x) {
+            const long py = zep6test::PictureRow(image, y);
+            const unsigned char *got = image.Row(y) + x * 4, *expected = want(x, py);
+            for (int c = 0; c < 4; ++c)
+                if (std::abs(got[c] - expected[c]) > worst) {
+                    worst = std::abs(got[c] - expected[c]);
+                    where = "(" + std::to_string(x) + ", " + std::to_string(py) + ") channel " +
+                            std::to_string(c) + ": got " + std::to_string(got[c]) + ", want " +
+                            std::to_string(expected[c]);
+                }
         }
-    return worst;
+    if (largest)
+        *largest = worst;
+    if (worst <= tolerance)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "largest error " << worst << " steps, at " << where;
 }
 
 // Every pixel differs from its neighbours in some channel and no two tiles look alike.
@@ -155,8 +168,7 @@ TEST(TiledBuffer, LoopRestoresTheStateAndRewindCutsAgain) {
         glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT, &after);
         EXPECT_EQ(after, framebuffer);
         glGetIntegerv(GL_VIEWPORT, viewport);
-        EXPECT_EQ(viewport[0], 1);
-        EXPECT_EQ(viewport[3], 4);
+        EXPECT_EQ(std::vector<GLint>(viewport, viewport + 4), std::vector<GLint>({1, 2, 3, 4}));
         GLdouble projection[16], model[16];
         glGetDoublev(GL_PROJECTION_MATRIX, projection);
         glGetDoublev(GL_MODELVIEW_MATRIX, model);
@@ -202,9 +214,12 @@ TEST_P(OffWorker, LoopOnlyClearsTheDestination) {
         for (long i = 0; i < pixelBytes + padding; ++i)
             ASSERT_EQ(destination.Row(y)[i], i < pixelBytes && !row.readOnly ? 0 : 0x77)
                 << "row " << y << " byte " << i;
-    // Nothing else happens: a write and a read are no-ops without a target.
+    // Nothing else happens: a write and a read without a target leave every byte alone.
+    destination.Fill(0x33);
     tiles.Write(&destination, 0, 0);
     tiles.Read(&destination);
+    EXPECT_EQ(std::count(destination.Bytes(), destination.Bytes() + destination.ByteCount(), 0x33),
+              static_cast<long>(destination.ByteCount()));
     EXPECT_FALSE(tiles.Next());
 }
 
@@ -213,109 +228,72 @@ INSTANTIATE_TEST_SUITE_P(Layouts, OffWorker, ::testing::ValuesIn(kClearRows),
                              return std::string(info.param.name);
                          });
 
-TEST(TiledBuffer, NullDestinationHasNoLoop) {
-    ASSERT_TRUE(OnWorker([] {
-        TiledBuffer tiles(nullptr);
-        EXPECT_EQ(tiles.Width(), 0);
-        EXPECT_FALSE(tiles.Next());
-    }));
-}
-
 // ---- Write ---------------------------------------------------------------------------------
 
 // 2100 x 1100 is four tiles: 2048 and 52 columns, 1080 and 20 rows.
 constexpr long kFrameWidth = 2100;
 constexpr long kFrameHeight = 1100;
 
-class CopyAcrossTiles : public ::testing::TestWithParam<bool> {};
-
-// Write(image, 0, 0) of an image of the destination's size copies it, tile by tile, whatever the
-// orientation of the destination.
-TEST_P(CopyAcrossTiles, ImageOfTheDestinationsSizeIsCopied) {
-    TestImage source(Formats::RGBA8, kFrameWidth, kFrameHeight);
-    FillPattern(source);
-    TestImage destination(Formats::RGBA8, kFrameWidth, kFrameHeight);
-    destination.SetBottomUp(GetParam());
-    ASSERT_TRUE(OnWorker([&] {
-        TiledBuffer tiles(&destination);
-        while (tiles.Next()) {
-            Push<BlendFunc> replace(BlendFunc::Replace);
-            tiles.Write(&source, 0, 0);
-        }
-    }));
-    // The same picture: compare by picture rows.
-    int worst = 0;
-    for (long y = 0; y < kFrameHeight; ++y) {
-        const long memoryRow = GetParam() ? y : kFrameHeight - 1 - y;
-        for (long x = 0; x < kFrameWidth * 4; ++x)
-            worst = std::max(worst, std::abs(int(destination.Row(memoryRow)[x]) - int(source.Row(y)[x])));
-    }
-    // 8-bit values pass through half floats and back: at most one step.
-    EXPECT_LE(worst, 1);
-    std::printf("tiled copy %s: largest error %d steps\n", GetParam() ? "bottom-up" : "top-down", worst);
-}
-
-INSTANTIATE_TEST_SUITE_P(Orientation, CopyAcrossTiles, ::testing::Values(true, false),
-                         [](const ::testing::TestParamInfo<bool>& info) {
-                             return std::string(info.param ? "BottomUp" : "TopDown");
-                         });
-
-struct PlacementRow {
+struct WriteRow {
     const char* name;
+    const char* label;  // in the printed figure
+    long width, height; // the image's
+    bool imageBottomUp, destinationBottomUp;
+    bool rs3d;                    // RS3dPerspective first: tiles are read back flipped
     float translateX, translateY; // model-view translation set before writing
     int x, y;                     // Write's arguments
 };
 
-// Both put the image's lower-left corner at (2030, 1070): straddling all four tiles.
-const PlacementRow kPlacementRows[] = {
-    {"TranslatedModelView", 2000.0f, 1050.0f, 30, 20},
-    {"IdentityModelView", 0.0f, 0.0f, 2030, 1070},
+// clang-format off
+const WriteRow kWriteRows[] = {
+    // An image of the destination's size written at (0, 0) is copied tile by tile, whatever the
+    // destination's row order, and lands upright under the flipped read of RS3dPerspective.
+    {"CopyBottomUp", "bottom-up", kFrameWidth, kFrameHeight, true, true, false, 0, 0, 0, 0},
+    {"CopyTopDown", "top-down", kFrameWidth, kFrameHeight, true, false, false, 0, 0, 0, 0},
+    {"CopyUnderRS3dPerspective", "RS3dPerspective", kFrameWidth, kFrameHeight, true, true, true, 0, 0, 0, 0},
+    // A top-down image at its own size, its lower-left corner at (2030, 1070) both ways:
+    // straddling all four tiles.
+    {"TranslatedModelView", "40 x 30 translated", 40, 30, false, true, false, 2000, 1050, 30, 20},
+    {"IdentityModelView", "40 x 30 at (2030, 1070)", 40, 30, false, true, false, 0, 0, 2030, 1070},
 };
+// clang-format on
 
-class WritePlacement : public ::testing::TestWithParam<PlacementRow> {};
+class WritePlacement : public ::testing::TestWithParam<WriteRow> {};
 
 TEST_P(WritePlacement, ImageLandsAtItsOwnSizeWhereTheModelViewPutsIt) {
-    const PlacementRow& row = GetParam();
-    constexpr long kX = 2030, kY = 1070, kW = 40, kH = 30;
-    TestImage image(Formats::RGBA8, kW, kH);
-    image.SetBottomUp(false); // rows counted from the bottom of the picture still
-    for (long py = 0; py < kH; ++py)
-        for (long x = 0; x < kW; ++x) {
-            unsigned char* p = image.Row(kH - 1 - py) + x * 4;
-            p[0] = static_cast<unsigned char>(6 * x), p[1] = static_cast<unsigned char>(8 * py), p[2] = 200,
-            p[3] = 255;
-        }
+    const WriteRow& row = GetParam();
+    TestImage image(Formats::RGBA8, row.width, row.height);
+    image.SetBottomUp(row.imageBottomUp);
+    FillPattern(image);
     TestImage destination(Formats::RGBA8, kFrameWidth, kFrameHeight);
+    destination.SetBottomUp(row.destinationBottomUp);
     ASSERT_TRUE(OnWorker([&] {
         TiledBuffer tiles(&destination);
         while (tiles.Next()) {
             FillRect(0, 0, kFrameWidth, kFrameHeight, 0.2f, 0.4f, 0.6f, 1.0f);
+            if (row.rs3d)
+                tiles.RS3dPerspective(-1.0f, 1.0f, -1.0f, 1.0f, 1.0f, 10.0f);
             glColor4f(1.0f, 1.0f, 1.0f, 1.0f); // the image is modulated by the current colour
             glTranslatef(row.translateX, row.translateY, 0.0f);
             Push<BlendFunc> replace(BlendFunc::Replace);
             tiles.Write(&image, row.x, row.y);
         }
     }));
-    TestImage expected(Formats::RGBA8, kFrameWidth, kFrameHeight);
-    for (long y = 0; y < kFrameHeight; ++y)
-        for (long x = 0; x < kFrameWidth; ++x) {
-            unsigned char* p = expected.Row(y) + x * 4;
-            if (x >= kX && x < kX + kW && y >= kY && y < kY + kH)
-                std::memcpy(p, image.Row(kH - 1 - (y - kY)) + (x - kX) * 4, 4);
-            else
-                p[0] = 51, p[1] = 102, p[2] = 153, p[3] = 255;
-        }
-    long wx = 0, wy = 0;
-    const int worst = LargestByteError(destination, expected, &wx, &wy);
-    EXPECT_LE(worst, 1) << "worst at (" << wx << ", " << wy << "): got " << int(destination.Row(wy)[wx * 4])
-                        << " " << int(destination.Row(wy)[wx * 4 + 1]) << " "
-                        << int(destination.Row(wy)[wx * 4 + 2]) << ", want " << int(expected.Row(wy)[wx * 4])
-                        << " " << int(expected.Row(wy)[wx * 4 + 1]) << " "
-                        << int(expected.Row(wy)[wx * 4 + 2]);
+    const long x0 = row.x + static_cast<long>(row.translateX), y0 = row.y + static_cast<long>(row.translateY);
+    const unsigned char background[4] = {51, 102, 153, 255};
+    const auto want = [&](long px, long py) -> const unsigned char* {
+        if (px < x0 || py < y0 || px >= x0 + row.width || py >= y0 + row.height)
+            return background;
+        return image.Row(zep6test::PictureRow(image, py - y0)) + (px - x0) * 4;
+    };
+    // 8-bit values pass through half floats and back: at most one step.
+    int worst = 0;
+    EXPECT_TRUE(Within(1, destination, want, &worst));
+    std::printf("tiled copy %s: largest error %d steps\n", row.label, worst);
 }
 
-INSTANTIATE_TEST_SUITE_P(Placements, WritePlacement, ::testing::ValuesIn(kPlacementRows),
-                         [](const ::testing::TestParamInfo<PlacementRow>& info) {
+INSTANTIATE_TEST_SUITE_P(Placements, WritePlacement, ::testing::ValuesIn(kWriteRows),
+                         [](const ::testing::TestParamInfo<WriteRow>& info) {
                              return std::string(info.param.name);
                          });
 
@@ -337,52 +315,7 @@ TEST(TiledBuffer, WriteFitStretchesOverTheDestination) {
     }));
     // Nearest sampling: the left half takes the left pixel, the right half the right one; the
     // tile boundary at 2048 lies in the right half.
-    for (long y : {0L, 39L})
-        for (long x : {0L, 1049L, 1050L, 2047L, 2048L, kFrameWidth - 1}) {
-            const unsigned char* want = x < kFrameWidth / 2 ? left : right;
-            const unsigned char* got = destination.Row(y) + x * 4;
-            EXPECT_EQ(std::memcmp(got, want, 4), 0)
-                << "pixel " << x << ", " << y << ": " << int(got[0]) << " " << int(got[1]) << " "
-                << int(got[2]) << " " << int(got[3]);
-        }
-}
-
-// ---- RS3dPerspective -----------------------------------------------------------------------
-
-// A frame two tiles high: the frustum's normalised square covers the destination, and the read
-// flips it. A red block drawn at the bottom-left of the frustum ends at the top-left.
-TEST(TiledBuffer, RS3dPerspectiveFlipsTheReadBack) {
-    constexpr long kW = 64, kH = 1200; // tiles of 1080 and 120 rows
-    TestImage destination(Formats::RGBA8, kW, kH);
-    TestImage image(Formats::RGBA8, kW, kH);
-    FillPattern(image);
-    TestImage written(Formats::RGBA8, kW, kH);
-    ASSERT_TRUE(OnWorker([&] {
-        TiledBuffer tiles(&destination);
-        while (tiles.Next()) {
-            tiles.RS3dPerspective(-1.0f, 1.0f, -1.0f, 1.0f, 1.0f, 10.0f);
-            glDisable(GL_DEPTH_TEST);
-            // At z = -2 the frustum's normalised coordinates are half the model coordinates.
-            glTranslatef(0.0f, 0.0f, -2.0f);
-            FillRect(-2.0f, -2.0f, 2.0f, 2.0f, 0.0f, 0.0f, 1.0f, 1.0f);
-            FillRect(-2.0f, -2.0f, 0.0f, -1.0f, 1.0f, 0.0f, 0.0f, 1.0f); // x < W/2, y < H/4
-        }
-        // Under the flip, Write still lands upright.
-        TiledBuffer copy(&written);
-        while (copy.Next()) {
-            copy.RS3dPerspective(-1.0f, 1.0f, -1.0f, 1.0f, 1.0f, 10.0f);
-            Push<BlendFunc> replace(BlendFunc::Replace);
-            copy.Write(&image, 0, 0);
-        }
-    }));
-    for (long y = 0; y < kH; ++y)
-        for (long x = 0; x < kW; ++x) {
-            const bool red = x < kW / 2 && y >= kH - kH / 4;
-            const unsigned char* p = destination.Row(y) + x * 4;
-            ASSERT_TRUE(p[0] == (red ? 255 : 0) && p[2] == (red ? 0 : 255) && p[3] == 255)
-                << "pixel " << x << ", " << y << " is " << int(p[0]) << " " << int(p[1]) << " " << int(p[2]);
-        }
-    EXPECT_LE(LargestByteError(written, image), 1);
+    EXPECT_TRUE(Within(0, destination, [&](long x, long) { return x < kFrameWidth / 2 ? left : right; }));
 }
 
 // ---- AcquireRender -------------------------------------------------------------------------
@@ -408,11 +341,8 @@ TEST(TiledBuffer, AcquireRenderHandsOverTheTileAndGoesOn) {
         delete handed;
     }));
     const unsigned char red[4] = {255, 0, 0, 255}, green[4] = {0, 255, 0, 255};
-    for (long y = 0; y < 20; ++y)
-        for (long x = 0; x < 40; ++x) {
-            ASSERT_EQ(std::memcmp(handedPixels.Row(y) + x * 4, red, 4), 0) << x << ", " << y;
-            ASSERT_EQ(std::memcmp(destination.Row(y) + x * 4, green, 4), 0) << x << ", " << y;
-        }
+    EXPECT_TRUE(Within(0, handedPixels, [&](long, long) { return red; }));
+    EXPECT_TRUE(Within(0, destination, [&](long, long) { return green; }));
 }
 
 // ---- Supersampling -------------------------------------------------------------------------
@@ -428,11 +358,17 @@ const LevelRow kLevelRows[] = {
     {4, 6, 341, 180},   {5, 8, 256, 135},  {6, 1, 2048, 1080}, {-1, 1, 2048, 1080},
 };
 
-class Supersampling : public ::testing::TestWithParam<LevelRow> {};
+// Each level's factor and target sizes (levels outside 1 to 5 give factor 1); then a hard-edged
+// triangle, white over opaque black, resolves to its coverage of the F x F sample points of each
+// pixel (the box filter of a supersampled CPU reference). The frame is 300 x 150: one tile up to
+// factor 6, four tiles (edge tiles narrower and lower) at factor 8.
+class SupersampledDrawing : public ::testing::TestWithParam<LevelRow> {};
 
-TEST_P(Supersampling, FactorAndTargetSizes) {
+TEST_P(SupersampledDrawing, HardEdgeResolvesToBoxFilteredCoverage) {
     const LevelRow& row = GetParam();
-    TestImage destination(Formats::RGBA8, 16, 16);
+    constexpr long kW = 300, kH = 150;
+    const double vx[3] = {13.37, 287.71, 101.13}, vy[3] = {7.29, 51.83, 143.41};
+    TestImage destination(Formats::RGBA32F, kW, kH);
     ASSERT_TRUE(OnWorker([&] {
         AntiAliasBuffer buffer(&destination, row.level);
         EXPECT_EQ(buffer.GetAntialiasScaler(), float(row.factor));
@@ -446,22 +382,6 @@ TEST_P(Supersampling, FactorAndTargetSizes) {
             EXPECT_EQ(buffer.SupersampleTarget()->Width(), row.factor * row.tileWidth);
             EXPECT_EQ(buffer.SupersampleTarget()->Height(), row.factor * row.tileHeight);
         }
-    }));
-}
-
-// A hard-edged triangle, white over opaque black, resolves to its coverage of the F x F sample
-// points of each pixel (the box filter of a supersampled CPU reference). The frame is 300 x 150:
-// one tile up to factor 6, four tiles (edge tiles narrower and lower) at factor 8.
-// Levels 0 to 5: every factor once (the other rows repeat factor 1).
-class SupersampledDrawing : public ::testing::TestWithParam<LevelRow> {};
-
-TEST_P(SupersampledDrawing, HardEdgeResolvesToBoxFilteredCoverage) {
-    const LevelRow& row = GetParam();
-    constexpr long kW = 300, kH = 150;
-    const double vx[3] = {13.37, 287.71, 101.13}, vy[3] = {7.29, 51.83, 143.41};
-    TestImage destination(Formats::RGBA32F, kW, kH);
-    ASSERT_TRUE(OnWorker([&] {
-        AntiAliasBuffer buffer(&destination, row.level);
         while (buffer.Next()) {
             FillRect(0, 0, kW, kH, 0.0f, 0.0f, 0.0f, 1.0f);
             Push<BlendFunc> replace(BlendFunc::Replace);
@@ -485,9 +405,9 @@ TEST_P(SupersampledDrawing, HardEdgeResolvesToBoxFilteredCoverage) {
     const double kAmbiguous = 0.02;
     // The resolve sums F^2 samples weighted 1/F^2 in float storage when the driver has float
     // textures; otherwise in the best type, where each addition can lose a unit of its last place.
-    const double storage = IsFloatSupported() ? 1e-6 : Texture::GetBestType() == GL_HALF_FLOAT_ARB
-                                                           ? std::ldexp(1.0, -11)
-                                                           : 1.0 / 255.0;
+    const double storage = IsFloatSupported()                            ? 1e-6
+                           : Texture::GetBestType() == GL_HALF_FLOAT_ARB ? std::ldexp(1.0, -11)
+                                                                         : 1.0 / 255.0;
     const double tolerance = (f * f + 1) * storage;
     double worst = 0.0;
     long judged = 0, partial = 0;
@@ -529,21 +449,21 @@ TEST_P(SupersampledDrawing, HardEdgeResolvesToBoxFilteredCoverage) {
                 worst, tolerance, judged, kW * kH);
 }
 
-INSTANTIATE_TEST_SUITE_P(Levels, Supersampling, ::testing::ValuesIn(kLevelRows),
+INSTANTIATE_TEST_SUITE_P(Levels, SupersampledDrawing, ::testing::ValuesIn(kLevelRows),
                          [](const ::testing::TestParamInfo<LevelRow>& info) {
                              return "Level" + std::to_string(info.param.level < 0 ? 99 : info.param.level);
                          });
-INSTANTIATE_TEST_SUITE_P(Levels, SupersampledDrawing, ::testing::ValuesIn(kLevelRows, kLevelRows + 6),
-                         [](const ::testing::TestParamInfo<LevelRow>& info) {
-                             return "Level" + std::to_string(info.param.level);
-                         });
 
-// An invalid destination gives no targets; the loop does nothing.
-TEST(AntiAliasBuffer, InvalidDestinationHasNoTargets) {
-    TestImage destination(Formats::RGBA8, 16, 16);
-    destination.SetNullBase(true);
+// A null destination, or for supersampling one without pixels, gives no targets and a loop that
+// does nothing; the supersampling factor is still the level's.
+TEST(TiledBuffer, NullOrInvalidDestinationHasNoLoop) {
+    TestImage invalid(Formats::RGBA8, 16, 16);
+    invalid.SetNullBase(true);
     ASSERT_TRUE(OnWorker([&] {
-        AntiAliasBuffer buffer(&destination, 3);
+        TiledBuffer tiles(nullptr);
+        EXPECT_EQ(tiles.Width(), 0);
+        EXPECT_FALSE(tiles.Next());
+        AntiAliasBuffer buffer(&invalid, 3);
         EXPECT_EQ(buffer.GetAntialiasScaler(), 4.0f);
         EXPECT_EQ(buffer.TileTarget(), nullptr);
         EXPECT_EQ(buffer.SupersampleTarget(), nullptr);
