@@ -138,25 +138,28 @@ V4 ToV4(const Rgba& p) {
     return {p[0], p[1], p[2], p[3]};
 }
 
+// One texture of the grid: pixel (x, y) pairs front x with back y, so `values` runs along x or y.
+std::vector<Rgba> Grid(const std::vector<Rgba>& values, bool alongX) {
+    std::vector<Rgba> pixels;
+    for (std::size_t y = 0; y < kBacks.size(); ++y)
+        for (std::size_t x = 0; x < kFronts.size(); ++x)
+            pixels.push_back(values[alongX ? x : y]);
+    return pixels;
+}
+
 enum class Main { Straight, Light };
 
 class ApplyModeTest : public GlProgramTest {
 protected:
+    const int w_ = static_cast<int>(kFronts.size()), h_ = static_cast<int>(kBacks.size());
+
     void SetUp() override {
         GlProgramTest::SetUp();
-        const int w = static_cast<int>(kFronts.size()), h = static_cast<int>(kBacks.size());
-        target_ = std::make_unique<FloatTarget>(w, h);
+        target_ = std::make_unique<FloatTarget>(w_, h_);
         ASSERT_TRUE(target_->IsComplete());
-        std::vector<Rgba> front, back, lightBack;
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x) {
-                front.push_back(kFronts[static_cast<std::size_t>(x)]);
-                back.push_back(kBacks[static_cast<std::size_t>(y)]);
-                lightBack.push_back(lightBacks_[static_cast<std::size_t>(y)]);
-            }
-        front_ = std::make_unique<FloatTexture>(w, h, front);
-        back_ = std::make_unique<FloatTexture>(w, h, back);
-        lightBack_ = std::make_unique<FloatTexture>(w, h, lightBack);
+        front_ = std::make_unique<FloatTexture>(w_, h_, Grid(kFronts, true));
+        back_ = std::make_unique<FloatTexture>(w_, h_, Grid(kBacks, false));
+        lightBack_ = std::make_unique<FloatTexture>(w_, h_, Grid(lightBacks_, false));
         front_->BindOn(0);
     }
 
@@ -164,41 +167,32 @@ protected:
     // reference, relative to the reference's magnitude above 1: a result divided by a small
     // alpha is large, and so is its float rounding.
     double Draw(const ModeCase& c, Main main, float mix) {
-        const int w = static_cast<int>(kFronts.size()), h = static_cast<int>(kBacks.size());
+        const bool straight = main == Main::Straight;
         target_->Clear({-1, -1, -1, -1});
-        EffectProgram* program = c.mode;
-        (main == Main::Straight ? back_ : lightBack_)->BindOn(1);
-        if (main == Main::Straight) {
+        (straight ? back_ : lightBack_)->BindOn(1);
+        if (straight)
             c.mode->ApplyBound(mix);
-        } else {
+        else
             c.mode->ApplyLightBound(mix);
-            program = &c.mode->LightProgram();
-        }
-        if (c.mode == &ApplyMode::sSoftDissolve)
-            program->SetUniform("random", p2f(0, 0)); // rand() is then 0 everywhere
-        EffectProgram::DrawRegion(Region(w, h), GL_TEXTURE1);
+        if (c.mode == &ApplyMode::sSoftDissolve) // rand() is then 0 everywhere
+            (straight ? *c.mode : c.mode->LightProgram()).SetUniform("random", p2f(0, 0));
+        EffectProgram::DrawRegion(Region(w_, h_), GL_TEXTURE1);
         const std::vector<Rgba> out = target_->Read();
         double worst = 0;
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x) {
-                const V4 fg = ToV4(kFronts[static_cast<std::size_t>(x)]);
-                const V4 bg =
-                    ToV4((main == Main::Straight ? kBacks : lightBacks_)[static_cast<std::size_t>(y)]);
-                const V4 expected = main == Main::Straight ? StraightMain(fg, bg, mix, c.apply)
-                                                           : LightMain(fg, bg, mix, c.apply);
-                const Rgba& got = out[static_cast<std::size_t>(y * w + x)];
+        for (int y = 0; y < h_; ++y)
+            for (int x = 0; x < w_; ++x) {
+                const V4 fg = ToV4(kFronts[std::size_t(x)]);
+                const V4 bg = ToV4((straight ? kBacks : lightBacks_)[std::size_t(y)]);
+                const V4 expected =
+                    straight ? StraightMain(fg, bg, mix, c.apply) : LightMain(fg, bg, mix, c.apply);
                 for (int k = 0; k < 4; ++k) {
-                    const double e = expected[k];
-                    const double diff =
-                        std::abs(double(got[static_cast<std::size_t>(k)]) - e) / std::max(1.0, std::abs(e));
+                    const double got = out[std::size_t(y * w_ + x)][std::size_t(k)];
+                    const double diff = std::abs(got - expected[k]) / std::max(1.0, std::abs(expected[k]));
                     if (!(diff <= 1e-4)) // NaN fails too
-                        ADD_FAILURE() << c.name << (main == Main::Straight ? " straight" : " light")
-                                      << " mix " << mix << " front " << x << " back " << y << " channel " << k
-                                      << ": got " << got[static_cast<std::size_t>(k)] << ", expected " << e;
-                    if (std::isnan(diff))
-                        worst = INFINITY;
-                    else
-                        worst = std::max(worst, diff);
+                        ADD_FAILURE() << c.name << (straight ? " straight" : " light") << " mix " << mix
+                                      << " front " << x << " back " << y << " channel " << k << ": got "
+                                      << got << ", expected " << expected[k];
+                    worst = std::isnan(diff) ? INFINITY : std::max(worst, diff);
                 }
             }
         return worst;
@@ -233,17 +227,15 @@ TEST_F(ApplyModeTest, UnknownModesSelectNothing) {
         EXPECT_EQ(ApplyMode::GetApplyMode(static_cast<PixelApplyMode>(value)), nullptr) << value;
 }
 
+// The seed itself and its reset on selection are pure logic (ApplyMode_test); here it has to reach
+// the program's uniform.
 TEST_F(ApplyModeTest, SoftDissolveSeedIsResetOnSelection) {
     ApplyMode& dissolve = ApplyMode::sSoftDissolve;
     dissolve.ApplyRandom(1.0f);
-    EXPECT_EQ(dissolve.RandomSeed(), p2f(std::cos(1.0f) * 1920, std::sin(1.0f) * 1080));
-    EXPECT_EQ(ApplyMode::GetApplyMode(PixelApplySoftDissolve), &dissolve);
-    EXPECT_EQ(dissolve.RandomSeed(), p2f(1920, 0));
-
     dissolve.ApplyBound(1.0f);
     p2f seed;
     dissolve.GetUniform("random", seed);
-    EXPECT_EQ(seed, p2f(1920, 0)) << "the seed reaches the program when it is applied";
+    EXPECT_EQ(seed, p2f(std::cos(1.0f) * 1920, std::sin(1.0f) * 1080)) << "applying passes the seed on";
 
     // With the program current, a new seed is set at once.
     dissolve.ApplyRandom(0.5f);
@@ -266,19 +258,16 @@ TEST_F(ApplyModeTest, SoftDissolveTakesTheOverBranchAboveTheThreshold) {
     ApplyMode::sSoftDissolve.SetUniform("random", p2f(0, 0));
     EffectProgram::DrawRegion(Region(2, 1), GL_TEXTURE1);
     const std::vector<Rgba> out = target.Read();
-    for (int x = 0; x < 2; ++x) {
-        const V4 expected = StraightMain(
-            ToV4(front[static_cast<std::size_t>(x)]), ToV4(back[static_cast<std::size_t>(x)]), 1.0,
-            [](const V4& fg, const V4& bg) { return bg.a >= 1.0001 ? fg * fg.a + bg * (1 - fg.a) : fg; });
+    for (std::size_t x = 0; x < 2; ++x) {
+        const V4 expected = StraightMain(ToV4(front[x]), ToV4(back[x]), 1.0, modes::SoftDissolveUnseeded);
         for (int k = 0; k < 4; ++k)
-            EXPECT_NEAR(out[static_cast<std::size_t>(x)][static_cast<std::size_t>(k)], expected[k], 1e-4)
-                << "pixel " << x << " channel " << k;
+            EXPECT_NEAR(out[x][std::size_t(k)], expected[k], 1e-4) << "pixel " << x << " channel " << k;
     }
     EXPECT_GT(std::abs(out[0][0] - out[1][0]), 0.1f) << "the two branches give different colours";
 
-    // With the selector's seed rand() varies, but a transparent back never reaches the threshold.
-    const std::vector<Rgba> clear = {{0, 0, 0, 0}, {0, 0, 0, 0}};
-    FloatTexture none(2, 1, clear);
+    // With the selector's seed rand() varies, but a transparent back never reaches the threshold
+    // (the over branch would halve the alpha).
+    FloatTexture none(2, 1, {{0, 0, 0, 0}, {0, 0, 0, 0}});
     none.BindOn(1);
     ApplyMode::GetApplyMode(PixelApplySoftDissolve)->ApplyBound(1.0f);
     EffectProgram::DrawRegion(Region(2, 1), GL_TEXTURE1);

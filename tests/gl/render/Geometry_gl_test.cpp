@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <set>
 #include <utility>
 
@@ -22,6 +23,34 @@ std::set<std::pair<int, int>> PointSet(const FeedbackPolygon& polygon) {
     for (const auto& v : polygon)
         points.insert({static_cast<int>(std::lround(v.x)), static_cast<int>(std::lround(v.y))});
     return points;
+}
+
+// The normal a drawing leaves current, set first to one that no helper gives (OpenGL's default
+// (0, 0, 1) is what several of them give).
+p3f NormalAfter(const std::function<void()>& draw) {
+    glNormal3f(0.6f, 0.0f, 0.8f);
+    draw();
+    GLfloat n[3];
+    glGetFloatv(GL_CURRENT_NORMAL, n);
+    return p3f(n[0], n[1], n[2]);
+}
+
+// Expects every vertex at a + (b - a) s + (d - a) t + offset for its texture coordinate (s, t), and
+// (s, t) on a grid of nx x ny parameters; returns how many of the grid's points were used.
+std::size_t ExpectGridPoints(const std::vector<FeedbackVertex>& vertices, const p3f& a, const p3f& b,
+                             const p3f& d, const p3f& offset, int nx, int ny) {
+    std::set<std::pair<int, int>> used;
+    for (const auto& v : vertices) {
+        const p3f expected = a + (b - a) * v.s + (d - a) * v.t + offset;
+        EXPECT_NEAR(v.x, expected.x, 1e-3) << "at (" << v.s << ", " << v.t << ")";
+        EXPECT_NEAR(v.y, expected.y, 1e-3) << "at (" << v.s << ", " << v.t << ")";
+        const int i = static_cast<int>(std::lround(v.s * (nx - 1)));
+        const int j = static_cast<int>(std::lround(v.t * (ny - 1)));
+        EXPECT_NEAR(v.s, static_cast<float>(i) / (nx - 1), 1e-6);
+        EXPECT_NEAR(v.t, static_cast<float>(j) / (ny - 1), 1e-6);
+        used.insert({i, j});
+    }
+    return used.size();
 }
 
 struct RegionCase {
@@ -74,10 +103,7 @@ TEST_F(GeometryGlTest, DrawTexturedRegionMapsCornersToTextureCorners) {
         EXPECT_NEAR(v.t, (v.y - 6) / 8, 1e-5) << v.x << "," << v.y;
         EXPECT_FLOAT_EQ(v.z, 0.5f) << "z = 0 lies mid-depth";
     }
-    GLfloat normal[3];
-    glGetFloatv(GL_CURRENT_NORMAL, normal);
-    EXPECT_EQ(std::vector<float>(normal, normal + 3), (std::vector<float>{0, 0, 1}));
-    DrawTexturedRegion(region);
+    EXPECT_EQ(NormalAfter([&] { DrawTexturedRegion(region); }), p3f(0, 0, 1));
     EXPECT_EQ(Coverage(), RectangleCoverage(4, 6, 16, 14));
 }
 
@@ -98,23 +124,13 @@ TEST_F(GeometryGlTest, RasterProjectionMakesOneUnitOnePixel) {
         EXPECT_EQ(modelView[k], k % 5 == 0 ? 1.0f : 0.0f) << "model-view element " << k;
 
     // A unit square at (3, 9) lands on pixel (3, 9) and nowhere else.
-    glBegin(GL_QUADS);
-    glVertex2f(3, 9);
-    glVertex2f(4, 9);
-    glVertex2f(4, 10);
-    glVertex2f(3, 10);
-    glEnd();
+    glRecti(3, 9, 4, 10);
     EXPECT_EQ(Coverage(), RectangleCoverage(3, 9, 4, 10));
 
     // Half the size: the same square now covers 2 x 2 pixels from (6, 18).
     glClear(GL_COLOR_BUFFER_BIT);
     RasterProjection(kSize / 2, kSize / 2);
-    glBegin(GL_QUADS);
-    glVertex2f(3, 9);
-    glVertex2f(4, 9);
-    glVertex2f(4, 10);
-    glVertex2f(3, 10);
-    glEnd();
+    glRecti(3, 9, 4, 10);
     EXPECT_EQ(Coverage(), RectangleCoverage(6, 18, 8, 20));
 }
 
@@ -146,20 +162,13 @@ TEST_F(GeometryGlTest, QuadNormalFollowsTheCornerOrderAndFlip) {
         // A quad standing in the x-z plane.
         {p3f(0, 0, 0), p3f(2, 0, 0), p3f(2, 0, 2), p3f(0, 0, 2), p3f(0, 1, 0)},
     };
-    GLfloat n[3];
     for (const auto& c : cases) {
-        DrawQuad(c.a, c.b, c.c, c.d);
-        glGetFloatv(GL_CURRENT_NORMAL, n);
-        EXPECT_EQ(p3f(n[0], n[1], n[2]), c.normal) << "plain, expected " << c.normal;
-        DrawQuad(c.a, c.b, c.c, c.d, 3, 3, false);
-        glGetFloatv(GL_CURRENT_NORMAL, n);
-        EXPECT_EQ(p3f(n[0], n[1], n[2]), c.normal) << "divided, expected " << c.normal;
-        DrawQuad(c.a, c.b, c.c, c.d, 3, 3, true);
-        glGetFloatv(GL_CURRENT_NORMAL, n);
-        EXPECT_EQ(p3f(n[0], n[1], n[2]), -c.normal) << "flipped, expected " << -c.normal;
-        DrawQuad(c.a, p2f(), c.b, p2f(), c.c, p2f(), c.d, p2f(), 3, 3);
-        glGetFloatv(GL_CURRENT_NORMAL, n);
-        EXPECT_EQ(p3f(n[0], n[1], n[2]), c.normal) << "per-corner texture, expected " << c.normal;
+        EXPECT_EQ(NormalAfter([&] { DrawQuad(c.a, c.b, c.c, c.d); }), c.normal) << "plain";
+        EXPECT_EQ(NormalAfter([&] { DrawQuad(c.a, c.b, c.c, c.d, 3, 3, false); }), c.normal) << "divided";
+        EXPECT_EQ(NormalAfter([&] { DrawQuad(c.a, c.b, c.c, c.d, 3, 3, true); }), -c.normal) << "flipped";
+        EXPECT_EQ(NormalAfter([&] { DrawQuad(c.a, p2f(), c.b, p2f(), c.c, p2f(), c.d, p2f(), 3, 3); }),
+                  c.normal)
+            << "per-corner texture";
     }
 }
 
@@ -171,18 +180,9 @@ TEST_F(GeometryGlTest, DividedQuadPlacesGridPointsAndParameters) {
     const auto polygons = CapturePolygons([&] { DrawQuad(a, b, c, d, nx, ny, false); });
     // Each row of cells is a strip of 2 (nx - 1) triangles.
     ASSERT_EQ(polygons.size(), static_cast<size_t>(2 * (nx - 1) * (ny - 1)));
-    std::set<std::pair<int, int>> parameters;
-    for (const auto& v : AllVertices(polygons)) {
-        const p3f expected = a + (b - a) * v.s + (d - a) * v.t;
-        EXPECT_NEAR(v.x, expected.x, 1e-3) << "at (" << v.s << ", " << v.t << ")";
-        EXPECT_NEAR(v.y, expected.y, 1e-3) << "at (" << v.s << ", " << v.t << ")";
-        const int i = static_cast<int>(std::lround(v.s * (nx - 1)));
-        const int j = static_cast<int>(std::lround(v.t * (ny - 1)));
-        EXPECT_NEAR(v.s, static_cast<float>(i) / (nx - 1), 1e-6);
-        EXPECT_NEAR(v.t, static_cast<float>(j) / (ny - 1), 1e-6);
-        parameters.insert({i, j});
-    }
-    EXPECT_EQ(parameters.size(), static_cast<size_t>(nx * ny)) << "every grid point is used";
+    EXPECT_EQ(ExpectGridPoints(AllVertices(polygons), a, b, d, p3f(0, 0, 0), nx, ny),
+              static_cast<size_t>(nx * ny))
+        << "every grid point is used";
 
     // The divided quad covers the same pixels as the whole one.
     DrawQuad(a, b, c, d);
@@ -233,15 +233,8 @@ TEST_F(GeometryGlTest, DrawPlaneLaysATexturedGridOverTheParallelogram) {
         const auto vertices =
             AllVertices(CapturePolygons([&] { DrawPlane(a, b, c, d, size.first, size.second); }));
         ASSERT_FALSE(vertices.empty());
-        std::set<std::pair<int, int>> columnsRows;
-        for (const auto& v : vertices) {
-            const p3f expected = a + (b - a) * v.s + (d - a) * v.t + p3f(0.5f, 0.25f, 0);
-            EXPECT_NEAR(v.x, expected.x, 1e-3) << "at (" << v.s << ", " << v.t << ")";
-            EXPECT_NEAR(v.y, expected.y, 1e-3) << "at (" << v.s << ", " << v.t << ")";
-            columnsRows.insert({static_cast<int>(std::lround(v.s * (size.first - 1))),
-                                static_cast<int>(std::lround(v.t * (size.second - 1)))});
-        }
-        EXPECT_EQ(columnsRows.size(), static_cast<size_t>(size.first * size.second))
+        EXPECT_EQ(ExpectGridPoints(vertices, a, b, d, p3f(0.5f, 0.25f, 0), size.first, size.second),
+                  static_cast<size_t>(size.first * size.second))
             << size.first << " x " << size.second;
         glGetFloatv(GL_MODELVIEW_MATRIX, after);
         EXPECT_TRUE(std::equal(before, before + 16, after)) << "model-view restored";

@@ -10,8 +10,8 @@
 #include <GL/gl.h>
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <string>
+#include <tuple>
 
 using namespace OGL_ZEP6_AE;
 
@@ -38,51 +38,76 @@ protected:
     PushOpenGLContext saved_;
 };
 
-Color LightColor(int light, GLenum pname) {
-    Color c(0.0f);
-    glGetLightfv(GL_LIGHT0 + light, pname, c);
-    return c;
+// A parameter of a light (glGetLightfv) or of a face's material (glGetMaterialfv): a Color or p4f
+// for four values, a float for one.
+template <class T = Color> T Get(void (*get)(GLenum, GLenum, GLfloat*), GLenum which, GLenum pname) {
+    T value{};
+    get(which, pname, reinterpret_cast<float*>(&value));
+    return value;
+}
+template <class T = Color> T LightGet(int light, GLenum pname) {
+    return Get<T>(glGetLightfv, GL_LIGHT0 + light, pname);
+}
+
+GLint Integer(GLenum name) {
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+}
+
+// OpenGL's current colour, not the library's mirror of it.
+Color GlColor() {
+    float colour[4];
+    glGetFloatv(GL_CURRENT_COLOR, colour);
+    return Color(colour);
 }
 
 bool Enabled(GLenum cap) {
     return glIsEnabled(cap) == GL_TRUE;
 }
 
-// Every light's ambient, diffuse and specular colour and switch.
-struct AllLights {
-    Color ambient[8], diffuse[8], specular[8];
-    bool on[8];
-    static AllLights Take() {
-        AllLights all;
-        for (int i = 0; i < 8; ++i) {
-            all.ambient[i] = LightColor(i, GL_AMBIENT);
-            all.diffuse[i] = LightColor(i, GL_DIFFUSE);
-            all.specular[i] = LightColor(i, GL_SPECULAR);
-            all.on[i] = Enabled(GL_LIGHT0 + i);
-        }
-        return all;
-    }
-};
+p3f Xyz(const p4f& v) {
+    return p3f(v.x, v.y, v.z);
+}
+// Colours as vectors, which print their values when a comparison fails.
+p4f Rgba(const Color& c) {
+    return p4f(c.red, c.green, c.blue, c.alpha);
+}
+
+// What a spot light and a parameter light read back, to compare with what was applied. The
+// direction without w, which OpenGL does not keep.
+auto Fields(const SpotLight<2>& l) {
+    return std::make_tuple(Rgba(l.specular), l.position, Xyz(l.direction), l.exponent, l.cutoff,
+                           l.quadraticAttenuation);
+}
+auto Fields(const ParamLight& l) {
+    return std::make_tuple(l.on, Rgba(l.ambient), Rgba(l.diffuse), Rgba(l.specular), l.position,
+                           Xyz(l.direction), l.spotExponent, l.spotCutoff, l.constantAttenuation,
+                           l.linearAttenuation, l.quadraticAttenuation);
+}
+
+// A light's ambient, diffuse and specular colour and its switch.
+auto LightState(int i) {
+    return std::make_tuple(LightGet<p4f>(i, GL_AMBIENT), LightGet<p4f>(i, GL_DIFFUSE),
+                           LightGet<p4f>(i, GL_SPECULAR), Enabled(GL_LIGHT0 + i));
+}
 
 } // namespace
 
 TEST_F(LightGL, ALightTemplateTouchesOnlyItsOwnLight) {
     glDisable(GL_LIGHTING);
-    const AllLights before = AllLights::Take();
+    decltype(LightState(0)) before[8];
+    for (int i = 0; i < 8; ++i)
+        before[i] = LightState(i);
     const Color colour(0.25f, 0.5f, 0.75f, 1.0f);
     AmbientLight<3>(colour).Apply();
     DiffuseLight<3>(colour * 0.5f).Apply();
-    const AllLights after = AllLights::Take();
     for (int i = 0; i < 8; ++i) {
-        if (i == 3)
-            continue;
-        EXPECT_EQ(after.ambient[i], before.ambient[i]) << i;
-        EXPECT_EQ(after.diffuse[i], before.diffuse[i]) << i;
-        EXPECT_EQ(after.on[i], before.on[i]) << i;
+        const p4f specular = std::get<2>(before[i]); // no template here sets it
+        EXPECT_EQ(LightState(i),
+                  i == 3 ? std::make_tuple(Rgba(colour), Rgba(colour * 0.5f), specular, true) : before[i])
+            << i;
     }
-    EXPECT_EQ(after.ambient[3], colour);
-    EXPECT_EQ(after.diffuse[3], colour * 0.5f);
-    EXPECT_TRUE(after.on[3]);
     EXPECT_TRUE(Enabled(GL_LIGHTING));
 
     // The switches are applied as they are held.
@@ -94,14 +119,18 @@ TEST_F(LightGL, ALightTemplateTouchesOnlyItsOwnLight) {
     EXPECT_FALSE(Enabled(GL_LIGHTING));
 }
 
+// The values differ from OpenGL's defaults and from those the objects read into start with (the
+// switches between the ambient and the diffuse light, which share that code), so that a value left
+// out of Apply() or of Retrieve() shows.
 TEST_F(LightGL, LightValuesGiveBackWhatTheyApplied) {
     AmbientLight<1> ambient(Color(0.1f, 0.2f, 0.3f, 0.4f));
+    ambient.lightOn = false;
     ambient.lightingOn = false;
     ambient.Apply();
     AmbientLight<1> readAmbient(Color::Black);
     readAmbient.Retrieve();
     EXPECT_EQ(readAmbient.color, ambient.color);
-    EXPECT_TRUE(readAmbient.lightOn);
+    EXPECT_FALSE(readAmbient.lightOn);
     EXPECT_FALSE(readAmbient.lightingOn);
 
     const DiffuseLight<6> diffuse(Color(0.5f, 0.25f, 0.125f, 1.0f));
@@ -116,12 +145,7 @@ TEST_F(LightGL, LightValuesGiveBackWhatTheyApplied) {
     spot.Apply();
     SpotLight<2> readSpot;
     readSpot.Retrieve();
-    EXPECT_EQ(readSpot.specular, spot.specular);
-    EXPECT_EQ(readSpot.position, spot.position);
-    EXPECT_EQ(p3f(readSpot.direction.x, readSpot.direction.y, readSpot.direction.z), p3f(0, -1, 0));
-    EXPECT_EQ(readSpot.exponent, 8.0f);
-    EXPECT_EQ(readSpot.cutoff, 45.0f);
-    EXPECT_EQ(readSpot.quadraticAttenuation, 0.5f);
+    EXPECT_EQ(Fields(readSpot), Fields(spot));
 
     const SimpleLight simple(Color(0.75f, 0.5f, 0.25f, 1.0f));
     simple.Apply();
@@ -135,8 +159,9 @@ TEST_F(LightGL, LightValuesGiveBackWhatTheyApplied) {
     ParamLight light(4);
     light.SetDefaults(2);
     light.ambient = Color(0.1f, 0.1f, 0.2f, 1.0f);
+    light.diffuse = Color(0.6f, 0.7f, 0.8f, 1.0f);
     light.specular = Color(0.3f, 0.3f, 0.3f, 1.0f);
-    light.direction = p4f(0, 0, -1, 0);
+    light.direction = p4f(0, 1, 0, 0);
     light.spotExponent = 2.0f;
     light.spotCutoff = 30.0f;
     light.constantAttenuation = 0.5f;
@@ -145,23 +170,17 @@ TEST_F(LightGL, LightValuesGiveBackWhatTheyApplied) {
     light.Apply();
     ParamLight read(4);
     read.Retrieve();
-    EXPECT_TRUE(read.on);
-    EXPECT_EQ(read.ambient, light.ambient);
-    EXPECT_EQ(read.diffuse, light.diffuse);
-    EXPECT_EQ(read.specular, light.specular);
-    EXPECT_EQ(read.position, p4f(0, 0, -4, 1));
-    EXPECT_EQ(p3f(read.direction.x, read.direction.y, read.direction.z), p3f(0, 0, -1));
-    EXPECT_EQ(read.spotExponent, 2.0f);
-    EXPECT_EQ(read.spotCutoff, 30.0f);
-    EXPECT_EQ(read.constantAttenuation, 0.5f);
-    EXPECT_EQ(read.linearAttenuation, 0.25f);
-    EXPECT_EQ(read.quadraticAttenuation, 0.125f);
+    EXPECT_EQ(Fields(read), Fields(light));
 
-    const LightModel model(Color(0.3f, 0.2f, 0.1f, 1.0f), GL_SINGLE_COLOR, 1, 0);
-    model.Apply();
+    // Two models, so that each field changes from OpenGL's default and again from the first.
     LightModel readModel;
-    readModel.Retrieve();
-    EXPECT_EQ(readModel, model);
+    for (const LightModel& model :
+         {LightModel(Color(0.3f, 0.2f, 0.1f, 1.0f), GL_SEPARATE_SPECULAR_COLOR, 1, 1),
+          LightModel(Color(0.1f, 0.2f, 0.3f, 1.0f), GL_SINGLE_COLOR, 0, 0)}) {
+        model.Apply();
+        readModel.Retrieve();
+        EXPECT_EQ(readModel, model);
+    }
 }
 
 TEST_F(LightGL, ParamLightSwitchesAndCustomApply) {
@@ -175,9 +194,7 @@ TEST_F(LightGL, ParamLightSwitchesAndCustomApply) {
     light.Apply();
     EXPECT_TRUE(Enabled(GL_LIGHT2));
     EXPECT_TRUE(Enabled(GL_LIGHTING));
-    float position[4];
-    glGetLightfv(GL_LIGHT2, GL_POSITION, position);
-    EXPECT_EQ(p4f(position[0], position[1], position[2], position[3]), p4f(0, 0, -2, 1));
+    EXPECT_EQ(LightGet<p4f>(2, GL_POSITION), p4f(0, 0, -2, 1));
 
     // Without the spot flag the cutoff and exponent are sent as "no spot", and kept so.
     light.spot = false;
@@ -193,24 +210,19 @@ TEST_F(LightGL, ParamLightSwitchesAndCustomApply) {
     EXPECT_EQ(light.ambient, Color::Transparent);
     EXPECT_EQ(light.constantAttenuation, 1.0f);
     EXPECT_EQ(light.linearAttenuation, 0.0f);
-    float value = 0.0f;
-    glGetLightfv(GL_LIGHT2, GL_SPOT_CUTOFF, &value);
-    EXPECT_EQ(value, 180.0f);
-    glGetLightfv(GL_LIGHT2, GL_SPOT_EXPONENT, &value);
-    EXPECT_EQ(value, 0.0f);
-    EXPECT_EQ(LightColor(2, GL_AMBIENT), Color::Transparent);
+    EXPECT_EQ(LightGet<float>(2, GL_SPOT_CUTOFF), 180.0f);
+    EXPECT_EQ(LightGet<float>(2, GL_SPOT_EXPONENT), 0.0f);
+    EXPECT_EQ(LightGet(2, GL_AMBIENT), Color::Transparent);
 
     // With it, the spot values go through as they are.
     light.spot = true;
     light.spotCutoff = 20.0f;
     light.ApplyCustom();
-    glGetLightfv(GL_LIGHT2, GL_SPOT_CUTOFF, &value);
-    EXPECT_EQ(value, 20.0f);
+    EXPECT_EQ(LightGet<float>(2, GL_SPOT_CUTOFF), 20.0f);
 }
 
 TEST_F(LightGL, LightSwitchesRoundTripAndDisable) {
-    GLint maxLights = 0;
-    glGetIntegerv(GL_MAX_LIGHTS, &maxLights);
+    const GLint maxLights = Integer(GL_MAX_LIGHTS);
     for (int i = 0; i < maxLights; ++i) {
         if (i % 3 == 1)
             glEnable(GL_LIGHT0 + i);
@@ -242,13 +254,9 @@ TEST_F(LightGL, MaterialIsRememberedNotReadBack) {
                Color(0.05f, 0.0f, 0.0f, 1.0f), 32.0f);
     m.back.diffuse = Color(0.9f, 0.1f, 0.1f, 1.0f);
     m.Apply();
-    float front[4], back[4], shininess = 0.0f;
-    glGetMaterialfv(GL_FRONT, GL_DIFFUSE, front);
-    glGetMaterialfv(GL_BACK, GL_DIFFUSE, back);
-    glGetMaterialfv(GL_FRONT, GL_SHININESS, &shininess);
-    EXPECT_EQ(Color(front), m.front.diffuse);
-    EXPECT_EQ(Color(back), m.back.diffuse);
-    EXPECT_EQ(shininess, 32.0f);
+    EXPECT_EQ(Get(glGetMaterialfv, GL_FRONT, GL_DIFFUSE), m.front.diffuse);
+    EXPECT_EQ(Get(glGetMaterialfv, GL_BACK, GL_DIFFUSE), m.back.diffuse);
+    EXPECT_EQ(Get<float>(glGetMaterialfv, GL_FRONT, GL_SHININESS), 32.0f);
 
     // Changed in the context directly: Retrieve still gives the applied material.
     const float red[4] = {1, 0, 0, 1};
@@ -262,43 +270,31 @@ TEST_F(LightGL, ColorMaterialPushesRestore) {
     const ColorMaterial original(Color(0.25f, 0.25f, 0.5f, 1.0f), Color::Gray);
     original.Apply();
     EXPECT_EQ(Color::sCurrentColor, original.color);
+    // Push's own rules (restoring once, also when an exception leaves the scope) are checked on a
+    // fake state (StateValues_test); here each push of a colour material sets what it should and
+    // brings back colour and material, also after something else was applied inside.
+    ColorMaterial now;
+    const auto expectOriginal = [&] {
+        now.Retrieve();
+        EXPECT_EQ(now, original);
+        EXPECT_EQ(GlColor(), original.color);
+        EXPECT_EQ(Get(glGetMaterialfv, GL_BACK, GL_DIFFUSE), Color::Gray);
+    };
     {
         PushColorMaterial push;
-        ColorMaterial now;
         now.Retrieve();
         EXPECT_EQ(now, ColorMaterial(Color::DarkGray, Color::Transparent));
-        float colour[4];
-        glGetFloatv(GL_CURRENT_COLOR, colour);
-        EXPECT_EQ(Color(colour), Color::DarkGray);
+        EXPECT_EQ(GlColor(), Color::DarkGray);
     }
-    ColorMaterial after;
-    after.Retrieve();
-    EXPECT_EQ(after, original);
-    float colour[4];
-    glGetFloatv(GL_CURRENT_COLOR, colour);
-    EXPECT_EQ(Color(colour), original.color);
-    float diffuse[4];
-    glGetMaterialfv(GL_BACK, GL_DIFFUSE, diffuse);
-    EXPECT_EQ(Color(diffuse), Color::Gray);
-
-    try {
+    expectOriginal();
+    {
         PushColorMaterial push(Color::Red, Color::Blue);
-        ColorMaterial now;
         now.Retrieve();
         EXPECT_EQ(now, ColorMaterial(Color::Red, Color::Blue));
+        EXPECT_EQ(GlColor(), Color::Red);
         ColorMaterial(Color::Green, Color::Green).Apply();
-        throw std::runtime_error("leave");
-    } catch (const std::runtime_error&) {
     }
-    after.Retrieve();
-    EXPECT_EQ(after, original);
-
-    Push<ColorMaterial> push(ColorMaterial(Color::Yellow, Color::Black));
-    push.Pop();
-    ColorMaterial(Color::Blue, Color::Blue).Apply();
-    push.Pop(); // already restored once: nothing
-    after.Retrieve();
-    EXPECT_EQ(after, ColorMaterial(Color::Blue, Color::Blue));
+    expectOriginal();
 }
 
 TEST_F(LightGL, HighlightRestoresStippleAndColour) {
@@ -314,27 +310,18 @@ TEST_F(LightGL, HighlightRestoresStippleAndColour) {
         {
             Highlight highlight;
             EXPECT_TRUE(Enabled(GL_LINE_STIPPLE));
-            GLint factor = 0, pattern = 0;
-            glGetIntegerv(GL_LINE_STIPPLE_REPEAT, &factor);
-            glGetIntegerv(GL_LINE_STIPPLE_PATTERN, &pattern);
-            EXPECT_EQ(factor, 5);
-            EXPECT_EQ(pattern, 0x5555);
+            EXPECT_EQ(Integer(GL_LINE_STIPPLE_REPEAT), 5);
+            EXPECT_EQ(Integer(GL_LINE_STIPPLE_PATTERN), 0x5555);
             EXPECT_EQ(Color::sCurrentColor, Color::Bright);
-            float colour[4];
-            glGetFloatv(GL_CURRENT_COLOR, colour);
-            EXPECT_EQ(Color(colour), Color::Bright);
+            EXPECT_EQ(GlColor(), Color::Bright);
             // Switched by hand inside: the destructor still brings back the saved switch.
             if (stippleBefore)
                 glDisable(GL_LINE_STIPPLE);
         }
         EXPECT_EQ(Enabled(GL_LINE_STIPPLE), stippleBefore);
-        GLint pattern = 0;
-        glGetIntegerv(GL_LINE_STIPPLE_PATTERN, &pattern);
-        EXPECT_EQ(pattern, 0x5555) << "the pattern stays";
+        EXPECT_EQ(Integer(GL_LINE_STIPPLE_PATTERN), 0x5555) << "the pattern stays";
         EXPECT_EQ(Color::sCurrentColor, before);
-        float colour[4];
-        glGetFloatv(GL_CURRENT_COLOR, colour);
-        EXPECT_EQ(Color(colour), before);
+        EXPECT_EQ(GlColor(), before);
     }
     glDisable(GL_LINE_STIPPLE);
 }

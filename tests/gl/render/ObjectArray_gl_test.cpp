@@ -77,6 +77,9 @@ TEST_F(GeometryGlTest, PushArraysSetsAndRestoresClientArrays) {
         if (c.colors) {
             EXPECT_EQ(CurrentColor(), (std::vector<float>{0.25f, 0.5f, 0.75f, 1}));
             EXPECT_EQ(Color::sCurrentColor, Color(0.25f, 0.5f, 0.75f, 1)) << "the mirror follows";
+        } else {
+            EXPECT_EQ(CurrentColor(), (std::vector<float>{0, 1, 0, 0}))
+                << "without a colour array: untouched";
         }
         glColor4f(0.25f, 0.5f, 0.75f, 1);
     }
@@ -125,11 +128,12 @@ TEST_F(GeometryGlTest, ObjectArrayDrawsWhatWasRecorded) {
 
     array.Draw();
     const auto pixels = Pixels();
-    const auto at = [&](int x, int y) { return &pixels[4 * (y * kSize + x)]; };
-    EXPECT_EQ(at(5, 5)[0], 255);
-    EXPECT_EQ(at(5, 5)[1], 0);
-    EXPECT_EQ(at(24, 5)[0], 0);
-    EXPECT_EQ(at(24, 5)[1], 255);
+    const auto at = [&](int x, int y) {
+        const auto p = pixels.begin() + 4 * (y * kSize + x);
+        return std::vector<int>(p, p + 4);
+    };
+    EXPECT_EQ(at(5, 5), (std::vector<int>{255, 0, 0, 255}));
+    EXPECT_EQ(at(24, 5), (std::vector<int>{0, 255, 0, 255}));
     EXPECT_EQ(at(15, 5)[3], 0) << "between the quads";
     EXPECT_EQ(CurrentColor(), (std::vector<float>{0.1f, 0.2f, 0.3f, 0.4f})) << "colour restored";
     EXPECT_FALSE(glIsEnabled(GL_COLOR_ARRAY));
