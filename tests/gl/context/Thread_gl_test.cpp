@@ -28,15 +28,10 @@ Thread& Worker() {
 }
 
 bool SetTrueOnWorker(void* data) {
-    *static_cast<bool*>(data) = Shared::IsThread() && RootContext::HasContext() &&
-                                glGetString(GL_RENDERER) != nullptr;
+    *static_cast<bool*>(data) =
+        Shared::IsThread() && RootContext::HasContext() && glGetString(GL_RENDERER) != nullptr;
     return true;
 }
-
-bool ReturnFalse(void*) { return false; }
-bool ThrowError(void*) { throw Error("x"); }
-bool ThrowRuntime(void*) { throw std::runtime_error(std::string("runtime ") + "failure"); }
-bool ThrowInt(void*) { throw 42; }
 
 bool NestedExecute(void* data) {
     // A job that hands another job to the worker runs it at once on the same thread.
@@ -62,54 +57,42 @@ TEST(WorkerThread, RunsJobsWithTheRootContextCurrent) {
     EXPECT_TRUE(seen);
     EXPECT_FALSE(Shared::IsThread());
     EXPECT_FALSE(RootContext::HasContext()) << "the host thread must not get the context";
-
-    int dummy = 0;
-    EXPECT_FALSE(Worker().Execute(ReturnFalse, &dummy));
-}
-
-TEST(WorkerThread, ReportsMissingFunctionAndData) {
-    bool flag = false;
-    EXPECT_FALSE(Worker().Execute(SetTrueOnWorker, nullptr));
-    EXPECT_STREQ(Worker().ErrorMessage(), "Internal error: missing data.");
-    EXPECT_FALSE(Worker().Execute(nullptr, &flag));
-    EXPECT_STREQ(Worker().ErrorMessage(), "Internal error: missing function.");
-    // A later good job clears the message back to the default.
-    EXPECT_TRUE(Worker().Execute(SetTrueOnWorker, &flag));
-    EXPECT_STREQ(Worker().ErrorMessage(), "Unknown error.");
-}
-
-TEST(WorkerThread, KeepsTheMessageOfAJobThatThrows) {
-    int dummy = 0;
-    EXPECT_FALSE(Worker().Execute(ThrowError, &dummy));
-    EXPECT_STREQ(Worker().ErrorMessage(), "x");
-    // The exception object is gone by the time the caller reads the text.
-    EXPECT_FALSE(Worker().Execute(ThrowRuntime, &dummy));
-    EXPECT_STREQ(Worker().ErrorMessage(), "runtime failure");
-    EXPECT_FALSE(Worker().Execute(ThrowInt, &dummy));
-    EXPECT_STREQ(Worker().ErrorMessage(), "Unknown error.");
-    // The worker survives all of it.
-    bool seen = false;
-    EXPECT_TRUE(Worker().Execute(SetTrueOnWorker, &seen));
-    EXPECT_TRUE(seen);
-}
-
-TEST(WorkerThread, NestedExecuteRunsDirectly) {
     bool inner = false;
     EXPECT_TRUE(Worker().Execute(NestedExecute, &inner));
     EXPECT_TRUE(inner);
 }
 
-TEST(WorkerThread, MarshalledFunctionRunsOnTheWorker) {
-    int sum = 0;
-    bool onWorker = false;
-    AddOnWorker(2, 40, &sum, &onWorker);
-    EXPECT_EQ(sum, 42);
-    EXPECT_TRUE(onWorker);
-    EXPECT_STREQ(Shared::IsThread() ? "" : sThread->ErrorMessage(), "Unknown error.");
+// Each job's result and message, in an order where every message differs from the one before,
+// so a message left over from the previous job cannot pass.
+TEST(WorkerThread, ReportsTheResultAndMessageOfEveryJob) {
+    bool flag = false;
+    struct Case {
+        bool (*function)(void*);
+        void* data;
+        bool result;
+        const char* message;
+    };
+    const Case cases[] = {
+        {SetTrueOnWorker, nullptr, false, "Internal error: missing data."},
+        {[](void*) -> bool { throw Error("x"); }, &flag, false, "x"},
+        {[](void*) { return false; }, &flag, false, "Unknown error."},
+        {nullptr, &flag, false, "Internal error: missing function."},
+        // The worker survives a job that threw, and a good job clears the message.
+        {SetTrueOnWorker, &flag, true, "Unknown error."},
+        // The exception object is gone by the time the caller reads the text.
+        {[](void*) -> bool { throw std::runtime_error(std::string("runtime ") + "failure"); }, &flag, false,
+         "runtime failure"},
+        {[](void*) -> bool { throw 42; }, &flag, false, "Unknown error."},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(Worker().Execute(c.function, c.data), c.result) << c.message;
+        EXPECT_STREQ(Worker().ErrorMessage(), c.message);
+    }
+    EXPECT_TRUE(flag);
 }
 
 TEST(WorkerThread, FinalizeBeforeStartReturnsAndExecuteRestarts) {
-    Worker().Finalize();  // never started: returns at once
+    Worker().Finalize(); // never started: returns at once
     EXPECT_FALSE(sThread->IsRunning());
     bool seen = false;
     EXPECT_TRUE(sThread->Execute(SetTrueOnWorker, &seen));
@@ -126,21 +109,19 @@ TEST(WorkerThread, FinalizeBeforeStartReturnsAndExecuteRestarts) {
 TEST(WorkerThread, ManyHostThreadsGetTheirOwnResults) {
     constexpr int kThreads = 8;
     constexpr int kCalls = 500;
-    std::atomic<int> inJob{0};
-    std::atomic<int> overlaps{0};
+    // Static, so the job (a plain function) reaches them without a capture.
+    static std::atomic<int> inJob{0}, overlaps{0};
     std::atomic<int> wrong{0};
     struct Call {
-        std::atomic<int>* inJob;
-        std::atomic<int>* overlaps;
         int input;
         int output;
     };
     auto job = [](void* data) -> bool {
         auto* call = static_cast<Call*>(data);
-        if (call->inJob->fetch_add(1) != 0)
-            call->overlaps->fetch_add(1);
+        if (inJob.fetch_add(1) != 0)
+            overlaps.fetch_add(1);
         call->output = call->input * 3 + 1;
-        call->inJob->fetch_sub(1);
+        inJob.fetch_sub(1);
         return (call->input & 1) == 0;
     };
     Worker();
@@ -148,7 +129,7 @@ TEST(WorkerThread, ManyHostThreadsGetTheirOwnResults) {
     for (int t = 0; t < kThreads; ++t) {
         hosts.emplace_back([&, t] {
             for (int i = 0; i < kCalls; ++i) {
-                Call call{&inJob, &overlaps, t * 100000 + i, -1};
+                Call call{t * 100000 + i, -1};
                 const bool result = sThread->Execute(job, &call);
                 if (call.output != call.input * 3 + 1 || result != ((call.input & 1) == 0))
                     wrong.fetch_add(1);
@@ -198,47 +179,31 @@ TEST(WorkerThread, ContextFailureIsReportedNotThrownOrHung) {
     EXPECT_STREQ(Worker().ErrorMessage(), "OpenGL context failure.");
     int sum = 0;
     bool onWorker = false;
-    AddOnWorker(1, 2, &sum, &onWorker);  // returns normally
+    AddOnWorker(1, 2, &sum, &onWorker); // returns normally
     EXPECT_EQ(sum, 0);
     EXPECT_STREQ(sThread->ErrorMessage(), "OpenGL context failure.");
     EXPECT_FALSE(RootContext::Select());
     unsetenv("ZEP6_EGL_DEVICE");
 }
 
-TEST(RootContextOnHostThread, SelectTwiceKeepsOneContext) {
+TEST(RootContextOnHostThread, GuardDestructionTearsDownAndSelectRebuilds) {
     EXPECT_FALSE(RootContext::HasContext());
     {
         PushOpenGLContext saved;
         ASSERT_TRUE(RootContext::Select());
-        EXPECT_TRUE(RootContext::HasContext());
-        const void* renderer = glGetString(GL_RENDERER);
-        ASSERT_NE(renderer, nullptr);
+        ASSERT_NE(glGetString(GL_RENDERER), nullptr);
         GLuint texture = 0;
-        glGenTextures(1, &texture);
-        EXPECT_TRUE(RootContext::Select());  // no-op, same context: the texture is still there
-        EXPECT_EQ(glIsTexture(texture), GL_FALSE) << "a name that was never bound is not a texture yet";
-        glBindTexture(GL_TEXTURE_2D, texture);
-        EXPECT_TRUE(RootContext::Select());
-        EXPECT_EQ(glIsTexture(texture), GL_TRUE);
-        glDeleteTextures(1, &texture);
-    }
-    EXPECT_FALSE(RootContext::HasContext()) << "the saved binding (none) comes back";
-}
-
-TEST(RootContextOnHostThread, GuardDestructionTearsDownAndSelectRebuilds) {
-    GLuint texture = 0;
-    {
-        PushOpenGLContext saved;
-        ASSERT_TRUE(RootContext::Select());
         glGenTextures(1, &texture);
         glBindTexture(GL_TEXTURE_2D, texture);
         ASSERT_EQ(glIsTexture(texture), GL_TRUE);
-        { RootContext guard; }  // destroying a guard removes the root context
+        EXPECT_TRUE(RootContext::Select());
+        EXPECT_EQ(glIsTexture(texture), GL_TRUE) << "selecting again keeps the same context";
+        { RootContext guard; } // destroying a guard removes the root context
         EXPECT_FALSE(RootContext::HasContext());
         ASSERT_TRUE(RootContext::Select());
         EXPECT_EQ(glIsTexture(texture), GL_FALSE) << "a new context has none of the old names";
     }
-    EXPECT_FALSE(RootContext::HasContext());
+    EXPECT_FALSE(RootContext::HasContext()) << "the saved binding (none) comes back";
 }
 
 TEST(RootContextOnHostThread, ContextCurrentOnHostBlocksTheWorker) {

@@ -101,7 +101,6 @@ TEST(TextureCache, EvictsOldestIdleTexturesOnlyPastTheBudget) {
             TextureBuffer::Recycle(b);
         CacheCounters c = TextureBuffer::Counters();
         EXPECT_EQ(c.idle, 0x18000000L);
-        EXPECT_EQ(c.idleCount, 6);
         for (unsigned int name : names)
             EXPECT_TRUE(glIsTexture(name)) << "at the budget every texture is kept";
 
@@ -114,7 +113,6 @@ TEST(TextureCache, EvictsOldestIdleTexturesOnlyPastTheBudget) {
         EXPECT_EQ(c.idle, 0x18000000L - each + 16 * 16 * 4);
         EXPECT_EQ(c.allocated, c.idle);
         EXPECT_EQ(c.peak, 0x18000000L + 16 * 16 * 4);
-        EXPECT_EQ(c.idleCount, 6);
         EXPECT_FALSE(glIsTexture(names[0])) << "the oldest idle texture is deleted";
         for (int i = 1; i < 6; ++i)
             EXPECT_TRUE(glIsTexture(names[i])) << i;
@@ -152,7 +150,6 @@ TEST(RenderCache, AcceptsOnlyTheSameFormatAndKeepsItsBudget) {
         for (RenderBuffer* b : big)
             RenderBuffer::Recycle(b);
         const CacheCounters after = RenderBuffer::Counters();
-        EXPECT_LE(after.idle, 0x1000000L);
         EXPECT_EQ(after.idle, 4L * 1024 * 1024 * 4) << "only the four newest fit";
         EXPECT_FALSE(ZEP6_GLCALL(glIsRenderbufferEXT)(oldestName));
         for (RenderBuffer* b : big)

@@ -73,24 +73,16 @@ protected:
     Cache cache;
 };
 
-TEST_F(ResourceFactoryTest, MakesNewBuffersAndCountsThemInUse) {
-    FakeBuffer* a = cache.Make({30, 1});
-    FakeBuffer* b = cache.Make({20, 2});
-    ASSERT_NE(a, b);
-    ExpectCounters(50, 0, 50, 50, 0);
-    cache.Recycle(a);
-    cache.Recycle(b);
-    ExpectCounters(0, 50, 50, 50, 2);
-    EXPECT_TRUE(FakeBuffer::sDeleted.empty());
-}
-
 TEST_F(ResourceFactoryTest, ReusesTheOldestIdleBufferThatFits) {
     FakeBuffer* small = cache.Make({10, 1});
     FakeBuffer* first = cache.Make({40, 2});
     FakeBuffer* second = cache.Make({40, 3});
+    ExpectCounters(90, 0, 90, 90, 0);
     cache.Recycle(small);
     cache.Recycle(first);
     cache.Recycle(second);
+    ExpectCounters(0, 90, 90, 90, 3);
+    EXPECT_TRUE(FakeBuffer::sDeleted.empty());
 
     // The small one is older but does not fit; of the two that fit the older one comes back.
     EXPECT_EQ(cache.Make({30, 9}), first);
@@ -105,7 +97,9 @@ TEST_F(ResourceFactoryTest, ReusesTheOldestIdleBufferThatFits) {
     cache.Recycle(second);
 }
 
-TEST_F(ResourceFactoryTest, KeepsIdleBuffersUpToTheBudgetExactly) {
+// Idle buffers are kept up to the budget exactly; past it the oldest go first, as many as needed
+// and no more. Each later request is of another kind, so no idle buffer serves it.
+TEST_F(ResourceFactoryTest, EvictsOldestFirstUntilWithinBudget) {
     FakeBuffer* buffers[4];
     for (int i = 0; i < 4; ++i)
         buffers[i] = cache.Make({25, i + 1});
@@ -114,42 +108,18 @@ TEST_F(ResourceFactoryTest, KeepsIdleBuffersUpToTheBudgetExactly) {
     ExpectCounters(0, 100, 100, 100, 4);
     EXPECT_TRUE(FakeBuffer::sDeleted.empty()) << "at the budget nothing is evicted";
 
-    // One byte over: the oldest goes, and only it. (Another kind, so no idle buffer serves it.)
+    // One byte over: the oldest goes, and only it.
     cache.Recycle(cache.Make({1, 5, 1}));
     EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({1}));
     ExpectCounters(0, 76, 76, 101, 4);
-}
-
-TEST_F(ResourceFactoryTest, EvictsOldestFirstUntilWithinBudget) {
-    FakeBuffer* buffers[4];
-    for (int i = 0; i < 4; ++i)
-        buffers[i] = cache.Make({25, i + 1});
-    FakeBuffer* big = cache.Make({60, 5});
-    for (FakeBuffer* b : buffers)
-        cache.Recycle(b);
-    cache.Recycle(big);
-    // 160 idle: three of the 25-byte buffers must go (135, 110, 85).
+    // 136 idle: two more of the 25-byte buffers must go (111, 86).
+    cache.Recycle(cache.Make({60, 6, 2}));
     EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({1, 2, 3}));
-    ExpectCounters(0, 85, 85, 160, 2);
-    EXPECT_EQ(cache.Make({60, 9}), big);
-    cache.Recycle(big);
-}
-
-TEST_F(ResourceFactoryTest, BufferLargerThanTheBudgetIsNotKept) {
-    cache.Recycle(cache.Make({150, 1}));
-    EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({1}));
-    ExpectCounters(0, 0, 0, 150, 0);
-}
-
-TEST_F(ResourceFactoryTest, PeakStaysAtTheHighestAllocation) {
-    FakeBuffer* a = cache.Make({40, 1});
-    FakeBuffer* b = cache.Make({40, 2});
-    cache.Recycle(a);
-    cache.Recycle(b);
-    cache.Purge();
-    ExpectCounters(0, 0, 0, 80, 0);
-    cache.Recycle(cache.Make({10, 3}));
-    ExpectCounters(0, 10, 10, 80, 1);
+    ExpectCounters(0, 86, 86, 136, 3);
+    // A buffer larger than the whole budget pushes everything out, itself last.
+    cache.Recycle(cache.Make({150, 7, 3}));
+    EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({1, 2, 3, 4, 5, 6, 7}));
+    ExpectCounters(0, 0, 0, 236, 0);
 }
 
 TEST_F(ResourceFactoryTest, FailedMakeChangesNoCounter) {
@@ -169,6 +139,9 @@ TEST_F(ResourceFactoryTest, PurgeDeletesIdleBuffersOnly) {
     ExpectCounters(30, 0, 30, 50, 0);
     cache.Recycle(kept);
     ExpectCounters(0, 30, 30, 50, 1);
+    // The peak stays at the highest allocation, through the purge and a smaller one after it.
+    cache.Recycle(cache.Make({10, 3, 1}));
+    ExpectCounters(0, 40, 40, 50, 2);
 }
 
 TEST_F(ResourceFactoryTest, FinalizedCacheKeepsNothing) {
@@ -195,10 +168,8 @@ TEST(ResourceFactory, DestroyedCacheDeletesItsIdleBuffers) {
     FakeBuffer::sLive = 0;
     {
         Cache cache;
-        FakeBuffer* a = cache.Make({10, 1});
-        FakeBuffer* b = cache.Make({10, 2});
-        cache.Recycle(a);
-        cache.Recycle(b);
+        cache.Recycle(cache.Make({10, 1}));
+        cache.Recycle(cache.Make({10, 2, 1}));
         EXPECT_EQ(FakeBuffer::sLive, 2);
     }
     EXPECT_EQ(FakeBuffer::sLive, 0);
@@ -231,23 +202,18 @@ TEST(Resource, NewResourcesAreListedAndUnlinkedWhenDestroyed) {
     EXPECT_EQ(Resource::ListedCount(), before + 2);
     EXPECT_TRUE(a->IsListed());
     EXPECT_TRUE(c->IsListed());
+    {
+        // A copy is a resource of its own; assignment moves nothing in the list.
+        Probe copy(*a);
+        EXPECT_EQ(Resource::ListedCount(), before + 3);
+        copy = *c;
+        EXPECT_EQ(Resource::ListedCount(), before + 3);
+    }
+    EXPECT_EQ(Resource::ListedCount(), before + 2);
     delete c; // the head
+    EXPECT_TRUE(a->IsListed());
     delete a;
     EXPECT_EQ(Resource::ListedCount(), before);
-}
-
-TEST(Resource, CopyIsAResourceOfItsOwn) {
-    std::vector<const Probe*> log;
-    const int before = Resource::ListedCount();
-    Probe original(&log);
-    {
-        Probe copy(original);
-        EXPECT_EQ(Resource::ListedCount(), before + 2);
-        copy = original;
-        EXPECT_EQ(Resource::ListedCount(), before + 2) << "assignment moves nothing in the list";
-    }
-    EXPECT_EQ(Resource::ListedCount(), before + 1);
-    EXPECT_TRUE(original.IsListed());
 }
 
 // FinalizeAll works on the whole process (the library's own caches included), so these run in a
