@@ -4,6 +4,7 @@
 #include "core/XIImage.h"
 #include "gl/context/Shared.h"
 #include "gl/render/Region.h"
+#include "gl/resources/TextureBuffer.h"
 #include "gl/state/Blend.h"
 #include "gl/state/DepthFunc.h"
 #include "gl/state/Push.h"
@@ -371,6 +372,32 @@ void PointAt(int unit, const Texture& texture, const Region& area, const Region&
     glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_BORDER);
 }
 
+// An image texture whose storage, while its area does not fill the tile, has exactly the area's
+// size: samples past the area then meet the transparent border rather than texels beyond it in a
+// larger cached texture, which hold whatever an earlier use left there.
+class TileImageTexture : public SubImageTexture {
+public:
+    TileImageTexture() = default;
+    explicit TileImageTexture(const XIImage* image) : SubImageTexture(image) {}
+
+    void SetArea(const Region& area, const Region& tile) {
+        SetRegion(area);
+        const bool exact = area != tile;
+        const TextureKey wanted(key_.Target(), key_.Width(), key_.Height(), key_.InternalFormat(), exact ? 1 : 0);
+        if (buffer_ != nullptr) {
+            const TextureKey& held = buffer_->Key();
+            const bool fits = exact ? held.Exact() && held.Width() == wanted.Width() && held.Height() == wanted.Height()
+                                    : !held.Exact() && held.Width() >= wanted.Width() &&
+                                          held.Height() >= wanted.Height();
+            if (!fits) {
+                Finalize();
+                loaded_ = false;
+            }
+        }
+        key_ = wanted;
+    }
+};
+
 } // namespace
 
 ApplyMode::ApplyMode(const char* body)
@@ -462,11 +489,11 @@ void ApplyMode::Apply(const XIImage* front, const XIImage* back, const XIImage* 
 
     const Region frontPicture = PictureOf(front);
     const Region destinationPicture = PictureOf(destination);
-    SubImageTexture frontTexture(front);
+    TileImageTexture frontTexture(front);
     if (IsValid(mask) && mask->GetWidth() >= front->GetWidth() && mask->GetHeight() >= front->GetHeight())
         frontTexture.SetMask(mask);
     const bool hasBack = IsValid(back);
-    SubImageTexture backTexture;
+    TileImageTexture backTexture;
     Region backPicture;
     if (hasBack) {
         backTexture.SetImage(back);
@@ -486,9 +513,9 @@ void ApplyMode::Apply(const XIImage* front, const XIImage* back, const XIImage* 
         const Region frontArea = tile & frontPicture;
         const Region backArea = hasBack ? tile & backPicture : Region();
         if (frontArea.valid)
-            frontTexture.SetRegion(frontArea);
+            frontTexture.SetArea(frontArea, tile);
         if (backArea.valid)
-            backTexture.SetRegion(backArea);
+            backTexture.SetArea(backArea, tile);
         const Texture& frontUsed = frontArea.valid ? static_cast<const Texture&>(frontTexture) : transparent;
         const Texture& backUsed = backArea.valid ? static_cast<const Texture&>(backTexture) : transparent;
 
