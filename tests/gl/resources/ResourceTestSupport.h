@@ -1,7 +1,8 @@
 #pragma once
 
 // Support for the GL tests of the resource layer: running a test body on the GL worker thread,
-// and telling whether the process-wide caches are as a fresh process has them.
+// running a check with extensions hidden, and telling whether the process-wide caches are as a
+// fresh process has them.
 
 #include "gl/context/Shared.h"
 #include "gl/resources/RenderBuffer.h"
@@ -9,8 +10,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <exception>
 #include <functional>
+#include <unistd.h>
 
 namespace zep6test {
 
@@ -36,6 +39,19 @@ inline bool OnWorker(const std::function<void()>& body) {
     const std::function<void()>* pointer = &body;
     RunBodyOnWorker(pointer, &finished);
     return finished;
+}
+
+// Capability answers are taken once per process, so the cases that hide an extension run their
+// check in a fresh process of their own (the test binary started again for just this case).
+inline void ExpectWithout(const char* extensions, bool (*check)()) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto run = [&] {
+        setenv("ZEP6_DISABLE_EXTENSIONS", extensions, 1);
+        bool ok = false;
+        OnWorker([&] { ok = check(); });
+        return ok ? 0 : 1;
+    };
+    EXPECT_EXIT(_exit(run()), ::testing::ExitedWithCode(0), "");
 }
 
 // Whether the texture and renderbuffer caches hold nothing and still keep what is recycled, as

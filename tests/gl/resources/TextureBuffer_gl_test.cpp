@@ -21,6 +21,7 @@
 #include <cstring>
 
 using namespace OGL_ZEP6_AE;
+using zep6test::ExpectWithout;
 using zep6test::OnWorker;
 using zep6test::TestImage;
 namespace Formats = zep6test::Formats;
@@ -341,19 +342,6 @@ TEST(InternalFormat, FollowsWhatTheCardOffers) {
         EXPECT_EQ(CalculateTextureSize(10, 10, GL_BGRA, GL_UNSIGNED_BYTE),
                   CalculateTextureSize(10, 10, GL_RGBA8));
     }));
-}
-
-// Capability answers are taken once per process, so the cases that hide an extension run their
-// check in a fresh process of their own (the test binary started again for just this case).
-void ExpectWithout(const char* extensions, bool (*check)()) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    auto run = [&] {
-        setenv("ZEP6_DISABLE_EXTENSIONS", extensions, 1);
-        bool ok = false;
-        OnWorker([&] { ok = check(); });
-        return ok ? 0 : 1;
-    };
-    EXPECT_EXIT(_exit(run()), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(InternalFormatDeathTest, FloatPixelsGetShortTexturesWithoutFloatTextures) {

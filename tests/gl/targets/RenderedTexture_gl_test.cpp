@@ -25,6 +25,7 @@
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
+using zep6test::ExpectWithout;
 using zep6test::OnWorker;
 using zep6test::TestImage;
 namespace Formats = zep6test::Formats;
@@ -280,19 +281,6 @@ TEST(RenderedTexture, BlitWithDepthLeavesFarPixelsUntouched) {
         EXPECT_TRUE(Near(left[2], 255) && Near(left[0], 0)) << int(left[0]) << " " << int(left[2]);
         EXPECT_TRUE(Near(right[0], 255) && Near(right[2], 0)) << int(right[0]) << " " << int(right[2]);
     }));
-}
-
-// Capability answers are taken once per process, so the cases that hide an extension run their
-// check in a fresh process of their own (the test binary started again for just this case).
-void ExpectWithout(const char* extensions, bool (*check)()) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    auto run = [&] {
-        setenv("ZEP6_DISABLE_EXTENSIONS", extensions, 1);
-        bool ok = false;
-        OnWorker([&] { ok = check(); });
-        return ok ? 0 : 1;
-    };
-    EXPECT_EXIT(_exit(run()), ::testing::ExitedWithCode(0), "");
 }
 
 bool DepthRenderBufferIsReadBack() {
