@@ -1,9 +1,9 @@
 #pragma once
 
 // Shared set-up of the geometry GL tests: the root context on the test's thread, a small RGBA8
-// framebuffer object drawn into at one unit per pixel, pixel read-back, and an independent
-// capture of what OpenGL's feedback mode reports for a drawing (positions in window coordinates,
-// colours and texture coordinates), made with plain gl calls rather than the library's Feedback.
+// framebuffer object drawn into at one unit per pixel, and an independent capture of what
+// OpenGL's feedback mode reports for a drawing (window positions, colours and texture
+// coordinates), made with plain gl calls rather than the library's Feedback.
 #include "gl/context/EntryPoints.h"
 #include "gl/context/RootContext.h"
 #include "gl/render/Vector.h"
@@ -32,14 +32,13 @@ using FeedbackPolygon = std::vector<FeedbackVertex>;
 // The polygons (triangles or quads, as the driver reports them) that `draw` produces, in order.
 // Fails the test on any other kind of record.
 inline std::vector<FeedbackPolygon> CapturePolygons(const std::function<void()>& draw) {
-    std::vector<GLfloat> buffer(1 << 16);
+    std::vector<GLfloat> buffer(1 << 18);
     glFeedbackBuffer(static_cast<GLsizei>(buffer.size()), GL_3D_COLOR_TEXTURE, buffer.data());
     glRenderMode(GL_FEEDBACK);
     draw();
     const GLint count = glRenderMode(GL_RENDER);
     EXPECT_GE(count, 0) << "feedback buffer overflow";
     std::vector<FeedbackPolygon> polygons;
-    constexpr int kVertexSize = 3 + 4 + 4;
     for (GLint i = 0; i < count;) {
         const int token = static_cast<int>(buffer[i++]);
         if (token == GL_PASS_THROUGH_TOKEN) {
@@ -52,7 +51,7 @@ inline std::vector<FeedbackPolygon> CapturePolygons(const std::function<void()>&
         }
         const int n = static_cast<int>(buffer[i++]);
         FeedbackPolygon polygon;
-        for (int v = 0; v < n; ++v, i += kVertexSize) {
+        for (int v = 0; v < n; ++v, i += 3 + 4 + 4) {
             const GLfloat* f = &buffer[i];
             polygon.push_back({f[0], f[1], f[2], f[3], f[4], f[5], f[6], f[7], f[8]});
         }
@@ -61,11 +60,14 @@ inline std::vector<FeedbackPolygon> CapturePolygons(const std::function<void()>&
     return polygons;
 }
 
-inline std::vector<FeedbackVertex> AllVertices(const std::vector<FeedbackPolygon>& polygons) {
-    std::vector<FeedbackVertex> all;
-    for (const auto& p : polygons)
-        all.insert(all.end(), p.begin(), p.end());
-    return all;
+inline float SignedArea(const FeedbackPolygon& p) {
+    float area = 0;
+    for (size_t i = 0; i < p.size(); ++i) {
+        const auto& a = p[i];
+        const auto& b = p[(i + 1) % p.size()];
+        area += a.x * b.y - b.x * a.y;
+    }
+    return area / 2;
 }
 
 class GeometryGlTest : public ::testing::Test {
@@ -81,6 +83,11 @@ protected:
         (GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT0_EXT, GL_RENDERBUFFER_EXT, renderbuffer_);
         ASSERT_EQ(ZEP6_GLCALL(glCheckFramebufferStatusEXT)(GL_FRAMEBUFFER_EXT),
                   GLenum(GL_FRAMEBUFFER_COMPLETE_EXT));
+        Reset();
+    }
+
+    // A pixel projection over the framebuffer, identity model-view, nothing enabled, white.
+    void Reset() {
         glViewport(0, 0, kSize, kSize);
         glMatrixMode(GL_PROJECTION);
         glLoadIdentity();
@@ -114,28 +121,22 @@ protected:
         return pixels;
     }
 
-    // Whether each pixel has a non-zero red channel, row by row from the bottom.
-    std::vector<bool> Coverage() const {
+    // How many pixels were drawn (non-zero alpha; the clear colour has none).
+    int Covered() const {
         const std::vector<std::uint8_t> pixels = Pixels();
-        std::vector<bool> covered(kSize * kSize);
+        int n = 0;
         for (int i = 0; i < kSize * kSize; ++i)
-            covered[i] = pixels[4 * i] != 0;
-        return covered;
+            n += pixels[4 * i + 3] != 0 ? 1 : 0;
+        return n;
     }
 
-    // The pixels whose centres lie inside the rectangle [x0, x1) x [y0, y1).
-    static std::vector<bool> RectangleCoverage(float x0, float y0, float x1, float y1) {
-        std::vector<bool> covered(kSize * kSize);
+    // Pixels whose coverage differs from inside(pixel centre).
+    int CoverageDifferences(const std::function<bool(float, float)>& inside) const {
+        const std::vector<std::uint8_t> pixels = Pixels();
+        int n = 0;
         for (int y = 0; y < kSize; ++y)
             for (int x = 0; x < kSize; ++x)
-                covered[y * kSize + x] = x + 0.5f >= x0 && x + 0.5f < x1 && y + 0.5f >= y0 && y + 0.5f < y1;
-        return covered;
-    }
-
-    static int CountOf(const std::vector<bool>& covered) {
-        int n = 0;
-        for (bool c : covered)
-            n += c ? 1 : 0;
+                n += (pixels[4 * (y * kSize + x) + 3] != 0) != inside(x + 0.5f, y + 0.5f) ? 1 : 0;
         return n;
     }
 
