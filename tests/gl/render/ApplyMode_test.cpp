@@ -54,8 +54,8 @@ TEST(ApplyModeSelector, MapsEveryValueToItsOwnObject) {
         for (ApplyMode* selected : seen)
             EXPECT_NE(extra, selected) << "no value selects the further objects";
 
-    EXPECT_EQ(ApplyMode::GetApplyMode(static_cast<PixelApplyMode>(49)), nullptr);
-    EXPECT_EQ(ApplyMode::GetApplyMode(static_cast<PixelApplyMode>(-1)), nullptr);
+    for (const int value : {-1, 49, 50, 1000, -2147483647 - 1})
+        EXPECT_EQ(ApplyMode::GetApplyMode(static_cast<PixelApplyMode>(value)), nullptr) << value;
 }
 
 TEST(ApplyModeSelector, SelectingSoftDissolveResetsItsSeed) {

@@ -6,7 +6,7 @@
 #include "gl/render/Conversion.h"
 #include "gl/render/EffectProgram.h"
 
-#include "gl/render/ApplyModeReference.h"
+#include "support/ApplyModeReference.h"
 #include "gl/render/EffectProgramTestSupport.h"
 
 #include <GL/gl.h>

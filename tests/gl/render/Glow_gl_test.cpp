@@ -5,7 +5,7 @@
 #include "gl/render/Glow.h"
 #include "gl/state/Texturing.h"
 
-#include "gl/render/ApplyModeReference.h"
+#include "support/ApplyModeReference.h"
 #include "gl/render/EffectProgramTestSupport.h"
 
 #include <GL/gl.h>
