@@ -1,19 +1,18 @@
 #pragma once
 
-// Shared set-up of the geometry GL tests: the root context on the test's thread, a small RGBA8
-// framebuffer object drawn into at one unit per pixel, and an independent capture of what
-// OpenGL's feedback mode reports for a drawing (window positions, colours and texture
-// coordinates), made with plain gl calls rather than the library's Feedback.
-#include "gl/context/EntryPoints.h"
-#include "gl/context/RootContext.h"
+// Shared set-up of the geometry GL tests: the program tests' float target drawn into at one unit
+// per pixel, and an independent capture of what OpenGL's feedback mode reports for a drawing
+// (window positions, colours and texture coordinates), made with plain gl calls rather than the
+// library's Feedback.
+#include "gl/render/EffectProgramTestSupport.h"
 #include "gl/render/Vector.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace geometry_test {
@@ -70,23 +69,20 @@ inline float SignedArea(const FeedbackPolygon& p) {
     return area / 2;
 }
 
-class GeometryGlTest : public ::testing::Test {
+class GeometryGlTest : public zep6test::GlProgramTest {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(RootContext::Select());
-        ZEP6_GLCALL(glGenFramebuffersEXT)(1, &framebuffer_);
-        ZEP6_GLCALL(glGenRenderbuffersEXT)(1, &renderbuffer_);
-        ZEP6_GLCALL(glBindRenderbufferEXT)(GL_RENDERBUFFER_EXT, renderbuffer_);
-        ZEP6_GLCALL(glRenderbufferStorageEXT)(GL_RENDERBUFFER_EXT, GL_RGBA8, kSize, kSize);
-        ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, framebuffer_);
-        ZEP6_GLCALL(glFramebufferRenderbufferEXT)
-        (GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT0_EXT, GL_RENDERBUFFER_EXT, renderbuffer_);
-        ASSERT_EQ(ZEP6_GLCALL(glCheckFramebufferStatusEXT)(GL_FRAMEBUFFER_EXT),
-                  GLenum(GL_FRAMEBUFFER_COMPLETE_EXT));
+        zep6test::GlProgramTest::SetUp();
+        target_ = std::make_unique<zep6test::FloatTarget>(kSize, kSize);
+        ASSERT_TRUE(target_->IsComplete());
         Reset();
     }
+    void TearDown() override {
+        target_.reset();
+        zep6test::GlProgramTest::TearDown();
+    }
 
-    // A pixel projection over the framebuffer, identity model-view, nothing enabled, white.
+    // A pixel projection over the target, identity model-view, nothing enabled, white.
     void Reset() {
         glViewport(0, 0, kSize, kSize);
         glMatrixMode(GL_PROJECTION);
@@ -99,50 +95,24 @@ protected:
         glDisable(GL_CULL_FACE);
         glDisable(GL_LIGHTING);
         glColor4f(1, 1, 1, 1);
-        glClearColor(0, 0, 0, 0);
-        glClear(GL_COLOR_BUFFER_BIT);
+        target_->Clear({0, 0, 0, 0});
     }
 
-    void TearDown() override {
-        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-        if (framebuffer_ != 0) {
-            ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, 0);
-            ZEP6_GLCALL(glDeleteFramebuffersEXT)(1, &framebuffer_);
-        }
-        if (renderbuffer_ != 0)
-            ZEP6_GLCALL(glDeleteRenderbuffersEXT)(1, &renderbuffer_);
-    }
-
-    // RGBA8 pixels, rows from the bottom.
-    std::vector<std::uint8_t> Pixels() const {
-        std::vector<std::uint8_t> pixels(kSize * kSize * 4);
-        glPixelStorei(GL_PACK_ALIGNMENT, 1);
-        glReadPixels(0, 0, kSize, kSize, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
-        return pixels;
-    }
-
-    // How many pixels were drawn (non-zero alpha; the clear colour has none).
-    int Covered() const {
-        const std::vector<std::uint8_t> pixels = Pixels();
-        int n = 0;
-        for (int i = 0; i < kSize * kSize; ++i)
-            n += pixels[4 * i + 3] != 0 ? 1 : 0;
-        return n;
-    }
-
-    // Pixels whose coverage differs from inside(pixel centre).
+    // Pixels whose coverage (non-zero alpha; the clear colour has none) differs from
+    // inside(pixel centre); with no `inside`, the pixels covered.
     int CoverageDifferences(const std::function<bool(float, float)>& inside) const {
-        const std::vector<std::uint8_t> pixels = Pixels();
+        const std::vector<zep6test::Rgba> pixels = target_->Read();
         int n = 0;
         for (int y = 0; y < kSize; ++y)
             for (int x = 0; x < kSize; ++x)
-                n += (pixels[4 * (y * kSize + x) + 3] != 0) != inside(x + 0.5f, y + 0.5f) ? 1 : 0;
+                n += (pixels[size_t(y * kSize + x)][3] != 0) != inside(x + 0.5f, y + 0.5f) ? 1 : 0;
         return n;
     }
+    int Covered() const {
+        return CoverageDifferences([](float, float) { return false; });
+    }
 
-    PushOpenGLContext saved_;
-    GLuint framebuffer_ = 0;
-    GLuint renderbuffer_ = 0;
+    std::unique_ptr<zep6test::FloatTarget> target_;
 };
 
 } // namespace geometry_test

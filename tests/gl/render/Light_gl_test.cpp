@@ -1,11 +1,12 @@
 // Lights, materials, the light model and the highlight style on a real context: what is applied
 // comes back, applying touches only its own light, and the scoped objects restore.
-#include "gl/context/RootContext.h"
 #include "gl/render/Light.h"
 #include "gl/render/LightHighlight.h"
 #include "gl/render/LightMaterial.h"
 #include "gl/render/LightModel.h"
 #include "gl/state/Color.h"
+
+#include "gl/render/EffectProgramTestSupport.h"
 
 #include <GL/gl.h>
 #include <gtest/gtest.h>
@@ -17,17 +18,14 @@ using namespace OGL_ZEP6_AE;
 
 namespace {
 
-class LightGL : public ::testing::Test {
+// Positions and directions are read back in eye coordinates, under the identity.
+class LightGL : public zep6test::GlProgramTest {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(RootContext::Select());
-        // Positions and directions are read back in eye coordinates.
+        GlProgramTest::SetUp();
         glMatrixMode(GL_MODELVIEW);
         glLoadIdentity();
     }
-    void TearDown() override { EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR)); }
-
-    PushOpenGLContext saved_;
 };
 
 // Colours as vectors, which print their values when a comparison fails.
