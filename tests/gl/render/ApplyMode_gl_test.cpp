@@ -206,8 +206,7 @@ TEST_F(ApplyModeTest, EveryModeMatchesItsFormulaWithBothMains) {
     }
 }
 
-// The seed itself and its reset on selection are pure logic (ApplyMode_test); here it has to reach
-// the program's uniform.
+// The seed, its reset on selection, and that it reaches the program's uniform.
 TEST_F(ApplyModeTest, SoftDissolveSeedIsResetOnSelection) {
     ApplyMode& dissolve = ApplyMode::sSoftDissolve;
     dissolve.ApplyRandom(1.0f);
@@ -223,6 +222,10 @@ TEST_F(ApplyModeTest, SoftDissolveSeedIsResetOnSelection) {
     ApplyMode::GetApplyMode(PixelApplySoftDissolve);
     dissolve.GetUniform("random", seed);
     EXPECT_EQ(seed, p2f(1920, 0)) << "every selection resets it";
+    ApplyMode::sDissolve.ApplyRandom(2.0f);
+    ApplyMode::GetApplyMode(PixelApplyDissolve);
+    EXPECT_EQ(ApplyMode::sDissolve.RandomSeed(), p2f(std::cos(2.0f) * 1920, std::sin(2.0f) * 1080))
+        << "only soft dissolve resets its seed";
 }
 
 TEST_F(ApplyModeTest, SoftDissolveTakesTheOverBranchAboveTheThreshold) {
