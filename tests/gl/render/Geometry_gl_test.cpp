@@ -3,9 +3,8 @@
 // under the library's Feedback and once for real, and is judged by the vertices OpenGL reports
 // (position, texture coordinate, colour, triangle structure and winding) or by the pixels it
 // covers. Every row also leaves the caller's matrix, client arrays and colour as they were.
-// Then the matrix functions against OpenGL's own, point parameters, and the life cycles.
-#include "GeometryFixture.h"
-
+// Then the matrix functions against OpenGL's own, point parameters, and the life cycles. The
+// capture is made with plain gl calls rather than the library's Feedback.
 #include "core/Errors.h"
 #include "gl/render/Feedback.h"
 #include "gl/render/Geometry.h"
@@ -17,17 +16,125 @@
 #include "gl/render/Quadric.h"
 #include "gl/render/Region.h"
 #include "gl/render/Tesselator.h"
+#include "gl/render/Vector.h"
 
+#include "gl/render/EffectProgramTestSupport.h"
+
+#include <GL/gl.h>
 #include <GL/glu.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
-using namespace geometry_test;
+using namespace OGL_ZEP6_AE;
 
 namespace {
+
+// ---- A float target at one unit per pixel, and an independent feedback capture ------------
+
+constexpr int kSize = 32;
+
+struct FeedbackVertex {
+    float x, y, z;
+    float r, g, b, a;
+    float s, t;
+};
+using FeedbackPolygon = std::vector<FeedbackVertex>;
+
+// The polygons (triangles or quads, as the driver reports them) that `draw` produces, in order.
+// Fails the test on any other kind of record.
+inline std::vector<FeedbackPolygon> CapturePolygons(const std::function<void()>& draw) {
+    std::vector<GLfloat> buffer(1 << 18);
+    glFeedbackBuffer(static_cast<GLsizei>(buffer.size()), GL_3D_COLOR_TEXTURE, buffer.data());
+    glRenderMode(GL_FEEDBACK);
+    draw();
+    const GLint count = glRenderMode(GL_RENDER);
+    EXPECT_GE(count, 0) << "feedback buffer overflow";
+    std::vector<FeedbackPolygon> polygons;
+    for (GLint i = 0; i < count;) {
+        const int token = static_cast<int>(buffer[i++]);
+        if (token == GL_PASS_THROUGH_TOKEN) {
+            ++i;
+            continue;
+        }
+        if (token != GL_POLYGON_TOKEN) {
+            ADD_FAILURE() << "unexpected feedback token " << token;
+            break;
+        }
+        const int n = static_cast<int>(buffer[i++]);
+        FeedbackPolygon polygon;
+        for (int v = 0; v < n; ++v, i += 3 + 4 + 4) {
+            const GLfloat* f = &buffer[i];
+            polygon.push_back({f[0], f[1], f[2], f[3], f[4], f[5], f[6], f[7], f[8]});
+        }
+        polygons.push_back(polygon);
+    }
+    return polygons;
+}
+
+inline float SignedArea(const FeedbackPolygon& p) {
+    float area = 0;
+    for (size_t i = 0; i < p.size(); ++i) {
+        const auto& a = p[i];
+        const auto& b = p[(i + 1) % p.size()];
+        area += a.x * b.y - b.x * a.y;
+    }
+    return area / 2;
+}
+
+class GeometryGlTest : public zep6test::GlProgramTest {
+protected:
+    void SetUp() override {
+        zep6test::GlProgramTest::SetUp();
+        target_ = std::make_unique<zep6test::FloatTarget>(kSize, kSize);
+        ASSERT_TRUE(target_->IsComplete());
+        Reset();
+    }
+    void TearDown() override {
+        target_.reset();
+        zep6test::GlProgramTest::TearDown();
+    }
+
+    // A pixel projection over the target, identity model-view, nothing enabled, white.
+    void Reset() {
+        glViewport(0, 0, kSize, kSize);
+        glMatrixMode(GL_PROJECTION);
+        glLoadIdentity();
+        glOrtho(0, kSize, 0, kSize, -1, 1);
+        glMatrixMode(GL_MODELVIEW);
+        glLoadIdentity();
+        glDisable(GL_DEPTH_TEST);
+        glDisable(GL_BLEND);
+        glDisable(GL_CULL_FACE);
+        glDisable(GL_LIGHTING);
+        glColor4f(1, 1, 1, 1);
+        target_->Clear({0, 0, 0, 0});
+    }
+
+    // Pixels whose coverage (non-zero alpha; the clear colour has none) differs from
+    // inside(pixel centre); with no `inside`, the pixels covered.
+    int CoverageDifferences(const std::function<bool(float, float)>& inside) const {
+        const std::vector<zep6test::Rgba> pixels = target_->Read();
+        int n = 0;
+        for (int y = 0; y < kSize; ++y)
+            for (int x = 0; x < kSize; ++x)
+                n += (pixels[size_t(y * kSize + x)][3] != 0) != inside(x + 0.5f, y + 0.5f) ? 1 : 0;
+        return n;
+    }
+    int Covered() const {
+        return CoverageDifferences([](float, float) { return false; });
+    }
+
+    std::unique_ptr<zep6test::FloatTarget> target_;
+};
+
+// ---- The table ---------------------------------------------------------------------------
 
 // The colour current before every row; vertices without colours of their own carry it.
 constexpr float kColour[4] = {0.25f, 0.5f, 0.75f, 1.0f};
