@@ -1,4 +1,5 @@
-// The exception classes, their texts and message buffers, and the image-validity checks.
+// The exception classes: their texts in one table, the framebuffer statuses in another, the
+// message buffers, and the image-validity checks.
 
 #include "core/Errors.h"
 #include "support/TestImage.h"
@@ -7,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <string>
 #include <type_traits>
 
@@ -15,12 +17,12 @@ using zep6test::TestImage;
 namespace Formats = zep6test::Formats;
 
 // Callers catch them all as std::exception; none is a kind of another.
-static_assert(std::is_base_of<std::exception, Error>::value);
-static_assert(std::is_base_of<std::exception, Unsupported>::value);
-static_assert(std::is_base_of<std::exception, OffscreenUnsupported>::value);
-static_assert(std::is_base_of<std::exception, OpenGLError>::value);
-static_assert(std::is_base_of<std::exception, FramebufferError>::value);
-static_assert(std::is_base_of<std::exception, OpenGLDebug>::value);
+static_assert(std::is_base_of<std::exception, Error>::value &&
+              std::is_base_of<std::exception, Unsupported>::value &&
+              std::is_base_of<std::exception, OffscreenUnsupported>::value &&
+              std::is_base_of<std::exception, OpenGLError>::value &&
+              std::is_base_of<std::exception, FramebufferError>::value &&
+              std::is_base_of<std::exception, OpenGLDebug>::value);
 static_assert(!std::is_base_of<Error, Unsupported>::value &&
               !std::is_base_of<Unsupported, OffscreenUnsupported>::value);
 
@@ -28,13 +30,13 @@ namespace {
 
 constexpr std::size_t kMessageLimit = 4095;
 
-std::string GluText(int code) {
+std::string Glu(int code) {
     const GLubyte* text = gluErrorString(static_cast<GLenum>(code));
-    return text != nullptr ? reinterpret_cast<const char*>(text) : std::string();
+    return text != nullptr ? reinterpret_cast<const char*>(text) : std::string("(none)");
 }
 
 // what() of an exception caught the way plug-ins catch them.
-template <typename Exception> std::string CaughtText(const Exception& exception) {
+template <typename Exception> std::string Caught(const Exception& exception) {
     try {
         throw exception;
     } catch (const std::exception& caught) {
@@ -42,69 +44,72 @@ template <typename Exception> std::string CaughtText(const Exception& exception)
     }
 }
 
-TEST(Error, KeepsTheMessagePointer) {
-    static const char message[] = "Shader file malformed.";
-    const Error error(message);
-    EXPECT_EQ(error.what(), message);
-    const Error copy = error;
-    EXPECT_EQ(copy.what(), message);
-    EXPECT_EQ(CaughtText(error), message);
+// The message of the Error that AssertValidImage throws for `image`.
+std::string Refusal(const XIImage* image, const char* name) {
+    try {
+        AssertValidImage(image, name);
+    } catch (const Error& error) {
+        return error.what();
+    }
+    return "(nothing thrown)";
 }
 
-TEST(Unsupported, FixedTexts) {
-    EXPECT_EQ(
-        CaughtText(Unsupported()),
-        "Required feature of graphic card is not supported.\nConsider upgrading graphics card or driver.");
-    EXPECT_EQ(CaughtText(OffscreenUnsupported()),
-              "Offscreen rendering is not supported.\nConsider upgrading graphics card or driver.");
-}
-
-TEST(Unsupported, EachClassHasItsOwnBuffer) {
-    const Unsupported unsupported;
-    const OffscreenUnsupported offscreen;
-    const char* first = unsupported.what();
-    const char* second = offscreen.what();
-    EXPECT_NE(first, second);
-    // Composing the other texts leaves both intact.
-    OpenGLDebug("something else");
-    EXPECT_STREQ(first, unsupported.what());
-    EXPECT_EQ(std::string(second).rfind("Offscreen rendering", 0), 0u);
-}
-
-TEST(OpenGLError, DefaultIsEmptyEvenAfterALongerText) {
-    EXPECT_NE(std::strlen(FramebufferError(0x8CD6, "file.cpp", 12).what()), 0u);
-    EXPECT_STREQ(OpenGLError().what(), "");
-    EXPECT_STREQ(OpenGLError(0, "x", 7).what(), "");
-}
-
-TEST(OpenGLError, DescribesTheCodeWithGlu) {
-    const std::string outOfMemory = GluText(0x0505);
-    ASSERT_FALSE(outOfMemory.empty());
-    EXPECT_EQ(CaughtText(OpenGLError(0x0505, "x", 7)), "OpenGL error:\n" + outOfMemory + "\nx: 7");
-
-    const std::string invalidEnum = GluText(0x0500);
-    ASSERT_FALSE(invalidEnum.empty());
-    EXPECT_EQ(CaughtText(OpenGLError(0x0500)), "OpenGL error:\n" + invalidEnum);
-    EXPECT_EQ(CaughtText(OpenGLError(0x0500, "dir/file.cpp", -3)),
-              "OpenGL error:\n" + invalidEnum + "\ndir/file.cpp: -3");
-}
-
-TEST(OpenGLError, UnknownCode) {
+TEST(Errors, Texts) {
     ASSERT_EQ(gluErrorString(0x1234), nullptr);
-    EXPECT_EQ(CaughtText(OpenGLError(0x1234)), "Unknown OpenGL error.");
-    EXPECT_EQ(CaughtText(OpenGLError(0x1234, "f", 1)), "Unknown OpenGL error.\nf: 1");
+    const std::string longName(1000, 'n');
+    // 256 bytes hold 248 bytes of name, " error." and the terminator.
+    const std::size_t room = 256 - 1 - std::strlen(" error.");
+    TestImage noWidth(Formats::RGBA8, 4, 4);
+    noWidth.SetWidth(0);
+    // clang-format off
+    const struct {
+        const char* what;
+        std::function<std::string()> text;
+        std::string expected;
+    } cases[] = {
+        {"Unsupported", [] { return Caught(Unsupported()); },
+         "Required feature of graphic card is not supported.\nConsider upgrading graphics card or driver."},
+        {"OffscreenUnsupported", [] { return Caught(OffscreenUnsupported()); },
+         "Offscreen rendering is not supported.\nConsider upgrading graphics card or driver."},
+        // Code 0 is empty, also after a longer text filled the shared buffer.
+        {"code 0", [] { FramebufferError(0x8CD6, "file.cpp", 12).what(); return Caught(OpenGLError()); }, ""},
+        {"code 0 with a file", [] { return Caught(OpenGLError(0, "x", 7)); }, ""},
+        {"code with a file", [] { return Caught(OpenGLError(0x0505, "x", 7)); },
+         "OpenGL error:\n" + Glu(0x0505) + "\nx: 7"},
+        {"code alone", [] { return Caught(OpenGLError(0x0500)); }, "OpenGL error:\n" + Glu(0x0500)},
+        {"negative line", [] { return Caught(OpenGLError(0x0500, "dir/file.cpp", -3)); },
+         "OpenGL error:\n" + Glu(0x0500) + "\ndir/file.cpp: -3"},
+        {"unknown code", [] { return Caught(OpenGLError(0x1234)); }, "Unknown OpenGL error."},
+        {"unknown code with a file", [] { return Caught(OpenGLError(0x1234, "f", 1)); },
+         "Unknown OpenGL error.\nf: 1"},
+        {"copy constructed",
+         [] { const OpenGLError original(0x0505, "here.cpp", 99); return Caught(original); },
+         "OpenGL error:\n" + Glu(0x0505) + "\nhere.cpp: 99"},
+        {"copy assigned",
+         [] { OpenGLError copy; copy = OpenGLError(0x0505, "here.cpp", 99); return Caught(copy); },
+         "OpenGL error:\n" + Glu(0x0505) + "\nhere.cpp: 99"},
+        {"invalid image", [&] { return Refusal(&noWidth, "Mask"); }, "Mask error."},
+        {"no image", [] { return Refusal(nullptr, "Source"); }, "Source error."},
+        {"name one short of the room", [&] { return Refusal(nullptr, longName.substr(0, room - 1).c_str()); },
+         longName.substr(0, room - 1) + " error."},
+        {"name filling the room", [&] { return Refusal(nullptr, longName.substr(0, room).c_str()); },
+         longName.substr(0, room) + " error."},
+        {"name one over", [&] { return Refusal(nullptr, longName.substr(0, room + 1).c_str()); },
+         longName.substr(0, room) + " error."},
+        {"long name", [&] { return Refusal(nullptr, longName.c_str()); },
+         longName.substr(0, room) + " error."},
+    };
+    // clang-format on
+    for (const auto& c : cases)
+        EXPECT_EQ(c.text(), c.expected) << c.what;
+    const TestImage valid(Formats::RGBA8, 4, 4);
+    EXPECT_NO_THROW(AssertValidImage(&valid, "Source"));
+    for (const XIImage* image : {static_cast<const XIImage*>(nullptr), static_cast<const XIImage*>(&noWidth),
+                                 static_cast<const XIImage*>(&valid)})
+        EXPECT_NO_THROW(AssertOptionalImage(image, "Optional"));
 }
 
-TEST(OpenGLError, CopyKeepsCodeAndLocation) {
-    const OpenGLError original(0x0505, "here.cpp", 99);
-    const std::string text = original.what();
-    OpenGLError copy;
-    copy = original;
-    EXPECT_EQ(std::string(OpenGLError(original).what()), text);
-    EXPECT_EQ(std::string(copy.what()), text);
-}
-
-TEST(FramebufferError, NamesTheStatus) {
+TEST(Errors, FramebufferStatusesByName) {
     const struct {
         int status;
         const char* text;
@@ -125,51 +130,53 @@ TEST(FramebufferError, NamesTheStatus) {
         {-1, "GL_FRAMEBUFFER Unknow error"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.status);
-        EXPECT_EQ(CaughtText(FramebufferError(c.status, nullptr, 0)), c.text);
-        EXPECT_EQ(CaughtText(FramebufferError(c.status, "f", 3)), std::string(c.text) + "\nf: 3");
+        EXPECT_EQ(Caught(FramebufferError(c.status, nullptr, 0)), c.text);
+        EXPECT_EQ(Caught(FramebufferError(c.status, "f", 3)), std::string(c.text) + "\nf: 3");
     }
 }
 
-TEST(SharedMessageBuffer, OneBufferForComposedTexts) {
-    const FramebufferError framebuffer(0x8CDD, nullptr, 0);
-    const OpenGLError gl(0x0505);
-    const char* composed = framebuffer.what();
-    EXPECT_EQ(gl.what(), composed);
-    // The later text replaces the earlier one: callers copy a text before the next is composed.
+TEST(Errors, MessageBuffers) {
+    // An Error keeps the pointer it was given.
+    static const char message[] = "Shader file malformed.";
+    const Error error(message);
+    const Error copy = error;
+    EXPECT_EQ(copy.what(), message);
+
+    // Each fixed text has a buffer of its own; composing the other texts leaves them intact.
+    const Unsupported unsupported;
+    const OffscreenUnsupported offscreen;
+    const char* first = unsupported.what();
+    const char* second = offscreen.what();
+    EXPECT_NE(first, second);
+    OpenGLDebug("something else");
+    EXPECT_STREQ(first, Caught(Unsupported()).c_str());
+    EXPECT_EQ(std::string(second).rfind("Offscreen rendering", 0), 0u);
+
+    // The composed texts share one buffer: a later text replaces an earlier one.
+    const char* composed = FramebufferError(0x8CDD, nullptr, 0).what();
+    EXPECT_EQ(OpenGLError(0x0505).what(), composed);
     EXPECT_EQ(std::string(composed).rfind("OpenGL error:\n", 0), 0u);
-    const OpenGLDebug debug("debug output");
-    EXPECT_EQ(debug.what(), composed);
+    EXPECT_EQ(OpenGLDebug("debug output").what(), composed);
     EXPECT_STREQ(composed, "debug output");
-}
 
-TEST(SharedMessageBuffer, LongTextsAreCutAt4095) {
+    // Long texts are cut at 4095 bytes.
     for (std::size_t length : {kMessageLimit - 1, kMessageLimit, kMessageLimit + 1, std::size_t{10000}}) {
-        SCOPED_TRACE(length);
         const std::string text(length, 'd');
-        const OpenGLDebug debug(text.c_str());
-        const std::string stored = debug.what();
-        EXPECT_EQ(stored.size(), std::min(length, kMessageLimit));
-        EXPECT_EQ(stored, text.substr(0, kMessageLimit));
+        EXPECT_EQ(std::string(OpenGLDebug(text.c_str()).what()), text.substr(0, kMessageLimit)) << length;
     }
-
     const std::string longFile(6000, 'f');
     const std::string text = OpenGLError(0x0505, longFile.c_str(), 1).what();
     EXPECT_EQ(text.size(), kMessageLimit);
-    EXPECT_EQ(text.rfind("OpenGL error:\n" + GluText(0x0505) + "\nfff", 0), 0u);
+    EXPECT_EQ(text.rfind("OpenGL error:\n" + Glu(0x0505) + "\nfff", 0), 0u);
+    EXPECT_EQ(std::strlen(FramebufferError(0x8CDD, longFile.c_str(), 1).what()), kMessageLimit);
 
-    const std::string framebuffer = FramebufferError(0x8CDD, longFile.c_str(), 1).what();
-    EXPECT_EQ(framebuffer.size(), kMessageLimit);
-}
-
-TEST(SharedMessageBuffer, DebugTextMayComeFromTheBufferItself) {
+    // A debug text may come from the buffer itself.
     const char* previous = OpenGLError(0x0505, "same.cpp", 5).what();
     const std::string expected = previous;
-    const OpenGLDebug debug(previous);
-    EXPECT_EQ(std::string(debug.what()), expected);
+    EXPECT_EQ(std::string(OpenGLDebug(previous).what()), expected);
 }
 
-TEST(IsValid, BoundsOfEachField) {
+TEST(Errors, IsValidBoundsOfEachField) {
     const struct {
         const char* what;
         void (*change)(TestImage&);
@@ -197,56 +204,11 @@ TEST(IsValid, BoundsOfEachField) {
         {"unknown colour space", [](TestImage& i) { i.SetColorSpace(777).SetWhiteLevel(0); }, true},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
         TestImage image(Formats::BGRA8, 10, 3); // 40-byte rows
         c.change(image);
-        EXPECT_EQ(IsValid(&image), c.valid);
+        EXPECT_EQ(IsValid(&image), c.valid) << c.what;
     }
     EXPECT_FALSE(IsValid(nullptr));
-}
-
-TEST(AssertValidImage, ThrowsErrorNamingTheImage) {
-    const TestImage valid(Formats::RGBA8, 4, 4);
-    EXPECT_NO_THROW(AssertValidImage(&valid, "Source"));
-
-    TestImage bad(Formats::RGBA8, 4, 4);
-    bad.SetWidth(0);
-    try {
-        AssertValidImage(&bad, "Mask");
-        FAIL() << "no exception";
-    } catch (const Error& error) {
-        EXPECT_STREQ(error.what(), "Mask error.");
-    }
-    try {
-        AssertValidImage(nullptr, "Source");
-        FAIL() << "no exception";
-    } catch (const Error& error) {
-        EXPECT_STREQ(error.what(), "Source error.");
-    }
-}
-
-TEST(AssertValidImage, LongNamesAreCutToFit256Bytes) {
-    // 256 bytes hold 248 bytes of name, " error." and the terminator.
-    const std::size_t room = 256 - 1 - std::strlen(" error.");
-    for (std::size_t length : {room - 1, room, room + 1, std::size_t{1000}}) {
-        SCOPED_TRACE(length);
-        const std::string name(length, 'n');
-        try {
-            AssertValidImage(nullptr, name.c_str());
-            FAIL() << "no exception";
-        } catch (const Error& error) {
-            EXPECT_EQ(std::string(error.what()), name.substr(0, room) + " error.");
-        }
-    }
-}
-
-TEST(AssertOptionalImage, NeverThrows) {
-    const TestImage valid(Formats::RGBA8, 4, 4);
-    TestImage invalid(Formats::RGBA8, 4, 4);
-    invalid.SetNullBase(true);
-    EXPECT_NO_THROW(AssertOptionalImage(nullptr, "Optional"));
-    EXPECT_NO_THROW(AssertOptionalImage(&invalid, "Optional"));
-    EXPECT_NO_THROW(AssertOptionalImage(&valid, "Optional"));
 }
 
 } // namespace

@@ -6,7 +6,7 @@
 #include "gl/render/Conversion.h"
 #include "gl/render/EffectProgram.h"
 
-#include "gl/render/ApplyModeReference.h"
+#include "support/ApplyModeReference.h"
 #include "gl/render/EffectProgramTestSupport.h"
 
 #include <GL/gl.h>
@@ -34,15 +34,14 @@ struct ProcessCase {
     Process process;
 };
 
+// clang-format off
 const ProcessCase kProcesses[] = {
     {&Conversion::sNoProcess, "NoProcess", [](const V4& f) { return f; }},
     {&Conversion::sPremultiply, "Premultiply",
      [](const V4& f) { return Pixel(f.r * Clamp01(f.a), f.g * Clamp01(f.a), f.b * Clamp01(f.a), f.a); }},
-    {&Conversion::sUnpremultiply, "Unpremultiply",
-     [](const V4& f) {
+    {&Conversion::sUnpremultiply, "Unpremultiply", [](const V4& f) {
          const double a = Clamp01(f.a);
-         return a > 1.0 / 1024 ? Pixel(f.r / a, f.g / a, f.b / a, f.a) : f;
-     }},
+         return a > 1.0 / 1024 ? Pixel(f.r / a, f.g / a, f.b / a, f.a) : f; }},
     {&Conversion::sInvertColor, "InvertColor",
      [](const V4& f) { return Pixel(1 - f.r, 1 - f.g, 1 - f.b, f.a); }},
     {&Conversion::sCopyAlpha, "CopyAlpha", [](const V4& f) { return Pixel(1, 1, 1, f.a); }},
@@ -59,14 +58,13 @@ const ProcessCase kProcesses[] = {
     {&Conversion::sCopyInvLuma, "CopyInvLuma", [](const V4& f) { return Pixel(1, 1, 1, 1 - Luma(f)); }},
     {&Conversion::sCopyInvLumaPremult, "CopyInvLumaPremult",
      [](const V4& f) { return Pixel(1, 1, 1, 1) * ((1 - Luma(f)) * f.a); }},
-    {&Conversion::sAdditiveColor, "AdditiveColor",
-     [](const V4& f) {
+    {&Conversion::sAdditiveColor, "AdditiveColor", [](const V4& f) {
          const double i = std::max({f.r, f.g, f.b, f.a});
-         return i > 0 ? Pixel(f.r / i, f.g / i, f.b / i, i) : f;
-     }},
+         return i > 0 ? Pixel(f.r / i, f.g / i, f.b / i, i) : f; }},
     // Null chooses sNoProcess; after another body, so that a null left unheeded shows.
     {nullptr, "NoProcess (null)", [](const V4& f) { return f; }},
 };
+// clang-format on
 
 // The output of a main program for one stored sample.
 using Main = V4 (*)(const V4& sample, double scale, Process process);
@@ -87,55 +85,43 @@ struct MainCase {
     Main main;
 };
 
+// The From mains read the stored channels in their order and scale before processing; the To
+// mains process, scale and clamp (ToOutput), then store in their order.
+// clang-format off
 const MainCase kMains[] = {
-    {&Conversion::sFromARGB, "FromARGB",
-     [](const V4& s, double scale, Process process) {
+    {&Conversion::sFromARGB, "FromARGB", [](const V4& s, double scale, Process process) {
          V4 f = process(Pixel(s.g, s.b, s.a, s.r) * scale); // stored A, R, G, B
          f.a = Clamp01(f.a);
-         return f;
-     }},
-    {&Conversion::sFromBGRA, "FromBGRA",
-     [](const V4& s, double scale, Process process) {
+         return f; }},
+    {&Conversion::sFromBGRA, "FromBGRA", [](const V4& s, double scale, Process process) {
          V4 f = process(Pixel(s.b, s.g, s.r, s.a) * scale);
          f.a = Clamp01(f.a);
-         return f;
-     }},
-    {&Conversion::sToARGB, "ToARGB",
-     [](const V4& s, double scale, Process process) {
+         return f; }},
+    {&Conversion::sToARGB, "ToARGB", [](const V4& s, double scale, Process process) {
          const V4 f = ToOutput(process(s), scale);
-         return Pixel(f.a, f.r, f.g, f.b);
-     }},
-    {&Conversion::sToBGRA, "ToBGRA",
-     [](const V4& s, double scale, Process process) {
+         return Pixel(f.a, f.r, f.g, f.b); }},
+    {&Conversion::sToBGRA, "ToBGRA", [](const V4& s, double scale, Process process) {
          const V4 f = ToOutput(process(s), scale);
-         return Pixel(f.b, f.g, f.r, f.a);
-     }},
+         return Pixel(f.b, f.g, f.r, f.a); }},
     // Null chooses sNoSwizzle; after another main, so that a null left unheeded shows.
     {nullptr, "NoSwizzle (null)",
      [](const V4& s, double scale, Process process) { return ToOutput(process(s), scale); }},
     {&Conversion::sNoSwizzle, "NoSwizzle",
      [](const V4& s, double scale, Process process) { return ToOutput(process(s), scale); }},
 };
+// clang-format on
 
 // Stored samples: ordinary colours, transparent, values beyond 1 and below 0 (float storage), and
 // alphas on both sides of the unpremultiply threshold 1/1024 in every channel position, since the
 // From mains read the alpha from different places.
+// clang-format off
 const std::vector<Rgba> kSamples = {
-    {0, 0, 0, 0},
-    {1, 1, 1, 1},
-    {0.25f, 0.5f, 0.75f, 1},
-    {0.8f, 0.4f, 0.2f, 0.5f},
-    {0.3f, 0.6f, 0.9f, 0.25f},
-    {1.5f, 0.75f, 1.25f, 1.5f},
-    {2, 0.5f, -1, 3},
-    {0.0004f, 0.0002f, 0.0001f, 0.0005f},
-    {0.0008f, 0.0004f, 0.0002f, 0.001f},
-    {0.0005f, 0.0004f, 0.0002f, 0.0001f},
-    {0.001f, 0.0004f, 0.0002f, 0.0001f},
-    {0.0001f, 0.0002f, 0.0005f, 0.0004f},
-    {0.0001f, 0.0002f, 0.001f, 0.0004f},
-    {0.6f, 0.1f, 0.35f, 0.75f},
-};
+    {0, 0, 0, 0}, {1, 1, 1, 1}, {0.25f, 0.5f, 0.75f, 1}, {0.8f, 0.4f, 0.2f, 0.5f}, {0.3f, 0.6f, 0.9f, 0.25f},
+    {1.5f, 0.75f, 1.25f, 1.5f}, {2, 0.5f, -1, 3}, {0.6f, 0.1f, 0.35f, 0.75f},
+    {0.0004f, 0.0002f, 0.0001f, 0.0005f}, {0.0008f, 0.0004f, 0.0002f, 0.001f},
+    {0.0005f, 0.0004f, 0.0002f, 0.0001f}, {0.001f, 0.0004f, 0.0002f, 0.0001f},
+    {0.0001f, 0.0002f, 0.0005f, 0.0004f}, {0.0001f, 0.0002f, 0.001f, 0.0004f}};
+// clang-format on
 
 using ConversionTest = GlProgramTest;
 

@@ -148,25 +148,6 @@ TEST_F(EffectProgramTest, CommonBlurWeighsByProductOfSquaresAndCountsEveryWeight
     }
 }
 
-TEST_F(EffectProgramTest, UniformsAreDiscoveredAtTheFirstApply) {
-    GLSL::Shader shader(
-        GL_FRAGMENT_SHADER,
-        "uniform float used; uniform float unused;\nvoid main() { gl_FragColor = vec4(used); }\n");
-    EffectProgram program(&shader);
-    EXPECT_FALSE(program.HasUniform("used")) << "no table before the first Apply";
-    EXPECT_EQ(program.GetUniform("used"), nullptr);
-    program.Apply();
-    EXPECT_TRUE(program.HasUniform("used"));
-    EXPECT_FALSE(program.HasUniform("unused")) << "the linker dropped it";
-    EXPECT_FALSE(program.HasUniform("random")) << "nothing here calls rand()";
-    EXPECT_FALSE(program.HasUniform(nullptr));
-    GLSL::Uniform* used = program.GetUniform("used");
-    ASSERT_NE(used, nullptr);
-    EXPECT_TRUE(used->IsAttached()) << "found by name means attached";
-    EXPECT_EQ(used->Type(), unsigned(GL_FLOAT));
-    EXPECT_EQ(program.GetUniform("unused"), nullptr);
-}
-
 namespace {
 
 // A program with a uniform of every type the transfer table knows.
@@ -435,15 +416,6 @@ TEST_F(EffectProgramTest, CompileFailureThrowsOnTheFirstApplyAndTheLinkReportsIt
     }
 }
 
-TEST_F(EffectProgramTest, LinkFailureThrowsWithItsPrefix) {
-    GLSL::Shader unresolved(GL_FRAGMENT_SHADER,
-                            "float nowhere();\nvoid main() { gl_FragColor = vec4(nowhere()); }\n");
-    EffectProgram program(&unresolved);
-    const std::string link = ErrorOf([&] { program.Apply(); });
-    EXPECT_TRUE(StartsWith(link, "GLSL Link Error:\n")) << link;
-    EXPECT_FALSE(program.GetProgram().NeedsLink()) << "relink is already cleared";
-}
-
 TEST_F(EffectProgramTest, DrawRegionCoversTheRegionWithCoordinatesOnEachUnit) {
     // Fixed-function vertices; the fragment shows the coordinates of units 0 and 1.
     GLSL::Shader show(GL_FRAGMENT_SHADER,
@@ -502,35 +474,22 @@ TEST_F(EffectProgramTest, DrawRegionCoversTheRegionWithCoordinatesOnEachUnit) {
     EXPECT_EQ(corner[2], 0.5f) << "no unit coordinate without a last unit";
 }
 
-TEST_F(EffectProgramTest, ShaderListHoldsSixteenAndFinalizeForgetsIt) {
-    GLSL::Shader shader(GL_FRAGMENT_SHADER,
-                        "uniform float level;\nvoid main() { gl_FragColor = vec4(level); }\n");
-    EffectProgram program(nullptr, &shader, nullptr);
-    EXPECT_EQ(program.ShaderCount(), 1) << "null shaders are ignored";
+// Uniforms are discovered at the first Apply and looked up once; Finalize forgets the shaders and
+// the table, and the program is usable again once its shaders are added.
+TEST_F(EffectProgramTest, UniformsAreDiscoveredOnceAndFinalizeForgetsThem) {
+    GLSL::Shader shader(GL_FRAGMENT_SHADER, "uniform float level; uniform float unused;\n"
+                                            "void main() { gl_FragColor = vec4(level); }\n");
+    EffectProgram list(nullptr, &shader, nullptr);
+    EXPECT_EQ(list.ShaderCount(), 1) << "null shaders are ignored";
     for (int k = 0; k < 20; ++k)
-        program.AddShader(&EffectProgram::sVertexShader);
-    EXPECT_EQ(program.ShaderCount(), EffectProgram::kMaxShaders);
+        list.AddShader(&EffectProgram::sVertexShader);
+    EXPECT_EQ(list.ShaderCount(), EffectProgram::kMaxShaders);
 
-    EffectProgram used(&EffectProgram::sVertexShader, &shader);
-    used.Apply();
-    EXPECT_TRUE(used.GetProgram().IsCurrent());
-    EXPECT_TRUE(used.HasUniform("level"));
-    used.Finalize();
-    EXPECT_EQ(used.ShaderCount(), 0);
-    EXPECT_EQ(used.GetProgram().Name(), 0);
-    EXPECT_FALSE(used.HasUniform("level"));
-    used.AddShader(&shader);
-    used.Apply();
-    EXPECT_TRUE(used.HasUniform("level")) << "usable again once its shaders are added";
-}
-
-TEST_F(EffectProgramTest, RepeatedApplyNeitherRelinksNorRequeries) {
-    GLSL::Shader shader(GL_FRAGMENT_SHADER,
-                        "uniform float level;\nvoid main() { gl_FragColor = vec4(level); }\n");
     EffectProgram program(&EffectProgram::sVertexShader, &shader);
-    const unsigned long links = GLSL::Program::LinkCount();
+    EXPECT_FALSE(program.HasUniform("level")) << "no table before the first Apply";
+    EXPECT_EQ(program.GetUniform("level"), nullptr);
+    const unsigned long links = GLSL::Program::LinkCount(), lookups = GLSL::Uniform::LookupCount();
     const unsigned long discoveries = EffectProgram::DiscoveryCount();
-    const unsigned long lookups = GLSL::Uniform::LookupCount();
     for (int k = 0; k < 5; ++k) {
         program.Apply();
         program.SetUniform("level", 0.5f + static_cast<float>(k));
@@ -541,6 +500,22 @@ TEST_F(EffectProgramTest, RepeatedApplyNeitherRelinksNorRequeries) {
     float level = 0;
     program.GetUniform("level", level);
     EXPECT_EQ(level, 4.5f);
+    EXPECT_TRUE(program.GetProgram().IsCurrent());
+    GLSL::Uniform* used = program.GetUniform("level");
+    ASSERT_NE(used, nullptr);
+    EXPECT_TRUE(used->IsAttached()) << "found by name means attached";
+    EXPECT_EQ(used->Type(), unsigned(GL_FLOAT));
+    EXPECT_FALSE(program.HasUniform("unused")) << "the linker dropped it";
+    EXPECT_FALSE(program.HasUniform("random")) << "nothing here calls rand()";
+    EXPECT_FALSE(program.HasUniform(nullptr));
+
+    program.Finalize();
+    EXPECT_EQ(program.ShaderCount(), 0);
+    EXPECT_EQ(program.GetProgram().Name(), 0);
+    EXPECT_FALSE(program.HasUniform("level"));
+    program.AddShader(&shader);
+    program.Apply();
+    EXPECT_TRUE(program.HasUniform("level")) << "usable again once its shaders are added";
 
     // Without active uniforms there is no table, so discovery runs at every Apply.
     GLSL::Shader constant(GL_FRAGMENT_SHADER, "void main() { gl_FragColor = vec4(1.0); }\n");
@@ -549,21 +524,4 @@ TEST_F(EffectProgramTest, RepeatedApplyNeitherRelinksNorRequeries) {
     bare.Apply();
     bare.Apply();
     EXPECT_EQ(EffectProgram::DiscoveryCount(), before + 2);
-}
-
-TEST_F(EffectProgramTest, MissingEntryPointThrowsBeforeAnythingIsMade) {
-    GLSL::Shader shader(GL_FRAGMENT_SHADER, "void main() { gl_FragColor = vec4(1.0); }\n");
-    EffectProgram program(&shader);
-    {
-        MissingEntry<decltype(GLEntry::glLinkProgram)> missing(GLEntry::glLinkProgram);
-        EXPECT_THROW(program.Apply(), Unsupported);
-        EXPECT_EQ(program.GetProgram().Name(), 0);
-        EXPECT_EQ(shader.Name(), 0u);
-    }
-    {
-        MissingEntry<decltype(GLEntry::glMultiTexCoord2fv)> missing(GLEntry::glMultiTexCoord2fv);
-        EXPECT_THROW(EffectProgram::DrawRegion(Region(4, 4), GL_TEXTURE1), Unsupported);
-        EXPECT_NO_THROW(EffectProgram::DrawRegion(Region(4, 4))) << "no unit coordinates, no need";
-    }
-    EXPECT_NO_THROW(program.Apply());
 }

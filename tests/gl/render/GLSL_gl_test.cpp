@@ -1,8 +1,9 @@
 // The GLSL wrappers on a real context: lazy compilation, compile and link failures with their
 // message prefixes, relinking only after a change, uniform location look-up once, the recorded
-// current program, loading a source file, and missing entry points.
+// current program, loading a source file, and missing entry points (of effect programs too).
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
+#include "gl/render/EffectProgram.h"
 #include "gl/render/GLSL.h"
 
 #include "gl/render/EffectProgramTestSupport.h"
@@ -51,7 +52,7 @@ TEST_F(GlslTest, ShaderCompilesOnceOnFirstUse) {
     EXPECT_NE(shader.Name(), 0u) << "the source survives Finalize, so the shader can be made again";
 }
 
-TEST_F(GlslTest, CompileFailureThrowsTheLogOnceAndKeepsTheName) {
+TEST_F(GlslTest, FailuresThrowOnceWithTheirPrefixes) {
     GLSL::Shader shader(GL_FRAGMENT_SHADER, kBadFragment);
     try {
         shader.Initialize();
@@ -63,12 +64,10 @@ TEST_F(GlslTest, CompileFailureThrowsTheLogOnceAndKeepsTheName) {
     }
     EXPECT_NE(shader.Name(), 0u);
     EXPECT_NO_THROW(shader.Initialize()) << "the failure is not reported twice";
-}
 
-TEST_F(GlslTest, LinkFailureThrowsWithItsPrefixAndClearsRelink) {
-    GLSL::Shader shader(GL_FRAGMENT_SHADER, kUnresolvedFragment);
+    GLSL::Shader unresolved(GL_FRAGMENT_SHADER, kUnresolvedFragment);
     GLSL::Program program;
-    program.Attach(shader);
+    program.Attach(unresolved);
     EXPECT_TRUE(program.NeedsLink());
     const unsigned long links = GLSL::Program::LinkCount();
     try {
@@ -78,7 +77,7 @@ TEST_F(GlslTest, LinkFailureThrowsWithItsPrefixAndClearsRelink) {
         EXPECT_EQ(std::string(e.what()).rfind("GLSL Link Error:\n", 0), 0u) << e.what();
     }
     EXPECT_EQ(GLSL::Program::LinkCount(), links + 1);
-    EXPECT_FALSE(program.NeedsLink());
+    EXPECT_FALSE(program.NeedsLink()) << "relink is cleared";
     EXPECT_FALSE(program.IsCurrent());
     while (glGetError() != GL_NO_ERROR) { // using an unlinked program is an OpenGL error
     }
@@ -235,4 +234,20 @@ TEST_F(GlslTest, MissingEntryPointThrowsUnsupportedBeforeAnyCall) {
         GLSL::Uniform level("level", GL_FLOAT);
         EXPECT_THROW(level.Attach(program), Unsupported);
     }
+    // An effect program checks before it makes anything; its quad needs unit coordinates only for
+    // a last unit.
+    GLSL::Shader white(GL_FRAGMENT_SHADER, "void main() { gl_FragColor = vec4(1.0); }\n");
+    EffectProgram effect(&white);
+    {
+        MissingEntry<decltype(GLEntry::glLinkProgram)> missing(GLEntry::glLinkProgram);
+        EXPECT_THROW(effect.Apply(), Unsupported);
+        EXPECT_EQ(effect.GetProgram().Name(), 0);
+        EXPECT_EQ(white.Name(), 0u);
+    }
+    {
+        MissingEntry<decltype(GLEntry::glMultiTexCoord2fv)> missing(GLEntry::glMultiTexCoord2fv);
+        EXPECT_THROW(EffectProgram::DrawRegion(Region(4, 4), GL_TEXTURE1), Unsupported);
+        EXPECT_NO_THROW(EffectProgram::DrawRegion(Region(4, 4)));
+    }
+    EXPECT_NO_THROW(effect.Apply());
 }

@@ -1,11 +1,11 @@
 // The four glow programs on llvmpipe against CPU references: the luma threshold, the two
 // one-directional blurs (offsets 1.5, 3.5, ... with weights 1 - offset^2 / radius^2, samples
-// clamped to the texture, linear filtering), and the glow composite.
+// clamped to the texture, linear filtering), and the glow composite; and a Finalize survived.
 #include "gl/render/EffectProgram.h"
 #include "gl/render/Glow.h"
 #include "gl/state/Texturing.h"
 
-#include "gl/render/ApplyModeReference.h"
+#include "support/ApplyModeReference.h"
 #include "gl/render/EffectProgramTestSupport.h"
 
 #include <GL/gl.h>
@@ -112,6 +112,14 @@ TEST_F(GlowTest, ThresholdKeepsPixelsFromTheGivenLumaUp) {
     }
     EXPECT_EQ(target.At(0, 0)[3], 0.0f) << "a grey of 0.49 is below 0.5";
     EXPECT_EQ(target.At(1, 0)[0], 0.5f) << "a grey of 0.5 is kept";
+
+    // A static program keeps its one shader through Finalize and links again.
+    threshold.Finalize();
+    EXPECT_EQ(threshold.GetProgram().Name(), 0);
+    EXPECT_EQ(threshold.ShaderCount(), 1);
+    threshold.Apply();
+    EXPECT_TRUE(threshold.GetProgram().IsCurrent());
+    EXPECT_TRUE(threshold.HasUniform("threshold_luma"));
 }
 
 TEST_F(GlowTest, BlursSampleAtOddHalfOffsetsAlongTheirAxis) {
@@ -166,15 +174,4 @@ TEST_F(GlowTest, GlowAddsTheBlurredColourWeightedByItsAlpha) {
             return Clamp01(V4{bv.r * k + ov.r, bv.g * k + ov.g, bv.b * k + ov.b, k + ov.a});
         });
     }
-}
-
-TEST_F(GlowTest, GlowProgramsLinkAgainAfterFinalize) {
-    EffectProgram& threshold = EffectProgram::sThreshold;
-    threshold.Apply();
-    threshold.Finalize();
-    EXPECT_EQ(threshold.GetProgram().Name(), 0);
-    EXPECT_EQ(threshold.ShaderCount(), 1) << "its one shader is kept";
-    threshold.Apply();
-    EXPECT_TRUE(threshold.GetProgram().IsCurrent());
-    EXPECT_TRUE(threshold.HasUniform("threshold_luma"));
 }

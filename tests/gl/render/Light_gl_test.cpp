@@ -1,81 +1,67 @@
 // Lights, materials, the light model and the highlight style on a real context: what is applied
 // comes back, applying touches only its own light, and the scoped objects restore.
-#include "gl/context/RootContext.h"
 #include "gl/render/Light.h"
 #include "gl/render/LightHighlight.h"
 #include "gl/render/LightMaterial.h"
 #include "gl/render/LightModel.h"
 #include "gl/state/Color.h"
 
+#include "gl/render/EffectProgramTestSupport.h"
+
 #include <GL/gl.h>
 #include <gtest/gtest.h>
 
-#include <string>
+#include <memory>
 #include <tuple>
 
 using namespace OGL_ZEP6_AE;
 
 namespace {
 
-std::string ErrorsLeft() {
-    std::string errors;
-    for (GLenum e = glGetError(); e != GL_NO_ERROR; e = glGetError())
-        errors += std::to_string(e) + " ";
-    return errors;
-}
-
-class LightGL : public ::testing::Test {
+// Positions and directions are read back in eye coordinates, under the identity.
+class LightGL : public zep6test::GlProgramTest {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(RootContext::Select());
-        ASSERT_EQ(ErrorsLeft(), "");
-        // Positions and directions are read back in eye coordinates.
+        GlProgramTest::SetUp();
         glMatrixMode(GL_MODELVIEW);
         glLoadIdentity();
     }
-    void TearDown() override { EXPECT_EQ(ErrorsLeft(), "") << "OpenGL errors left behind"; }
-
-    PushOpenGLContext saved_;
 };
 
-// A parameter of a light (glGetLightfv) or of a face's material (glGetMaterialfv): a Color or p4f
-// for four values, a float for one.
-template <class T = Color> T Get(void (*get)(GLenum, GLenum, GLfloat*), GLenum which, GLenum pname) {
-    T value{};
-    get(which, pname, reinterpret_cast<float*>(&value));
+// Colours as vectors, which print their values when a comparison fails.
+p4f Rgba(const Color& c) {
+    return p4f(c.red, c.green, c.blue, c.alpha);
+}
+p4f LightGet(int light, GLenum pname) {
+    p4f value(0, 0, 0, 0);
+    glGetLightfv(GL_LIGHT0 + light, pname, value);
     return value;
 }
-template <class T = Color> T LightGet(int light, GLenum pname) {
-    return Get<T>(glGetLightfv, GL_LIGHT0 + light, pname);
+Color MaterialGet(GLenum face, GLenum pname) {
+    Color value;
+    glGetMaterialfv(face, pname, value);
+    return value;
 }
-
 GLint Integer(GLenum name) {
     GLint value = 0;
     glGetIntegerv(name, &value);
     return value;
 }
-
+bool Enabled(GLenum cap) {
+    return glIsEnabled(cap) == GL_TRUE;
+}
 // OpenGL's current colour, not the library's mirror of it.
 Color GlColor() {
     float colour[4];
     glGetFloatv(GL_CURRENT_COLOR, colour);
     return Color(colour);
 }
-
-bool Enabled(GLenum cap) {
-    return glIsEnabled(cap) == GL_TRUE;
-}
-
 p3f Xyz(const p4f& v) {
     return p3f(v.x, v.y, v.z);
 }
-// Colours as vectors, which print their values when a comparison fails.
-p4f Rgba(const Color& c) {
-    return p4f(c.red, c.green, c.blue, c.alpha);
-}
 
-// What a spot light and a parameter light read back, to compare with what was applied. The
-// direction without w, which OpenGL does not keep.
+// What a spot light and a parameter light read back; the direction without w, which OpenGL does
+// not keep.
 auto Fields(const SpotLight<2>& l) {
     return std::make_tuple(Rgba(l.specular), l.position, Xyz(l.direction), l.exponent, l.cutoff,
                            l.quadraticAttenuation);
@@ -85,11 +71,9 @@ auto Fields(const ParamLight& l) {
                            Xyz(l.direction), l.spotExponent, l.spotCutoff, l.constantAttenuation,
                            l.linearAttenuation, l.quadraticAttenuation);
 }
-
-// A light's ambient, diffuse and specular colour and its switch.
 auto LightState(int i) {
-    return std::make_tuple(LightGet<p4f>(i, GL_AMBIENT), LightGet<p4f>(i, GL_DIFFUSE),
-                           LightGet<p4f>(i, GL_SPECULAR), Enabled(GL_LIGHT0 + i));
+    return std::make_tuple(LightGet(i, GL_AMBIENT), LightGet(i, GL_DIFFUSE), LightGet(i, GL_SPECULAR),
+                           Enabled(GL_LIGHT0 + i));
 }
 
 } // namespace
@@ -102,37 +86,27 @@ TEST_F(LightGL, ALightTemplateTouchesOnlyItsOwnLight) {
     const Color colour(0.25f, 0.5f, 0.75f, 1.0f);
     AmbientLight<3>(colour).Apply();
     DiffuseLight<3>(colour * 0.5f).Apply();
-    for (int i = 0; i < 8; ++i) {
-        const p4f specular = std::get<2>(before[i]); // no template here sets it
+    for (int i = 0; i < 8; ++i)
         EXPECT_EQ(LightState(i),
-                  i == 3 ? std::make_tuple(Rgba(colour), Rgba(colour * 0.5f), specular, true) : before[i])
+                  i != 3 ? before[i]
+                         : std::make_tuple(Rgba(colour), Rgba(colour * 0.5f), std::get<2>(before[i]), true))
             << i;
-    }
     EXPECT_TRUE(Enabled(GL_LIGHTING));
-
-    // The switches are applied as they are held.
     AmbientLight<3> off(colour);
-    off.lightOn = false;
-    off.lightingOn = false;
+    off.lightOn = off.lightingOn = false;
     off.Apply();
-    EXPECT_FALSE(Enabled(GL_LIGHT3));
-    EXPECT_FALSE(Enabled(GL_LIGHTING));
+    EXPECT_FALSE(Enabled(GL_LIGHT3) || Enabled(GL_LIGHTING)) << "the switches are applied as held";
 }
 
-// The values differ from OpenGL's defaults and from those the objects read into start with (the
-// switches between the ambient and the diffuse light, which share that code), so that a value left
-// out of Apply() or of Retrieve() shows.
+// The values differ from OpenGL's defaults and from those the objects read into start with, so
+// that a value left out of Apply() or of Retrieve() shows.
 TEST_F(LightGL, LightValuesGiveBackWhatTheyApplied) {
-    AmbientLight<1> ambient(Color(0.1f, 0.2f, 0.3f, 0.4f));
-    ambient.lightOn = false;
-    ambient.lightingOn = false;
+    AmbientLight<1> ambient(Color(0.1f, 0.2f, 0.3f, 0.4f)), readAmbient(Color::Black);
+    ambient.lightOn = ambient.lightingOn = false;
     ambient.Apply();
-    AmbientLight<1> readAmbient(Color::Black);
     readAmbient.Retrieve();
     EXPECT_EQ(readAmbient.color, ambient.color);
-    EXPECT_FALSE(readAmbient.lightOn);
-    EXPECT_FALSE(readAmbient.lightingOn);
-
+    EXPECT_FALSE(readAmbient.lightOn || readAmbient.lightingOn);
     const DiffuseLight<6> diffuse(Color(0.5f, 0.25f, 0.125f, 1.0f));
     diffuse.Apply();
     DiffuseLight<6> readDiffuse;
@@ -152,11 +126,10 @@ TEST_F(LightGL, LightValuesGiveBackWhatTheyApplied) {
     EXPECT_EQ(Color::sCurrentColor, simple.color);
     SimpleLight readSimple(Color::Black);
     readSimple.Retrieve();
-    EXPECT_EQ(readSimple.color, simple.color);
-    EXPECT_EQ(readSimple.ambient.color, simple.color);
-    EXPECT_EQ(readSimple.diffuse.color, simple.color);
+    EXPECT_EQ(std::make_tuple(readSimple.color, readSimple.ambient.color, readSimple.diffuse.color),
+              std::make_tuple(simple.color, simple.color, simple.color));
 
-    ParamLight light(4);
+    ParamLight light(4), read(4);
     light.SetDefaults(2);
     light.ambient = Color(0.1f, 0.1f, 0.2f, 1.0f);
     light.diffuse = Color(0.6f, 0.7f, 0.8f, 1.0f);
@@ -168,7 +141,6 @@ TEST_F(LightGL, LightValuesGiveBackWhatTheyApplied) {
     light.linearAttenuation = 0.25f;
     light.quadraticAttenuation = 0.125f;
     light.Apply();
-    ParamLight read(4);
     read.Retrieve();
     EXPECT_EQ(Fields(read), Fields(light));
 
@@ -188,122 +160,94 @@ TEST_F(LightGL, ParamLightSwitchesAndCustomApply) {
     glEnable(GL_LIGHTING);
     ParamLight light(2);
     light.Apply();
-    EXPECT_FALSE(Enabled(GL_LIGHT2));
-    EXPECT_FALSE(Enabled(GL_LIGHTING));
+    EXPECT_FALSE(Enabled(GL_LIGHT2) || Enabled(GL_LIGHTING));
     light.SetDefaults(1, 0);
     light.Apply();
-    EXPECT_TRUE(Enabled(GL_LIGHT2));
-    EXPECT_TRUE(Enabled(GL_LIGHTING));
-    EXPECT_EQ(LightGet<p4f>(2, GL_POSITION), p4f(0, 0, -2, 1));
+    EXPECT_TRUE(Enabled(GL_LIGHT2) && Enabled(GL_LIGHTING));
+    EXPECT_EQ(LightGet(2, GL_POSITION), p4f(0, 0, -2, 1));
 
     // Without the spot flag the cutoff and exponent are sent as "no spot", and kept so.
-    light.spot = false;
-    light.useAmbient = false;
+    light.spot = light.useAmbient = false;
     light.ambient = Color::White;
     light.spotCutoff = 20.0f;
     light.spotExponent = 5.0f;
     light.constantAttenuation = 3.0f;
     light.linearAttenuation = 2.0f;
     light.ApplyCustom();
-    EXPECT_EQ(light.spotCutoff, 180.0f);
-    EXPECT_EQ(light.spotExponent, 0.0f);
+    EXPECT_EQ(std::make_tuple(light.spotCutoff, light.spotExponent, light.constantAttenuation,
+                              light.linearAttenuation),
+              std::make_tuple(180.0f, 0.0f, 1.0f, 0.0f));
     EXPECT_EQ(light.ambient, Color::Transparent);
-    EXPECT_EQ(light.constantAttenuation, 1.0f);
-    EXPECT_EQ(light.linearAttenuation, 0.0f);
-    EXPECT_EQ(LightGet<float>(2, GL_SPOT_CUTOFF), 180.0f);
-    EXPECT_EQ(LightGet<float>(2, GL_SPOT_EXPONENT), 0.0f);
-    EXPECT_EQ(LightGet(2, GL_AMBIENT), Color::Transparent);
-
-    // With it, the spot values go through as they are.
+    EXPECT_EQ(LightGet(2, GL_SPOT_CUTOFF).x, 180.0f);
+    EXPECT_EQ(LightGet(2, GL_SPOT_EXPONENT).x, 0.0f);
+    EXPECT_EQ(LightGet(2, GL_AMBIENT), Rgba(Color::Transparent));
     light.spot = true;
     light.spotCutoff = 20.0f;
     light.ApplyCustom();
-    EXPECT_EQ(LightGet<float>(2, GL_SPOT_CUTOFF), 20.0f);
-}
+    EXPECT_EQ(LightGet(2, GL_SPOT_CUTOFF).x, 20.0f) << "with the flag the spot goes through as it is";
 
-TEST_F(LightGL, LightSwitchesRoundTripAndDisable) {
     const GLint maxLights = Integer(GL_MAX_LIGHTS);
-    for (int i = 0; i < maxLights; ++i) {
-        if (i % 3 == 1)
-            glEnable(GL_LIGHT0 + i);
-        else
-            glDisable(GL_LIGHT0 + i);
-    }
-    glEnable(GL_LIGHTING);
+    for (int i = 0; i < maxLights; ++i)
+        i % 3 == 1 ? glEnable(GL_LIGHT0 + i) : glDisable(GL_LIGHT0 + i);
     ParamLights lights;
     lights.Retrieve();
     EXPECT_EQ(lights.count, maxLights < 8 ? maxLights : 8);
     for (int i = 0; i < lights.count; ++i)
         EXPECT_EQ(lights.switches[i] != 0, i % 3 == 1) << i;
     EXPECT_NE(lights.lighting, 0);
-
     ParamLights::DisableLights();
     for (int i = 0; i < maxLights; ++i)
         EXPECT_FALSE(Enabled(GL_LIGHT0 + i)) << i;
     EXPECT_FALSE(Enabled(GL_LIGHTING));
-
     lights.Apply();
     for (int i = 0; i < lights.count; ++i)
         EXPECT_EQ(Enabled(GL_LIGHT0 + i), i % 3 == 1) << i;
     EXPECT_TRUE(Enabled(GL_LIGHTING));
-    ParamLights::DisableLights();
 }
 
-TEST_F(LightGL, MaterialIsRememberedNotReadBack) {
+TEST_F(LightGL, MaterialsAndTheirPushesRestore) {
     Material m(Color(0.1f, 0.2f, 0.3f, 1.0f), Color(0.4f, 0.5f, 0.6f, 1.0f), Color(0.7f, 0.7f, 0.7f, 1.0f),
                Color(0.05f, 0.0f, 0.0f, 1.0f), 32.0f);
     m.back.diffuse = Color(0.9f, 0.1f, 0.1f, 1.0f);
     m.Apply();
-    EXPECT_EQ(Get(glGetMaterialfv, GL_FRONT, GL_DIFFUSE), m.front.diffuse);
-    EXPECT_EQ(Get(glGetMaterialfv, GL_BACK, GL_DIFFUSE), m.back.diffuse);
-    EXPECT_EQ(Get<float>(glGetMaterialfv, GL_FRONT, GL_SHININESS), 32.0f);
-
+    EXPECT_EQ(MaterialGet(GL_FRONT, GL_DIFFUSE), m.front.diffuse);
+    EXPECT_EQ(MaterialGet(GL_BACK, GL_DIFFUSE), m.back.diffuse);
+    EXPECT_EQ(MaterialGet(GL_FRONT, GL_SHININESS).red, 32.0f);
     // Changed in the context directly: Retrieve still gives the applied material.
     const float red[4] = {1, 0, 0, 1};
     glMaterialfv(GL_FRONT_AND_BACK, GL_AMBIENT, red);
     Material read;
     read.Retrieve();
     EXPECT_EQ(read, m);
-}
 
-TEST_F(LightGL, ColorMaterialPushesRestore) {
+    // Each push of a colour material sets what it should and brings back colour and material,
+    // also after something else was applied inside.
     const ColorMaterial original(Color(0.25f, 0.25f, 0.5f, 1.0f), Color::Gray);
     original.Apply();
     EXPECT_EQ(Color::sCurrentColor, original.color);
-    // Push's own rules (restoring once, also when an exception leaves the scope) are checked on a
-    // fake state (StateValues_test); here each push of a colour material sets what it should and
-    // brings back colour and material, also after something else was applied inside.
     ColorMaterial now;
-    const auto expectOriginal = [&] {
+    for (const bool custom : {false, true}) {
+        {
+            const ColorMaterial pushed = custom ? ColorMaterial(Color::Red, Color::Blue)
+                                                : ColorMaterial(Color::DarkGray, Color::Transparent);
+            const auto push = custom ? std::make_unique<PushColorMaterial>(Color::Red, Color::Blue)
+                                     : std::make_unique<PushColorMaterial>();
+            now.Retrieve();
+            EXPECT_EQ(now, pushed);
+            EXPECT_EQ(GlColor(), pushed.color);
+            ColorMaterial(Color::Green, Color::Green).Apply();
+        }
         now.Retrieve();
         EXPECT_EQ(now, original);
         EXPECT_EQ(GlColor(), original.color);
-        EXPECT_EQ(Get(glGetMaterialfv, GL_BACK, GL_DIFFUSE), Color::Gray);
-    };
-    {
-        PushColorMaterial push;
-        now.Retrieve();
-        EXPECT_EQ(now, ColorMaterial(Color::DarkGray, Color::Transparent));
-        EXPECT_EQ(GlColor(), Color::DarkGray);
+        EXPECT_EQ(MaterialGet(GL_BACK, GL_DIFFUSE), Color::Gray);
     }
-    expectOriginal();
-    {
-        PushColorMaterial push(Color::Red, Color::Blue);
-        now.Retrieve();
-        EXPECT_EQ(now, ColorMaterial(Color::Red, Color::Blue));
-        EXPECT_EQ(GlColor(), Color::Red);
-        ColorMaterial(Color::Green, Color::Green).Apply();
-    }
-    expectOriginal();
 }
 
 TEST_F(LightGL, HighlightRestoresStippleAndColour) {
     for (bool stippleBefore : {false, true}) {
         SCOPED_TRACE(stippleBefore ? "stipple on before" : "stipple off before");
-        if (stippleBefore)
-            glEnable(GL_LINE_STIPPLE);
-        else
-            glDisable(GL_LINE_STIPPLE);
+        stippleBefore ? glEnable(GL_LINE_STIPPLE) : glDisable(GL_LINE_STIPPLE);
         glLineStipple(1, 0xFFFF);
         const Color before(0.25f, 0.5f, 0.75f, 1.0f);
         before.Apply();
