@@ -410,9 +410,6 @@ void RenderedTexture::BlitWithDepth(const Region& region, float weight) {
     if (width_ == 0 || height_ == 0 || !region.valid)
         return;
     static EffectProgram* program = new EffectProgram(&EffectProgram::sVertexShader, &sDepthBlitShader);
-    static GLSL::Uniform* colorSource = nullptr;
-    static GLSL::Uniform* depthSource = nullptr;
-    static GLSL::Uniform* weightUniform = nullptr;
 
     TextureUnits saved(2);
     saved.Retrieve();
@@ -425,11 +422,10 @@ void RenderedTexture::BlitWithDepth(const Region& region, float weight) {
     Apply();
     ApplyNearest();
     program->Apply();
-    if (colorSource == nullptr) {
-        colorSource = program->GetUniform("color_source");
-        depthSource = program->GetUniform("depth_source");
-        weightUniform = program->GetUniform("weight");
-    }
+    // Looked up on every call: a shutdown deletes the program's uniforms with the program.
+    GLSL::Uniform* colorSource = program->GetUniform("color_source");
+    GLSL::Uniform* depthSource = program->GetUniform("depth_source");
+    GLSL::Uniform* weightUniform = program->GetUniform("weight");
     if (colorSource && IsSampler(colorSource))
         ZEP6_GLCALL(glUniform1i)(*colorSource, 0);
     if (depthSource && IsSampler(depthSource))
