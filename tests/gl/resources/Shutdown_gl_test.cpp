@@ -140,20 +140,44 @@ TEST(Shutdown, CleanerGivesEverythingBackAndALaterCallStartsAgain) {
         EXPECT_FALSE(glIsTexture(name));
         EXPECT_EQ(TextureBuffer::Counters().allocated, 0);
 
-        TextureBuffer* fresh = TextureBuffer::Make(TextureKey(kRect, 8, 8, GL_RGBA8, 0));
-        ASSERT_NE(fresh, nullptr);
-        EXPECT_TRUE(fresh->Select());
-        TextureBuffer::Recycle(fresh);
-        EXPECT_EQ(TextureBuffer::Counters().idleCount, 0);
-
         EXPECT_TRUE(pixels->Resize(16, 16, GL_RGBA8));
-        pixels->Finalize();
-        EXPECT_EQ(MemoryBuffer::Counters().allocated, 0);
     }));
     ZEP6_AE::StaticList::Decrement();
     EXPECT_EQ(sThread, nullptr);
     delete pixels;
     delete probe;
+}
+
+// A host that counts itself in and out around each render must keep its caching: each session's
+// caches keep and hand out again exactly as the first session's did.
+TEST(Shutdown, EverySessionCachesAsTheFirstDid) {
+    ASSERT_EQ(ZEP6_AE::StaticList::UserCount(), 0);
+    struct Cache {
+        const char* name;
+        CacheCounters (*counters)();
+        void (*makeAndRecycle)();
+    };
+    const Cache caches[] = {
+        {"memory", &MemoryBuffer::Counters, [] { MemoryBuffer::Recycle(MemoryBuffer::Make(MemoryKey(4096))); }},
+        {"renderbuffer", &RenderBuffer::Counters,
+         [] { RenderBuffer::Recycle(RenderBuffer::Make(RenderKey(64, 64, GL_RGBA, GL_UNSIGNED_BYTE))); }},
+        {"texture", &TextureBuffer::Counters,
+         [] { TextureBuffer::Recycle(TextureBuffer::Make(TextureKey(kRect, 64, 64, GL_RGBA8, 0))); }},
+    };
+    for (int session = 1; session <= 3; ++session) {
+        ZEP6_AE::StaticList::Increment();
+        for (const Cache& cache : caches) {
+            const long hits = cache.counters().hits;
+            ASSERT_TRUE(OnWorker([&cache] {
+                for (int use = 0; use < 3; ++use)
+                    cache.makeAndRecycle();
+            }));
+            EXPECT_EQ(cache.counters().hits - hits, 2) << cache.name << " cache, session " << session;
+        }
+        ZEP6_AE::StaticList::Decrement();
+        for (const Cache& cache : caches)
+            EXPECT_EQ(cache.counters().allocated, 0) << cache.name << ": the shutdown gave everything back";
+    }
 }
 
 // The library's static programs outlive every shutdown. Each session links them again, and each
