@@ -448,6 +448,24 @@ unsigned int GetCardMemorySize() {
     });
 }
 
+unsigned int BestStorageType() {
+    static Cached<unsigned int> answer;
+    return answer.Get([] {
+        const bool halfFloat = IsHalfFloatSupported();
+        const bool floats = IsFloatSupported();
+        if (!IsBasicQuadro() && !IsMacATI()) {
+            if (floats && IsQuadro())
+                return static_cast<unsigned int>(GL_FLOAT);
+            if (halfFloat)
+                return static_cast<unsigned int>(GL_HALF_FLOAT_ARB);
+            if (floats)
+                return static_cast<unsigned int>(GL_FLOAT);
+            return static_cast<unsigned int>(GL_UNSIGNED_BYTE);
+        }
+        return static_cast<unsigned int>(halfFloat ? GL_HALF_FLOAT_ARB : GL_UNSIGNED_BYTE);
+    });
+}
+
 void SetUnsupportedEffectNames(const char* const names[6]) {
     EffectNames& effects = UnsupportedEffects();
     std::lock_guard<std::mutex> guard(effects.lock);

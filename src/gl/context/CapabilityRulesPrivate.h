@@ -76,4 +76,10 @@ ZEP6_API std::string ComposeHardwareReport(const HardwareFacts& facts, const std
 
 } // namespace CapabilityRules
 
+// The component type image content is kept in on the card (Texture::GetBestType()). Worked out on
+// the first call and kept, as the capability answers are, with no lock held while the queries run:
+// they may hand themselves to the worker thread, whose current job may be asking for this very
+// answer.
+ZEP6_API unsigned int BestStorageType();
+
 } // namespace OGL_ZEP6_AE

@@ -4,6 +4,7 @@
 #include "core/PixelFormat.h"
 #include "core/XIImage.h"
 #include "gl/context/Capabilities.h"
+#include "gl/context/CapabilityRulesPrivate.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/Conversion.h"
 #include "gl/render/Plane.h"
@@ -348,21 +349,7 @@ void Texture::ResetUploadCounts() {
 }
 
 unsigned int Texture::GetBestType() {
-    static const unsigned int best = [] {
-        const bool halfFloat = IsHalfFloatSupported();
-        const bool floats = IsFloatSupported();
-        if (!IsBasicQuadro() && !IsMacATI()) {
-            if (floats && IsQuadro())
-                return static_cast<unsigned int>(GL_FLOAT);
-            if (halfFloat)
-                return static_cast<unsigned int>(GL_HALF_FLOAT_ARB);
-            if (floats)
-                return static_cast<unsigned int>(GL_FLOAT);
-            return static_cast<unsigned int>(GL_UNSIGNED_BYTE);
-        }
-        return static_cast<unsigned int>(halfFloat ? GL_HALF_FLOAT_ARB : GL_UNSIGNED_BYTE);
-    }();
-    return best;
+    return BestStorageType();
 }
 
 void Texture::SetType(unsigned int target, int width, int height, unsigned int format, unsigned int type,
