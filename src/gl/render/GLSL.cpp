@@ -1,5 +1,6 @@
 #include "gl/render/GLSL.h"
 
+#include "core/ErrorTextPrivate.h"
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
 
@@ -96,7 +97,7 @@ void Shader::CheckStatus() {
         errorText_ = "GLSL Compile Error:\n";
         errorText_.append(log.data(), static_cast<std::size_t>(written > 0 ? written : 0));
     }
-    throw Error(errorText_.c_str());
+    throw Error(KeepErrorText(errorText_.c_str()));
 }
 
 void Shader::Finalize() {
@@ -190,7 +191,7 @@ void Program::CheckStatus() {
         errorText_ = "GLSL Link Error:\n";
         errorText_.append(log.data(), static_cast<std::size_t>(written > 0 ? written : 0));
     }
-    throw Error(errorText_.c_str());
+    throw Error(KeepErrorText(errorText_.c_str()));
 }
 
 bool Program::IsCurrent() const {

@@ -37,8 +37,9 @@ public:
     bool LoadFile(const char* path);
 
     // Creates and compiles the shader when it has no OpenGL name yet. A failed compilation throws
-    // Error with "GLSL Compile Error:\n" followed by the driver's log (the text lives in this
-    // object, see ErrorText()).
+    // Error with "GLSL Compile Error:\n" followed by the driver's log, also kept in this object
+    // (ErrorText()); the thrown text is a copy in the library's error-text buffer, so it outlives
+    // the shader.
     void Initialize();
     // Initialize(), then the OpenGL name.
     operator int();
