@@ -1,6 +1,7 @@
 #include "gl/render/EffectProgram.h"
 
 #include "core/Errors.h"
+#include "core/TestCountersPrivate.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/state/Color.h"
 #include "gl/state/Texturing.h"
@@ -75,8 +76,6 @@ const char* const kMultiTextureSource = R"glsl(void main()
 // Built at load, compiled on the first Apply() of any effect program.
 GLSL::Shader sCommonFragment(GL_FRAGMENT_SHADER, kCommonSource);
 
-unsigned long sDiscoveryCount = 0;
-
 // Size of the name buffer handed to glGetActiveUniform.
 constexpr GLsizei kUniformNameSize = 128;
 
@@ -147,7 +146,7 @@ void EffectProgram::Apply() {
 }
 
 void EffectProgram::InitializeUniforms() {
-    ++sDiscoveryCount;
+    AddTestCount(TestCounter::UniformDiscoveries);
     uniforms_.reset();
     const GLuint program = static_cast<GLuint>(program_.Name());
     GLint count = 0;
@@ -196,10 +195,6 @@ void EffectProgram::Finalize() {
 }
 
 void EffectProgram::Dump() const {}
-
-unsigned long EffectProgram::DiscoveryCount() {
-    return sDiscoveryCount;
-}
 
 // GL worker thread.
 void EffectProgram::DrawRegion(const Region& region, unsigned int lastUnit) {

@@ -149,8 +149,6 @@ public:
 
     GLSL::Program& GetProgram() { return program_; }
     int ShaderCount() const { return shaderCount_; }
-    // Number of uniform discoveries run by all effect programs of the process (diagnostics).
-    static unsigned long DiscoveryCount();
 
     // Vertex shader that only transforms the position.
     static GLSL::Shader sVertexShader;

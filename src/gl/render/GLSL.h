@@ -117,10 +117,6 @@ public:
     bool NeedsLink() const { return relink_; }
     const char* ErrorText() const { return errorText_.c_str(); }
 
-    // Number of glLinkProgram calls made by all programs of the process (diagnostics: render
-    // passes link once, so this stays still while they draw).
-    static unsigned long LinkCount();
-
 private:
     void Link();
     void CheckStatus();
@@ -144,9 +140,6 @@ public:
     // A program without an OpenGL name throws Error "No Program for Uniform Variable".
     void Attach(const Program& program);
     void Attach(int program);
-
-    // Number of glGetUniformLocation calls made by all uniforms of the process (diagnostics).
-    static unsigned long LookupCount();
 
 protected:
     friend class ::OGL_ZEP6_AE::EffectProgram;

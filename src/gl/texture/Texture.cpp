@@ -2,6 +2,7 @@
 
 #include "core/Errors.h"
 #include "core/PixelFormat.h"
+#include "core/TestCountersPrivate.h"
 #include "core/XIImage.h"
 #include "gl/context/Capabilities.h"
 #include "gl/context/CapabilityRulesPrivate.h"
@@ -21,7 +22,6 @@
 #include <GL/glext.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstddef>
 #include <cstring>
 #include <vector>
@@ -31,8 +31,6 @@ namespace OGL_ZEP6_AE {
 
 namespace {
 
-std::atomic<int> gDirectUploads{0};
-std::atomic<int> gRenderUploads{0};
 
 // Lets a TextureUnit that carries a texture bind it and learn its target.
 struct InstallTextureUnitHooks {
@@ -337,17 +335,6 @@ bool Texture::WriteToFile(const char*, Channel) const {
     return false;
 }
 
-int Texture::DirectUploadCount() {
-    return gDirectUploads.load();
-}
-int Texture::RenderUploadCount() {
-    return gRenderUploads.load();
-}
-void Texture::ResetUploadCounts() {
-    gDirectUploads = 0;
-    gRenderUploads = 0;
-}
-
 unsigned int Texture::GetBestType() {
     return BestStorageType();
 }
@@ -435,7 +422,7 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
     // the full range of its type: 16-bit data at white 16384 (signed shorts to OpenGL) would arrive
     // with white at one half, and the render path applies the white-level scale.
     if (!convert && !flip && !resize && scale == 1.0f && loadProcessing_ == nullptr && Inside(image, source)) {
-        ++gDirectUploads;
+        AddTestCount(TestCounter::DirectUploads);
         buffer_->LoadImageNative(image, source, destination);
         return;
     }
@@ -443,7 +430,7 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
     // transferred. A top-down depth image is turned the right way up on the way; resizing, fitting
     // and a load-processing shader do not apply to it.
     if (IsDepthFormat(key_.InternalFormat())) {
-        ++gDirectUploads;
+        AddTestCount(TestCounter::DirectUploads);
         // The part of the source inside the image, placed where it lies in the source (in a
         // top-down image the last memory row of the part is its lowest picture row).
         const Region area = source & Region(static_cast<unsigned int>(image->GetWidth()),
@@ -461,7 +448,7 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
         }
         return;
     }
-    ++gRenderUploads;
+    AddTestCount(TestCounter::RenderUploads);
 
     State state(2);
     state.Retrieve();
@@ -497,7 +484,7 @@ void Texture::MaskTexture(const XIImage* mask, const Region& source, const Regio
     float scale = 1.0f;
     GetColorSpaceFormat(mask, format, type, scale);
     const bool convert = NeedToConvert(mask, format, type);
-    ++gRenderUploads;
+    AddTestCount(TestCounter::RenderUploads);
 
     State state(2);
     state.Retrieve();

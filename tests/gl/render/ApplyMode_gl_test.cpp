@@ -3,6 +3,7 @@
 // transparent, partly transparent, and values at each formula's branch points), read back as
 // floats. Also: the mode selector, the dissolve seed, and that drawing repeatedly neither
 // relinks nor looks uniforms up again.
+#include "core/TestCountersPrivate.h"
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/ApplyMode.h"
@@ -284,9 +285,9 @@ TEST_F(ApplyModeTest, DrawingRepeatedlyOverHighDefinitionNeitherRelinksNorRequer
     back_->BindOn(1);
     ApplyMode::sOver.ApplyBound(1.0f);
     ApplyMode::sOver.ApplyLightBound(1.0f);
-    const unsigned long links = GLSL::Program::LinkCount();
-    const unsigned long lookups = GLSL::Uniform::LookupCount();
-    const unsigned long discoveries = EffectProgram::DiscoveryCount();
+    const long links = TestCount(TestCounter::Links);
+    const long lookups = TestCount(TestCounter::UniformLookups);
+    const long discoveries = TestCount(TestCounter::UniformDiscoveries);
     for (int k = 0; k < 3; ++k) {
         ApplyMode::sOver.ApplyBound(0.25f * static_cast<float>(k));
         EffectProgram::DrawRegion(Region(1920, 1080), GL_TEXTURE1);
@@ -294,9 +295,9 @@ TEST_F(ApplyModeTest, DrawingRepeatedlyOverHighDefinitionNeitherRelinksNorRequer
         EffectProgram::DrawRegion(Region(1920, 1080), GL_TEXTURE1);
     }
     glFinish();
-    EXPECT_EQ(GLSL::Program::LinkCount(), links);
-    EXPECT_EQ(GLSL::Uniform::LookupCount(), lookups);
-    EXPECT_EQ(EffectProgram::DiscoveryCount(), discoveries);
+    EXPECT_EQ(TestCount(TestCounter::Links), links);
+    EXPECT_EQ(TestCount(TestCounter::UniformLookups), lookups);
+    EXPECT_EQ(TestCount(TestCounter::UniformDiscoveries), discoveries);
 }
 
 TEST_F(ApplyModeTest, AModeLinksAgainAfterFinalize) {

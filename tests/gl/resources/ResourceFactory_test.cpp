@@ -1,6 +1,7 @@
 // The cache rules (reuse, budget, eviction, purge, finalisation and their counters) and the
 // process-wide resource list, on stand-in buffers that need no OpenGL.
 
+#include "core/TestCountersPrivate.h"
 #include "gl/resources/Resource.h"
 #include "gl/resources/ResourceFactory.h"
 
@@ -191,27 +192,27 @@ private:
 
 TEST(Resource, NewResourcesAreListedAndUnlinkedWhenDestroyed) {
     std::vector<const Probe*> log;
-    const int before = Resource::ListedCount();
+    const int before = ListedResourceCount();
     Probe* a = new Probe(&log);
     Probe* b = new Probe(&log);
     Probe* c = new Probe(&log);
-    EXPECT_EQ(Resource::ListedCount(), before + 3);
+    EXPECT_EQ(ListedResourceCount(), before + 3);
     delete b; // from the middle
-    EXPECT_EQ(Resource::ListedCount(), before + 2);
+    EXPECT_EQ(ListedResourceCount(), before + 2);
     EXPECT_TRUE(a->IsListed());
     EXPECT_TRUE(c->IsListed());
     {
         // A copy is a resource of its own; assignment moves nothing in the list.
         Probe copy(*a);
-        EXPECT_EQ(Resource::ListedCount(), before + 3);
+        EXPECT_EQ(ListedResourceCount(), before + 3);
         copy = *c;
-        EXPECT_EQ(Resource::ListedCount(), before + 3);
+        EXPECT_EQ(ListedResourceCount(), before + 3);
     }
-    EXPECT_EQ(Resource::ListedCount(), before + 2);
+    EXPECT_EQ(ListedResourceCount(), before + 2);
     delete c; // the head
     EXPECT_TRUE(a->IsListed());
     delete a;
-    EXPECT_EQ(Resource::ListedCount(), before);
+    EXPECT_EQ(ListedResourceCount(), before);
 }
 
 // FinalizeAll works on the whole process (the library's own caches included), so these run in a
@@ -230,14 +231,14 @@ int FinalizeAllNewestFirst() {
     Resource::FinalizeAll();
     if (log.size() != 3 || log[0] != c || log[1] != b || log[2] != a)
         return Fail("not finalised newest first");
-    if (Resource::ListedCount() != 0 || a->IsListed() || b->IsListed() || c->IsListed())
+    if (ListedResourceCount() != 0 || a->IsListed() || b->IsListed() || c->IsListed())
         return Fail("list not emptied");
     // Resources that outlive the list are destroyed in any order without touching each other.
     delete b;
     delete a;
     delete c;
     Probe later(&log);
-    if (Resource::ListedCount() != 1 || !later.IsListed())
+    if (ListedResourceCount() != 1 || !later.IsListed())
         return Fail("a later resource starts no new list");
     return 0;
 }
@@ -250,7 +251,7 @@ int FinalizeAllStopsAtFirstFailure() {
     Resource::FinalizeAll(); // must not throw
     if (log.size() != 2 || log[0] != &newest || log[1] != &failing)
         return Fail("walk did not stop at the failing resource");
-    if (Resource::ListedCount() != 0 || oldest.IsListed())
+    if (ListedResourceCount() != 0 || oldest.IsListed())
         return Fail("list not emptied after a failure");
     return 0;
 }

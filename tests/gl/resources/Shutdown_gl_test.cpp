@@ -3,6 +3,7 @@
 // leaves caches that keep nothing; a later Increment() starts everything again, and repeated
 // cycles leave the process's memory where it was.
 
+#include "core/TestCountersPrivate.h"
 #include "gl/context/RootContext.h"
 #include "gl/context/Shared.h"
 #include "gl/context/Thread.h"
@@ -108,7 +109,7 @@ TEST(Shutdown, CleanerGivesEverythingBackAndALaterCallStartsAgain) {
     EXPECT_EQ(held->TextureName(), 0u);
     EXPECT_EQ(held->FrameBufferName(), 0u);
     EXPECT_EQ(pixels->GetBaseAddress(), nullptr);
-    EXPECT_EQ(Resource::ListedCount(), 0);
+    EXPECT_EQ(ListedResourceCount(), 0);
 
     const CacheCounters textures = TextureBuffer::Counters();
     EXPECT_TRUE(textures.finalized);
