@@ -165,40 +165,81 @@ TEST(ExtensionRules, SubstringSearchOverBothListsWithoutTheDisabledNames) {
 
 // ---- renderer text --------------------------------------------------------------------------
 
-TEST(RendererRules, QuadroAtiSoftwareAndSeries) {
+TEST(RendererRules, QuadroProfessionalAtiSoftwareAndSeries) {
     struct Case {
         const char* renderer;
-        bool quadro;
-        bool basicQuadro;
-        bool ati;
-        bool software;
+        bool quadro, basicQuadro, professional, ati, software;
         long series;
     };
     const Case cases[] = {
-        {"Quadro FX 3500/PCI/SSE2", true, true, false, false, 3500},
-        {"Quadro FX 4500", true, true, false, false, 4500},
-        {"Quadro FX 1500M/PCI/SSE2", true, true, false, false, 1500},
-        {"Quadro FX 5600", true, false, false, false, 5600},
-        {"GeForce 8800 GTX", false, false, false, false, 8800},
-        {"GeForce 5500", false, false, false, false, 5500},        // a series number alone is no Quadro
-        {"RADEON X1900 Series", false, false, false, false, 1900}, // "ATI" is looked for, case-sensitive
-        {"ATI Radeon HD 4870", false, false, true, false, 4870},
-        {"radeon ati", false, false, false, false, 0},
-        {"llvmpipe (LLVM 15.0.6, 256 bits)", false, false, false, true, 15},
-        {"softpipe", false, false, false, true, 0},
-        {"NVIDIA H100 80GB HBM3/PCIe/SSE2", false, false, false, false, 100},
-        {"Card X-300", false, false, false, false, -300}, // atoi reads the sign
-        {"Unknown", false, false, false, false, 0},
-        {"", false, false, false, false, 0},
+        {"Quadro FX 3500/PCI/SSE2", true, true, true, false, false, 3500},
+        {"Quadro FX 1500M/PCI/SSE2", true, true, true, false, false, 1500},
+        {"Quadro FX 5600", true, false, true, false, false, 5600},
+        {"GeForce 8800 GTX", false, false, false, false, false, 8800},
+        {"GeForce 5500", false, false, false, false, false, 5500}, // a series number alone is no Quadro
+        {"RADEON X1900 Series", false, false, false, false, false, 1900}, // "ATI", case-sensitive
+        {"ATI Radeon HD 4870", false, false, false, true, false, 4870},
+        {"llvmpipe (LLVM 15.0.6, 256 bits)", false, false, false, false, true, 15},
+        {"softpipe", false, false, false, false, true, 0},
+        {"NVIDIA H100 80GB HBM3/PCIe/SSE2", false, false, true, false, false, 100},
+        {"NVIDIA A100-SXM4-80GB/PCIe/SSE2", false, false, true, false, false, 100},
+        {"NVIDIA L40S/PCIe/SSE2", false, false, true, false, false, 40},
+        {"NVIDIA T1000/PCIe/SSE2", false, false, true, false, false, 1000},
+        {"Tesla V100-SXM2-16GB/PCIe/SSE2", false, false, true, false, false, 100},
+        {"NVIDIA RTX A6000/PCIe/SSE2", false, false, true, false, false, 6000},
+        {"NVIDIA RTX 6000 Ada Generation/PCIe/SSE2", false, false, true, false, false, 6000},
+        {"AMD Radeon Pro W6800 (radeonsi, navi21)", false, false, true, false, false, 6800},
+        {"NVIDIA GeForce RTX 4090/PCIe/SSE2", false, false, false, false, false, 4090},
+        {"NVIDIA TITAN RTX/PCIe/SSE2", false, false, false, false, false, 2}, // from "SSE2"
+        {"NVIDIA GeForce GTX 1080/PCIe/SSE2", false, false, false, false, false, 1080},
+        {"AMD Radeon RX 7900 XTX (radeonsi, navi31)", false, false, false, false, false, 7900},
+        {"Card X-300", false, false, false, false, false, -300}, // atoi reads the sign
+        {"", false, false, false, false, false, 0},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(IsQuadroRenderer(c.renderer), c.quadro) << c.renderer;
         EXPECT_EQ(IsBasicQuadroRenderer(c.renderer), c.basicQuadro) << c.renderer;
+        EXPECT_EQ(IsProfessionalRenderer(c.renderer), c.professional) << c.renderer;
         EXPECT_EQ(IsATIRenderer(c.renderer), c.ati) << c.renderer;
         EXPECT_EQ(IsSoftwareRenderer(c.renderer), c.software) << c.renderer;
         EXPECT_EQ(CardSeriesOf(c.renderer), c.series) << c.renderer;
     }
     EXPECT_EQ(CardSeriesOf(nullptr), 0);
+}
+
+TEST(StorageRules, CardChoiceAndOverride) {
+    using C = StorageChoice;
+    constexpr unsigned F = GL_FLOAT, H = GL_HALF_FLOAT_ARB, B = GL_UNSIGNED_BYTE;
+    struct Case {
+        StorageFacts facts; // float textures, half-float pixels, basic Quadro, Mac ATI, professional
+        unsigned type;
+    };
+    const Case cases[] = {
+        {{true, true, false, false, true, C::Card}, F},
+        {{true, true, false, false, false, C::Card}, H},
+        {{true, false, false, false, false, C::Card}, F},
+        {{false, false, false, false, true, C::Card}, B},
+        {{true, true, true, false, true, C::Card}, H},
+        {{true, false, true, false, true, C::Card}, B},
+        {{true, true, false, true, false, C::Card}, H},
+        {{true, true, false, false, false, C::Float}, F},
+        {{false, true, false, false, false, C::Float}, H}, // not storable: the card's choice
+        {{true, true, true, false, true, C::Float}, F},
+        {{true, true, false, false, true, C::Half}, H},
+        {{true, false, false, false, true, C::Half}, F},
+        {{true, true, false, false, true, C::Byte}, B},
+        {{true, true, false, false, true, C::Unknown}, F},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(StorageTypeFor(c.facts), c.type)
+            << c.facts.floatTextures << c.facts.halfFloatPixels << c.facts.basicQuadro << c.facts.macATI
+            << c.facts.professional << " choice " << static_cast<int>(c.facts.choice);
+    EXPECT_EQ(ParseStorageChoice(nullptr), C::Card);
+    EXPECT_EQ(ParseStorageChoice(""), C::Card);
+    EXPECT_EQ(ParseStorageChoice("float"), C::Float);
+    EXPECT_EQ(ParseStorageChoice("half"), C::Half);
+    EXPECT_EQ(ParseStorageChoice("byte"), C::Byte);
+    EXPECT_EQ(ParseStorageChoice("Float"), C::Unknown);
 }
 
 TEST(DriverVersion, TakenFromTheVersionText) {
