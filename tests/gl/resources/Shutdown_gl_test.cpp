@@ -114,8 +114,9 @@ TEST(Shutdown, CleanerGivesEverythingBackAndALaterCallStartsAgain) {
     // A later user starts everything again; resources that outlived the shutdown work again.
     ZEP6_AE::StaticList::Increment();
     ASSERT_TRUE(OnWorker([&] {
+        EXPECT_FALSE(held->IsResident());
         held->Bind();
-        EXPECT_NE(held->TextureName(), 0u);
+        EXPECT_TRUE(held->IsResident());
         ASSERT_TRUE(held->Select());
         glClearColor(1, 0, 0, 1);
         glClear(GL_COLOR_BUFFER_BIT);
