@@ -2,8 +2,11 @@
 // process-wide resource list, on stand-in buffers that need no OpenGL.
 
 #include "core/TestCountersPrivate.h"
+#include "gl/resources/MemoryBuffer.h"
+#include "gl/resources/RenderBuffer.h"
 #include "gl/resources/Resource.h"
 #include "gl/resources/ResourceFactory.h"
+#include "gl/resources/TextureBuffer.h"
 
 #include <gtest/gtest.h>
 
@@ -53,6 +56,12 @@ int FakeBuffer::sLive = 0;
 std::vector<int> FakeBuffer::sDeleted;
 
 using Cache = ResourceFactory<FakeKey, FakeBuffer, 100>;
+
+// The library's three caches keep these rules with these idle budgets: 128 MiB of pixel memory,
+// 16 MiB of renderbuffers, 384 MiB of textures (eleven 2048 x 1080 float textures).
+static_assert(MemoryFactory::kLimit == 0x8000000 && RenderFactory::kLimit == 0x1000000 &&
+                  TextureFactory::kLimit == 0x18000000,
+              "cache budgets");
 
 class ResourceFactoryTest : public ::testing::Test {
 protected:
