@@ -19,6 +19,7 @@
 // second, and in the label the frame size, layout and renderer. A summary after the run gives
 // library / plain OpenGL per layout; the target is at most 1.3 for the layout that needs no
 // conversion.
+#include "core/TestCountersPrivate.h"
 #include "BenchFrame.h"
 #include "PlainGl.h"
 
@@ -105,8 +106,7 @@ void BM_LibraryTransfer(benchmark::State& state, const Layout& layout) {
     });
     if (error.empty() && !destination.SameWithin(source))
         error = "the frame did not come back as it went in";
-    RenderedTexture::ResetReadCounts();
-    Texture::ResetUploadCounts();
+    ResetTestCounts();
 
     double seconds = 0;
     if (error.empty()) {
@@ -121,8 +121,8 @@ void BM_LibraryTransfer(benchmark::State& state, const Layout& layout) {
     } else {
         zep6bench::Report(state, source, kTransfers, seconds);
         const double frames = static_cast<double>(state.iterations());
-        state.counters["direct_uploads"] = Texture::DirectUploadCount() / frames;
-        state.counters["direct_reads"] = RenderedTexture::DirectReadCount() / frames;
+        state.counters["direct_uploads"] = TestCount(TestCounter::DirectUploads) / frames;
+        state.counters["direct_reads"] = TestCount(TestCounter::DirectReads) / frames;
         state.SetLabel(Label(layout, facts.renderer));
         zep6bench::Timings()[layout.name].library = zep6bench::MillisecondsPerFrame(state, seconds);
     }

@@ -1,4 +1,5 @@
 #include "core/Errors.h"
+#include "core/ErrorTextPrivate.h"
 
 #include "core/XIImage.h"
 
@@ -23,6 +24,8 @@ char sMessageBuffer[kMessageBufferSize];
 char sUnsupportedBuffer[kFixedTextBufferSize];
 char sOffscreenUnsupportedBuffer[kFixedTextBufferSize];
 char sAssertBuffer[kAssertBufferSize];
+// Texts composed at run time for Error (KeepErrorText): driver logs of compile and link failures.
+char sErrorTextBuffer[16384];
 
 const char kUnsupportedText[] =
     "Required feature of graphic card is not supported.\nConsider upgrading graphics card or driver.";
@@ -170,6 +173,10 @@ void AssertValidImage(const XIImage* image, const char* name) {
     std::memmove(sAssertBuffer, name, length);
     std::memcpy(sAssertBuffer + length, kSuffix, sizeof(kSuffix));
     throw Error(sAssertBuffer);
+}
+
+const char* KeepErrorText(const char* text) {
+    return CopyInto(sErrorTextBuffer, sizeof(sErrorTextBuffer), text);
 }
 
 void AssertOptionalImage(const XIImage* image, const char* name) {

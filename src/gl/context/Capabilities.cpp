@@ -223,6 +223,71 @@ bool IsBasicQuadroRenderer(const std::string& renderer) {
                                           Contains(renderer, "4500") || Contains(renderer, "5500"));
 }
 
+namespace {
+
+// The model name right after "NVIDIA " is one or two capitals, a number of one to four digits
+// and at most one more capital ("A100", "H100", "L40S", "GH200", "T4", "T1000"), up to a blank,
+// '-' or '/' or the end.
+bool HasNvidiaModelNumber(const std::string& renderer) {
+    const std::string prefix = "NVIDIA ";
+    const std::size_t start = renderer.find(prefix);
+    if (start == std::string::npos)
+        return false;
+    const std::size_t begin = start + prefix.size();
+    const std::size_t end = renderer.find_first_of(" -/", begin);
+    const std::string model = renderer.substr(begin, end == std::string::npos ? std::string::npos : end - begin);
+    std::size_t i = 0;
+    while (i < model.size() && i < 2 && std::isupper(static_cast<unsigned char>(model[i])))
+        ++i;
+    const std::size_t digits = i;
+    while (i < model.size() && std::isdigit(static_cast<unsigned char>(model[i])))
+        ++i;
+    if (digits == 0 || i == digits || i - digits > 4)
+        return false;
+    if (i < model.size() && std::isupper(static_cast<unsigned char>(model[i])))
+        ++i;
+    return i == model.size();
+}
+
+} // namespace
+
+bool IsProfessionalRenderer(const std::string& renderer) {
+    for (const char* line : {"Quadro", "Tesla", "RTX A", "RTX PRO", "Ada Generation", "Radeon Pro", "Radeon PRO",
+                             "FirePro", "Instinct"})
+        if (Contains(renderer, line))
+            return true;
+    return HasNvidiaModelNumber(renderer);
+}
+
+StorageChoice ParseStorageChoice(const char* value) {
+    if (!value || !*value)
+        return StorageChoice::Card;
+    const std::string text = value;
+    if (text == "float")
+        return StorageChoice::Float;
+    if (text == "half")
+        return StorageChoice::Half;
+    if (text == "byte")
+        return StorageChoice::Byte;
+    return StorageChoice::Unknown;
+}
+
+unsigned int StorageTypeFor(const StorageFacts& facts) {
+    if (facts.choice == StorageChoice::Float && facts.floatTextures)
+        return GL_FLOAT;
+    if (facts.choice == StorageChoice::Half && facts.halfFloatPixels)
+        return GL_HALF_FLOAT_ARB;
+    if (facts.choice == StorageChoice::Byte)
+        return GL_UNSIGNED_BYTE;
+    if (facts.basicQuadro || facts.macATI)
+        return facts.halfFloatPixels ? GL_HALF_FLOAT_ARB : GL_UNSIGNED_BYTE;
+    if (facts.floatTextures && facts.professional)
+        return GL_FLOAT;
+    if (facts.halfFloatPixels)
+        return GL_HALF_FLOAT_ARB;
+    return facts.floatTextures ? GL_FLOAT : GL_UNSIGNED_BYTE;
+}
+
 bool IsATIRenderer(const std::string& renderer) {
     return Contains(renderer, "ATI");
 }
@@ -445,6 +510,42 @@ unsigned int GetCardMemorySize() {
         if (sources.softwareRenderer)
             sources.physicalBytes = platform::PhysicalMemory();
         return CapabilityRules::MemorySizeFrom(sources);
+    });
+}
+
+namespace {
+
+// ZEP6_STORAGE, read once. Only the environment is read under the guard of this static: nothing
+// here waits for the worker thread.
+CapabilityRules::StorageChoice StorageChoiceFromEnvironment() {
+    static const CapabilityRules::StorageChoice choice = [] {
+        const char* value = std::getenv("ZEP6_STORAGE");
+        const CapabilityRules::StorageChoice parsed = CapabilityRules::ParseStorageChoice(value);
+        if (parsed == CapabilityRules::StorageChoice::Unknown)
+            std::fprintf(stderr, "ZEP6_STORAGE=%s is not float, half or byte; ignored\n", value);
+        return parsed;
+    }();
+    return choice;
+}
+
+} // namespace
+
+unsigned int BestStorageType() {
+    static Cached<unsigned int> answer;
+    return answer.Get([] {
+        CapabilityRules::StorageFacts facts;
+        facts.floatTextures = IsFloatSupported();
+        facts.halfFloatPixels = IsHalfFloatSupported();
+        facts.basicQuadro = IsBasicQuadro();
+        facts.macATI = IsMacATI();
+        facts.professional = CapabilityRules::IsProfessionalRenderer(GetCard());
+        facts.choice = StorageChoiceFromEnvironment();
+        const unsigned int type = CapabilityRules::StorageTypeFor(facts);
+        const bool refused = (facts.choice == CapabilityRules::StorageChoice::Float && type != GL_FLOAT) ||
+                             (facts.choice == CapabilityRules::StorageChoice::Half && type != GL_HALF_FLOAT_ARB);
+        if (refused)
+            std::fprintf(stderr, "ZEP6_STORAGE asks for a type this card cannot store; ignored\n");
+        return type;
     });
 }
 

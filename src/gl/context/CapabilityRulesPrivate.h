@@ -26,6 +26,13 @@ ZEP6_API bool FindExtension(const std::string& combined, const char* name,
 ZEP6_API bool IsQuadroRenderer(const std::string& renderer);
 ZEP6_API bool IsBasicQuadroRenderer(const std::string& renderer);
 ZEP6_API bool IsATIRenderer(const std::string& renderer);
+// Boards built for professional and data-centre work, on which image content is kept in full
+// float when float textures exist (StorageTypeFor): every Quadro; NVIDIA's later workstation
+// boards ("RTX A4000", "RTX 6000 Ada Generation", "RTX PRO 6000", and "NVIDIA T1000"-style
+// model names); NVIDIA's data-centre boards ("Tesla ...", and a model name of one or two capitals
+// and a number right after "NVIDIA ": A100, H100, L40S, GH200, T4, V100); AMD's "Radeon Pro",
+// "FirePro" and "Instinct" boards. Consumer boards (GeForce, plain Radeon) are not.
+ZEP6_API bool IsProfessionalRenderer(const std::string& renderer);
 // Mesa's software rasterisers, which keep textures in the machine's memory.
 ZEP6_API bool IsSoftwareRenderer(const std::string& renderer);
 
@@ -61,6 +68,34 @@ ZEP6_API bool IsUnsupportedHardware(const std::string& renderer, unsigned int me
 // The unsupported-hardware message naming the six effects ("A, B, C and D, E, F").
 ZEP6_API std::string UnsupportedHardwareMessage(const char* const effectNames[6]);
 
+// The storage type asked for with ZEP6_STORAGE.
+enum class StorageChoice {
+    Card,    // not set (or empty): the card's own choice
+    Float,   // "float"
+    Half,    // "half"
+    Byte,    // "byte"
+    Unknown, // any other text: reported and otherwise ignored
+};
+ZEP6_API StorageChoice ParseStorageChoice(const char* value);
+
+struct StorageFacts {
+    bool floatTextures = false;   // GL_ARB_texture_float
+    bool halfFloatPixels = false; // GL_ARB_half_float_pixel
+    bool basicQuadro = false;     // IsBasicQuadro()
+    bool macATI = false;          // IsMacATI()
+    bool professional = false;    // IsProfessionalRenderer(GetCard())
+    StorageChoice choice = StorageChoice::Card;
+};
+
+// The component type image content is kept in (GL_FLOAT, GL_HALF_FLOAT_ARB or GL_UNSIGNED_BYTE):
+// - a choice the card can store wins: float needs float textures, half needs half-float pixels,
+//   byte is always possible;
+// - otherwise, on a basic Quadro or a Mac ATI board: half float when possible, else bytes;
+// - otherwise: float on professional boards with float textures (full precision and range is
+//   what they are bought for, and they store it at full speed), else half float when possible,
+//   else float when possible, else bytes.
+ZEP6_API unsigned int StorageTypeFor(const StorageFacts& facts);
+
 struct HardwareFacts {
     std::string card;
     std::string version;
@@ -75,5 +110,13 @@ struct HardwareFacts {
 ZEP6_API std::string ComposeHardwareReport(const HardwareFacts& facts, const std::string& unsupportedMessage);
 
 } // namespace CapabilityRules
+
+// The component type image content is kept in on the card (Texture::GetBestType()), by
+// CapabilityRules::StorageTypeFor with ZEP6_STORAGE read once. Worked out on the first call and
+// kept, as the capability answers are, with no lock held while the queries run: they may hand
+// themselves to the worker thread, whose current job may be asking for this very answer. A
+// ZEP6_STORAGE value that is not understood, or a type the card cannot store, is reported once
+// on the standard error stream and the card's own choice applies.
+ZEP6_API unsigned int BestStorageType();
 
 } // namespace OGL_ZEP6_AE

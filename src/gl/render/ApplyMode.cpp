@@ -429,9 +429,7 @@ void ApplyMode::Compile() {
 }
 
 void ApplyMode::Use(EffectProgram& program, GLSL::Shader& main, bool& pending, float mix) {
-    // A program whose shader list was emptied by a Finalize() of its own (the shutdown walks
-    // every resource) is filled again as on first use.
-    if (pending || program.ShaderCount() == 0) {
+    if (pending) {
         program.AddShader(&EffectProgram::sMultiTexture);
         program.AddShader(&main);
         program.AddShader(&body_);
@@ -539,8 +537,6 @@ void ApplyMode::Finalize() {
     EffectProgram::Finalize();
     light_.Finalize();
     body_.Finalize();
-    shadersPending_ = true;
-    lightShadersPending_ = true;
 }
 
 } // namespace OGL_ZEP6_AE

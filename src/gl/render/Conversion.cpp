@@ -128,9 +128,7 @@ void Conversion::SetScale(float scale) {
 
 // GL worker thread.
 void Conversion::Apply() {
-    // An empty shader list also means the program was finalized from outside (the shutdown walks
-    // every resource): the chosen shaders are added again.
-    if (dirty_ || ShaderCount() == 0) {
+    if (dirty_) {
         AddShader(conversion_ ? conversion_ : &sNoSwizzle);
         AddShader(processing_ ? processing_ : &sNoProcess);
         dirty_ = false;
@@ -142,11 +140,6 @@ void Conversion::Apply() {
         SetUniform("texture", TextureUnit(0));
         texture_ = nullptr;
     }
-}
-
-void Conversion::Finalize() {
-    EffectProgram::Finalize();
-    dirty_ = true;
 }
 
 } // namespace OGL_ZEP6_AE

@@ -50,9 +50,6 @@ public:
     // set, binds it on GL_TEXTURE0 and sets "texture" to unit 0. Draws nothing.
     void Apply() override;
 
-    // Deletes the program; the next Apply() links the chosen shaders again.
-    void Finalize() override;
-
     // Main programs.
     static GLSL::Shader sFromARGB;
     static GLSL::Shader sFromBGRA;

@@ -1,12 +1,15 @@
 #include "gl/render/EffectProgram.h"
 
 #include "core/Errors.h"
+#include "core/TestCountersPrivate.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/state/Color.h"
 #include "gl/state/Texturing.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
+
+#include <algorithm>
 
 namespace OGL_ZEP6_AE {
 
@@ -73,8 +76,6 @@ const char* const kMultiTextureSource = R"glsl(void main()
 // Built at load, compiled on the first Apply() of any effect program.
 GLSL::Shader sCommonFragment(GL_FRAGMENT_SHADER, kCommonSource);
 
-unsigned long sDiscoveryCount = 0;
-
 // Size of the name buffer handed to glGetActiveUniform.
 constexpr GLsizei kUniformNameSize = 128;
 
@@ -89,7 +90,7 @@ GLSL::Shader EffectProgram::sMultiTexture(GL_VERTEX_SHADER, kMultiTextureSource)
 
 EffectProgram::EffectProgram(GLSL::Shader* s1, GLSL::Shader* s2, GLSL::Shader* s3, GLSL::Shader* s4,
                              GLSL::Shader* s5)
-    : shaders_{}, shaderCount_(0), attachPending_(true) {
+    : shaders_{}, shaderCount_(0), built_{}, builtCount_(0), attachPending_(true) {
     AddShader(s1);
     AddShader(s2);
     AddShader(s3);
@@ -117,6 +118,12 @@ void EffectProgram::Apply() {
                GLEntry::glAttachShader, GLEntry::glLinkProgram, GLEntry::glGetProgramiv,
                GLEntry::glGetProgramInfoLog, GLEntry::glUseProgram, GLEntry::glGetActiveUniform);
     if (attachPending_) {
+        // Finalized with nothing added since (a shutdown finalizes every resource): the shaders
+        // of the last build come back, so the program links as it did before.
+        if (shaderCount_ == 0) {
+            std::copy(built_, built_ + builtCount_, shaders_);
+            shaderCount_ = builtCount_;
+        }
         // Attaching starts a new link: at the next shutdown this program must be finalised as a
         // whole (its uniform table and attachments too), also after an earlier shutdown.
         Relist();
@@ -129,6 +136,8 @@ void EffectProgram::Apply() {
         for (int i = 0; i < shaderCount_; ++i)
             program_.Attach(*shaders_[i]);
         program_.Attach(sCommonFragment);
+        std::copy(shaders_, shaders_ + shaderCount_, built_);
+        builtCount_ = shaderCount_;
         attachPending_ = false;
     }
     program_.Apply();
@@ -137,7 +146,7 @@ void EffectProgram::Apply() {
 }
 
 void EffectProgram::InitializeUniforms() {
-    ++sDiscoveryCount;
+    AddTestCount(TestCounter::UniformDiscoveries);
     uniforms_.reset();
     const GLuint program = static_cast<GLuint>(program_.Name());
     GLint count = 0;
@@ -186,10 +195,6 @@ void EffectProgram::Finalize() {
 }
 
 void EffectProgram::Dump() const {}
-
-unsigned long EffectProgram::DiscoveryCount() {
-    return sDiscoveryCount;
-}
 
 // GL worker thread.
 void EffectProgram::DrawRegion(const Region& region, unsigned int lastUnit) {

@@ -133,8 +133,10 @@ public:
     }
     template <class T> void GetUniform(const char* name, T& value) { GetUniform(GetUniform(name), value); }
 
-    // Deletes the program and the uniform table and forgets the shaders: an effect program used
-    // again after Finalize() needs its shaders added again.
+    // Deletes the program and the uniform table and forgets the shaders (ShaderCount() is 0).
+    // The next Apply() links the shaders added since; when none were added, it links again the
+    // shaders of the last build. So an effect program that outlives a shutdown (every static
+    // program of the library) builds itself again in the next session without help.
     void Finalize() override;
     ~EffectProgram() override;
     void Dump() const override;
@@ -147,8 +149,6 @@ public:
 
     GLSL::Program& GetProgram() { return program_; }
     int ShaderCount() const { return shaderCount_; }
-    // Number of uniform discoveries run by all effect programs of the process (diagnostics).
-    static unsigned long DiscoveryCount();
 
     // Vertex shader that only transforms the position.
     static GLSL::Shader sVertexShader;
@@ -176,6 +176,9 @@ private:
     GLSL::Program program_;
     GLSL::Shader* shaders_[kMaxShaders];
     int shaderCount_;
+    // The shaders of the last build, which Apply() takes up again after a Finalize().
+    GLSL::Shader* built_[kMaxShaders];
+    int builtCount_;
     std::unique_ptr<UniformTable> uniforms_;
     bool attachPending_;
 };

@@ -1,6 +1,8 @@
 #include "gl/render/GLSL.h"
 
+#include "core/ErrorTextPrivate.h"
 #include "core/Errors.h"
+#include "core/TestCountersPrivate.h"
 #include "gl/context/EntryPoints.h"
 
 #include <algorithm>
@@ -21,8 +23,6 @@ template <class... F> void RequireAll(F... entries) {
 // The library's record of the current program (CurrentProgram).
 int sCurrentProgram = 0;
 
-unsigned long sLinkCount = 0;
-unsigned long sLookupCount = 0;
 
 // Largest shader file LoadFile reads.
 constexpr std::size_t kMaxSourceBytes = 134217728;
@@ -96,7 +96,7 @@ void Shader::CheckStatus() {
         errorText_ = "GLSL Compile Error:\n";
         errorText_.append(log.data(), static_cast<std::size_t>(written > 0 ? written : 0));
     }
-    throw Error(errorText_.c_str());
+    throw Error(KeepErrorText(errorText_.c_str()));
 }
 
 void Shader::Finalize() {
@@ -171,7 +171,7 @@ void Program::Link() {
     if (!relink_ || program_ == 0)
         return;
     ZEP6_GLCALL(glLinkProgram)(static_cast<GLuint>(program_));
-    ++sLinkCount;
+    AddTestCount(TestCounter::Links);
     relink_ = false;
     CheckStatus();
 }
@@ -190,7 +190,7 @@ void Program::CheckStatus() {
         errorText_ = "GLSL Link Error:\n";
         errorText_.append(log.data(), static_cast<std::size_t>(written > 0 ? written : 0));
     }
-    throw Error(errorText_.c_str());
+    throw Error(KeepErrorText(errorText_.c_str()));
 }
 
 bool Program::IsCurrent() const {
@@ -220,10 +220,6 @@ void Program::Finalize() {
 
 void Program::Dump() const {}
 
-unsigned long Program::LinkCount() {
-    return sLinkCount;
-}
-
 // ---- Uniform ---------------------------------------------------------------------------------
 
 Uniform::Uniform(const char* name, unsigned int type) : name_(name ? name : ""), type_(type), location_(-1) {}
@@ -238,17 +234,13 @@ void Uniform::Attach(int program) {
     if (location_ != -1)
         return;
     location_ = ZEP6_GLCALL(glGetUniformLocation)(static_cast<GLuint>(program), name_.c_str());
-    ++sLookupCount;
+    AddTestCount(TestCounter::UniformLookups);
 }
 
 bool Uniform::Validate() const {
     if (location_ == -1)
         throw Error("No Location for Uniform Variable");
     return true;
-}
-
-unsigned long Uniform::LookupCount() {
-    return sLookupCount;
 }
 
 } // namespace GLSL

@@ -37,8 +37,9 @@ public:
     bool LoadFile(const char* path);
 
     // Creates and compiles the shader when it has no OpenGL name yet. A failed compilation throws
-    // Error with "GLSL Compile Error:\n" followed by the driver's log (the text lives in this
-    // object, see ErrorText()).
+    // Error with "GLSL Compile Error:\n" followed by the driver's log, also kept in this object
+    // (ErrorText()); the thrown text is a copy in the library's error-text buffer, so it outlives
+    // the shader.
     void Initialize();
     // Initialize(), then the OpenGL name.
     operator int();
@@ -116,10 +117,6 @@ public:
     bool NeedsLink() const { return relink_; }
     const char* ErrorText() const { return errorText_.c_str(); }
 
-    // Number of glLinkProgram calls made by all programs of the process (diagnostics: render
-    // passes link once, so this stays still while they draw).
-    static unsigned long LinkCount();
-
 private:
     void Link();
     void CheckStatus();
@@ -143,9 +140,6 @@ public:
     // A program without an OpenGL name throws Error "No Program for Uniform Variable".
     void Attach(const Program& program);
     void Attach(int program);
-
-    // Number of glGetUniformLocation calls made by all uniforms of the process (diagnostics).
-    static unsigned long LookupCount();
 
 protected:
     friend class ::OGL_ZEP6_AE::EffectProgram;

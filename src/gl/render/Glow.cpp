@@ -73,10 +73,10 @@ GLSL::Shader sHorizBlurShader(GL_FRAGMENT_SHADER, kHorizBlurSource);
 GLSL::Shader sVertBlurShader(GL_FRAGMENT_SHADER, kVertBlurSource);
 GLSL::Shader sGlowShader(GL_FRAGMENT_SHADER, kGlowSource);
 
-GlowProgram sThresholdProgram(sThresholdShader);
-GlowProgram sHorizBlurProgram(sHorizBlurShader);
-GlowProgram sVertBlurProgram(sVertBlurShader);
-GlowProgram sGlowProgram(sGlowShader);
+EffectProgram sThresholdProgram(&sThresholdShader);
+EffectProgram sHorizBlurProgram(&sHorizBlurShader);
+EffectProgram sVertBlurProgram(&sVertBlurShader);
+EffectProgram sGlowProgram(&sGlowShader);
 
 } // namespace
 
@@ -84,14 +84,5 @@ EffectProgram& EffectProgram::sThreshold = sThresholdProgram;
 EffectProgram& EffectProgram::sHorizBlur = sHorizBlurProgram;
 EffectProgram& EffectProgram::sVertBlur = sVertBlurProgram;
 EffectProgram& EffectProgram::sGlow = sGlowProgram;
-
-GlowProgram::GlowProgram(GLSL::Shader& shader) : shader_(&shader) {
-    AddShader(shader_);
-}
-
-void GlowProgram::Finalize() {
-    EffectProgram::Finalize();
-    AddShader(shader_);
-}
 
 } // namespace OGL_ZEP6_AE

@@ -14,25 +14,7 @@
 //                            and b the blurred sample, k = b.a * glow_intensity:
 //                            (b.rgb * k + o.rgb, k + o.a), clamped to [0, 1].
 //
-// The four are process-wide statics made at load without any OpenGL call; GL thread only.
+// The four are process-wide statics made at load without any OpenGL call; like every effect
+// program they build themselves again after a shutdown (EffectProgram::Finalize). GL thread only.
 
-#include "Export.h"
 #include "gl/render/EffectProgram.h"
-#include "gl/render/GLSL.h"
-
-namespace OGL_ZEP6_AE {
-
-// An effect program of one fragment shader that keeps its shader across Finalize(), so that a
-// process-wide program can be used again after the shutdown released its OpenGL objects.
-class ZEP6_API GlowProgram : public EffectProgram {
-public:
-    explicit GlowProgram(GLSL::Shader& shader);
-
-    // Deletes the program and adds the shader again: the next Apply() links anew.
-    void Finalize() override;
-
-private:
-    GLSL::Shader* shader_;
-};
-
-} // namespace OGL_ZEP6_AE

@@ -1,5 +1,7 @@
 #include "gl/resources/Resource.h"
 
+#include "core/TestCountersPrivate.h"
+
 #include <mutex>
 
 namespace OGL_ZEP6_AE {
@@ -62,7 +64,7 @@ bool Resource::IsListed() const {
     return previous_ != nullptr || next_ != nullptr || sHead == this;
 }
 
-int Resource::ListedCount() {
+int ListedResourceCount() {
     std::lock_guard<std::recursive_mutex> guard(ListLock());
     int count = 0;
     for (const Resource* r = sHead; r; r = r->next_)

@@ -36,8 +36,6 @@ public:
     // Does nothing.
     static void DumpAll();
 
-    // Number of resources in the list now (diagnostics and tests).
-    static int ListedCount();
     // Whether this resource is in the list.
     bool IsListed() const;
 
@@ -50,6 +48,9 @@ protected:
     void Relist() const;
 
 private:
+    // Counts the list for the library's tests (core/TestCountersPrivate.h).
+    friend int ListedResourceCount();
+
     void Link();
     void Unlink();
 

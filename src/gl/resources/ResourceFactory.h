@@ -18,6 +18,7 @@ struct CacheCounters {
     long allocated = 0; // every buffer the cache made and has not deleted (in use plus idle)
     long peak = 0;      // the highest value `allocated` ever reached
     int idleCount = 0;  // number of buffers kept for reuse
+    long hits = 0;      // requests served with a kept buffer, since the process started
     bool finalized = false;
 };
 
@@ -31,7 +32,10 @@ struct CacheCounters {
 //
 // Make() hands out the oldest idle buffer that fits, else a new one; Recycle() keeps a buffer at
 // the back of the idle list and deletes the oldest idle ones while the idle bytes exceed Limit.
-// Once finalized (at shutdown) the cache keeps nothing: recycled buffers are deleted at once.
+// Once finalized (at shutdown) the cache keeps nothing: recycled buffers are deleted at once, as
+// they may belong to the context the shutdown deleted. The first Make() after that belongs to a
+// new session: it reopens the cache and puts it back in the resource list, so that this
+// session's shutdown finalizes it again.
 //
 // The counters and the idle list are guarded by a lock of the cache's own. Buffers are made
 // and deleted outside it: their constructors and destructors link into and out of the resource
@@ -51,21 +55,31 @@ public:
     // A buffer for the request: a reused one as it was left (contents not cleared), or a new
     // one. Exceptions from making a buffer reach the caller with the counters unchanged.
     Buffer* Make(const Key& key) {
+        bool reopened = false;
+        Buffer* reused = nullptr;
         {
             std::lock_guard<std::mutex> guard(lock_);
+            reopened = finalized_;
+            finalized_ = false;
             if (idle_) {
                 for (auto it = idle_->begin(); it != idle_->end(); ++it) {
-                    Buffer* buffer = *it;
-                    if (!key.IsAcceptable(buffer->Key()))
+                    if (!key.IsAcceptable((*it)->Key()))
                         continue;
+                    reused = *it;
                     idle_->erase(it);
-                    const long size = buffer->Size();
+                    const long size = reused->Size();
                     idleBytes_ -= size;
                     inUseBytes_ += size;
-                    return buffer;
+                    ++hits_;
+                    break;
                 }
             }
         }
+        // Outside the cache's lock: the shutdown holds the list's lock while it takes the cache's.
+        if (reopened)
+            Relist();
+        if (reused)
+            return reused;
         Buffer* buffer = new Buffer(key);
         const long size = buffer->Size();
         std::lock_guard<std::mutex> guard(lock_);
@@ -122,6 +136,7 @@ public:
         c.allocated = allocatedBytes_;
         c.peak = peakBytes_;
         c.idleCount = idle_ ? static_cast<int>(idle_->size()) : 0;
+        c.hits = hits_;
         c.finalized = finalized_;
         return c;
     }
@@ -158,6 +173,7 @@ private:
     long peakBytes_ = 0;
     long allocatedBytes_ = 0;
     long idleBytes_ = 0;
+    long hits_ = 0;
     bool finalized_ = false;
     mutable std::mutex lock_;
 };

@@ -3,6 +3,7 @@
 #include "core/Errors.h"
 #include "core/PixelFormat.h"
 #include "core/PixelTypes.h"
+#include "core/TestCountersPrivate.h"
 #include "core/XIImage.h"
 #include "gl/context/Capabilities.h"
 #include "gl/context/EntryPoints.h"
@@ -26,7 +27,6 @@
 #include <GL/glext.h>
 
 #include <algorithm>
-#include <atomic>
 
 namespace OGL_ZEP6_AE {
 
@@ -43,8 +43,6 @@ public:
     }
 };
 
-std::atomic<int> gDirectReads{0};
-std::atomic<int> gRenderReads{0};
 
 GLSL::Shader sDepthBlitShader(
     GL_FRAGMENT_SHADER,
@@ -344,11 +342,11 @@ void RenderedTexture::Read(XIImage* image, const Region& region, bool flipReques
     // Data whose white level is not the full range of its type (16-bit at white 16384, handed to
     // OpenGL as signed shorts) needs the white-level scale, which only the converting copy applies.
     if (!convert && !flip && scale == 1.0f && readProcessing_ == nullptr) {
-        ++gDirectReads;
+        AddTestCount(TestCounter::DirectReads);
         buffer_->ReadImageNative(image, area, origin);
         return;
     }
-    ++gRenderReads;
+    AddTestCount(TestCounter::RenderReads);
 
     const unsigned int copyType =
         (type == GL_UNSIGNED_BYTE || type == GL_UNSIGNED_INT_8_8_8_8 || type == GL_UNSIGNED_INT_8_8_8_8_REV)
@@ -410,9 +408,6 @@ void RenderedTexture::BlitWithDepth(const Region& region, float weight) {
     if (width_ == 0 || height_ == 0 || !region.valid)
         return;
     static EffectProgram* program = new EffectProgram(&EffectProgram::sVertexShader, &sDepthBlitShader);
-    static GLSL::Uniform* colorSource = nullptr;
-    static GLSL::Uniform* depthSource = nullptr;
-    static GLSL::Uniform* weightUniform = nullptr;
 
     TextureUnits saved(2);
     saved.Retrieve();
@@ -425,11 +420,10 @@ void RenderedTexture::BlitWithDepth(const Region& region, float weight) {
     Apply();
     ApplyNearest();
     program->Apply();
-    if (colorSource == nullptr) {
-        colorSource = program->GetUniform("color_source");
-        depthSource = program->GetUniform("depth_source");
-        weightUniform = program->GetUniform("weight");
-    }
+    // Looked up on every call: a shutdown deletes the program's uniforms with the program.
+    GLSL::Uniform* colorSource = program->GetUniform("color_source");
+    GLSL::Uniform* depthSource = program->GetUniform("depth_source");
+    GLSL::Uniform* weightUniform = program->GetUniform("weight");
     if (colorSource && IsSampler(colorSource))
         ZEP6_GLCALL(glUniform1i)(*colorSource, 0);
     if (depthSource && IsSampler(depthSource))
@@ -463,17 +457,6 @@ void RenderedTexture::Finalize() {
     delete depthImage_;
     depthImage_ = nullptr;
     readProcessing_ = nullptr;
-}
-
-int RenderedTexture::DirectReadCount() {
-    return gDirectReads.load();
-}
-int RenderedTexture::RenderReadCount() {
-    return gRenderReads.load();
-}
-void RenderedTexture::ResetReadCounts() {
-    gDirectReads = 0;
-    gRenderReads = 0;
 }
 
 } // namespace OGL_ZEP6_AE

@@ -64,12 +64,6 @@ public:
 
     void Finalize() override;
 
-    // Diagnostics for tests and profiling: reads that took the direct path and reads that went
-    // through the converting copy. Process-wide.
-    static int DirectReadCount();
-    static int RenderReadCount();
-    static void ResetReadCounts();
-
     bool Select() override;
 
 protected:

@@ -2,8 +2,10 @@
 
 #include "core/Errors.h"
 #include "core/PixelFormat.h"
+#include "core/TestCountersPrivate.h"
 #include "core/XIImage.h"
 #include "gl/context/Capabilities.h"
+#include "gl/context/CapabilityRulesPrivate.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/Conversion.h"
 #include "gl/render/Plane.h"
@@ -20,7 +22,6 @@
 #include <GL/glext.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstddef>
 #include <cstring>
 #include <vector>
@@ -30,8 +31,6 @@ namespace OGL_ZEP6_AE {
 
 namespace {
 
-std::atomic<int> gDirectUploads{0};
-std::atomic<int> gRenderUploads{0};
 
 // Lets a TextureUnit that carries a texture bind it and learn its target.
 struct InstallTextureUnitHooks {
@@ -336,33 +335,8 @@ bool Texture::WriteToFile(const char*, Channel) const {
     return false;
 }
 
-int Texture::DirectUploadCount() {
-    return gDirectUploads.load();
-}
-int Texture::RenderUploadCount() {
-    return gRenderUploads.load();
-}
-void Texture::ResetUploadCounts() {
-    gDirectUploads = 0;
-    gRenderUploads = 0;
-}
-
 unsigned int Texture::GetBestType() {
-    static const unsigned int best = [] {
-        const bool halfFloat = IsHalfFloatSupported();
-        const bool floats = IsFloatSupported();
-        if (!IsBasicQuadro() && !IsMacATI()) {
-            if (floats && IsQuadro())
-                return static_cast<unsigned int>(GL_FLOAT);
-            if (halfFloat)
-                return static_cast<unsigned int>(GL_HALF_FLOAT_ARB);
-            if (floats)
-                return static_cast<unsigned int>(GL_FLOAT);
-            return static_cast<unsigned int>(GL_UNSIGNED_BYTE);
-        }
-        return static_cast<unsigned int>(halfFloat ? GL_HALF_FLOAT_ARB : GL_UNSIGNED_BYTE);
-    }();
-    return best;
+    return BestStorageType();
 }
 
 void Texture::SetType(unsigned int target, int width, int height, unsigned int format, unsigned int type,
@@ -448,7 +422,7 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
     // the full range of its type: 16-bit data at white 16384 (signed shorts to OpenGL) would arrive
     // with white at one half, and the render path applies the white-level scale.
     if (!convert && !flip && !resize && scale == 1.0f && loadProcessing_ == nullptr && Inside(image, source)) {
-        ++gDirectUploads;
+        AddTestCount(TestCounter::DirectUploads);
         buffer_->LoadImageNative(image, source, destination);
         return;
     }
@@ -456,7 +430,7 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
     // transferred. A top-down depth image is turned the right way up on the way; resizing, fitting
     // and a load-processing shader do not apply to it.
     if (IsDepthFormat(key_.InternalFormat())) {
-        ++gDirectUploads;
+        AddTestCount(TestCounter::DirectUploads);
         // The part of the source inside the image, placed where it lies in the source (in a
         // top-down image the last memory row of the part is its lowest picture row).
         const Region area = source & Region(static_cast<unsigned int>(image->GetWidth()),
@@ -474,7 +448,7 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
         }
         return;
     }
-    ++gRenderUploads;
+    AddTestCount(TestCounter::RenderUploads);
 
     State state(2);
     state.Retrieve();
@@ -510,7 +484,7 @@ void Texture::MaskTexture(const XIImage* mask, const Region& source, const Regio
     float scale = 1.0f;
     GetColorSpaceFormat(mask, format, type, scale);
     const bool convert = NeedToConvert(mask, format, type);
-    ++gRenderUploads;
+    AddTestCount(TestCounter::RenderUploads);
 
     State state(2);
     state.Retrieve();

@@ -77,12 +77,6 @@ public:
 
     bool WriteToFile(const char* path, Channel channel) const;
 
-    // Diagnostics for tests and profiling: how many uploads took the direct transfer and how many
-    // went through the render path (MaskTexture counts as a render upload). Process-wide.
-    static int DirectUploadCount();
-    static int RenderUploadCount();
-    static void ResetUploadCounts();
-
     static unsigned int GetBestType();
 
 protected:

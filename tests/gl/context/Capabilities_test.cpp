@@ -114,13 +114,6 @@ TEST(EntryPointCall, NullEntryThrowsUnsupportedAndTheSameCallSiteCallsOnceItIsSe
 
 // ---- extension test -------------------------------------------------------------------------
 
-TEST(ExtensionRules, SplitNamesOnAnyBlank) {
-    EXPECT_EQ(SplitNames("  GL_A\tGL_B\n GL_C  "), (std::vector<std::string>{"GL_A", "GL_B", "GL_C"}));
-    EXPECT_TRUE(SplitNames(nullptr).empty());
-    EXPECT_TRUE(SplitNames("").empty());
-    EXPECT_TRUE(SplitNames(" \t\n").empty());
-}
-
 TEST(ExtensionRules, SubstringSearchOverBothListsWithoutTheDisabledNames) {
     struct Case {
         const char *gl, *windowSystem;
@@ -143,7 +136,7 @@ TEST(ExtensionRules, SubstringSearchOverBothListsWithoutTheDisabledNames) {
         // disabled name asked exactly is absent even where a longer name contains it, and the
         // longer name itself stays.
         {"GL_ARB_texture_float GL_ARB_half_float_pixel GL_EXT_framebuffer_object ",
-         "EGL_KHR_image EGL_MESA_x", "GL_ARB_texture_float\tEGL_KHR_image GL_EXT_framebuffer",
+         "EGL_KHR_image EGL_MESA_x", " GL_ARB_texture_float\tEGL_KHR_image\n GL_EXT_framebuffer ",
          "GL_ARB_half_float_pixel GL_EXT_framebuffer_object EGL_MESA_x",
          "GL_ARB_half_float_pixel EGL_MESA_x GL_EXT_framebuffer_object",
          "GL_ARB_texture_float GL_ARB_texture EGL_KHR_image GL_EXT_framebuffer"},
@@ -165,40 +158,81 @@ TEST(ExtensionRules, SubstringSearchOverBothListsWithoutTheDisabledNames) {
 
 // ---- renderer text --------------------------------------------------------------------------
 
-TEST(RendererRules, QuadroAtiSoftwareAndSeries) {
+TEST(RendererRules, QuadroProfessionalAtiSoftwareAndSeries) {
     struct Case {
         const char* renderer;
-        bool quadro;
-        bool basicQuadro;
-        bool ati;
-        bool software;
+        bool quadro, basicQuadro, professional, ati, software;
         long series;
     };
     const Case cases[] = {
-        {"Quadro FX 3500/PCI/SSE2", true, true, false, false, 3500},
-        {"Quadro FX 4500", true, true, false, false, 4500},
-        {"Quadro FX 1500M/PCI/SSE2", true, true, false, false, 1500},
-        {"Quadro FX 5600", true, false, false, false, 5600},
-        {"GeForce 8800 GTX", false, false, false, false, 8800},
-        {"GeForce 5500", false, false, false, false, 5500},        // a series number alone is no Quadro
-        {"RADEON X1900 Series", false, false, false, false, 1900}, // "ATI" is looked for, case-sensitive
-        {"ATI Radeon HD 4870", false, false, true, false, 4870},
-        {"radeon ati", false, false, false, false, 0},
-        {"llvmpipe (LLVM 15.0.6, 256 bits)", false, false, false, true, 15},
-        {"softpipe", false, false, false, true, 0},
-        {"NVIDIA H100 80GB HBM3/PCIe/SSE2", false, false, false, false, 100},
-        {"Card X-300", false, false, false, false, -300}, // atoi reads the sign
-        {"Unknown", false, false, false, false, 0},
-        {"", false, false, false, false, 0},
+        {"Quadro FX 3500/PCI/SSE2", true, true, true, false, false, 3500},
+        {"Quadro FX 1500M/PCI/SSE2", true, true, true, false, false, 1500},
+        {"Quadro FX 5600", true, false, true, false, false, 5600},
+        {"GeForce 8800 GTX", false, false, false, false, false, 8800},
+        {"GeForce 5500", false, false, false, false, false, 5500}, // a series number alone is no Quadro
+        {"RADEON X1900 Series", false, false, false, false, false, 1900}, // "ATI", case-sensitive
+        {"ATI Radeon HD 4870", false, false, false, true, false, 4870},
+        {"llvmpipe (LLVM 15.0.6, 256 bits)", false, false, false, false, true, 15},
+        {"softpipe", false, false, false, false, true, 0},
+        {"NVIDIA H100 80GB HBM3/PCIe/SSE2", false, false, true, false, false, 100},
+        {"NVIDIA A100-SXM4-80GB/PCIe/SSE2", false, false, true, false, false, 100},
+        {"NVIDIA L40S/PCIe/SSE2", false, false, true, false, false, 40},
+        {"NVIDIA T1000/PCIe/SSE2", false, false, true, false, false, 1000},
+        {"Tesla V100-SXM2-16GB/PCIe/SSE2", false, false, true, false, false, 100},
+        {"NVIDIA RTX A6000/PCIe/SSE2", false, false, true, false, false, 6000},
+        {"NVIDIA RTX 6000 Ada Generation/PCIe/SSE2", false, false, true, false, false, 6000},
+        {"AMD Radeon Pro W6800 (radeonsi, navi21)", false, false, true, false, false, 6800},
+        {"NVIDIA GeForce RTX 4090/PCIe/SSE2", false, false, false, false, false, 4090},
+        {"NVIDIA TITAN RTX/PCIe/SSE2", false, false, false, false, false, 2}, // from "SSE2"
+        {"NVIDIA GeForce GTX 1080/PCIe/SSE2", false, false, false, false, false, 1080},
+        {"AMD Radeon RX 7900 XTX (radeonsi, navi31)", false, false, false, false, false, 7900},
+        {"Card X-300", false, false, false, false, false, -300}, // atoi reads the sign
+        {"", false, false, false, false, false, 0},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(IsQuadroRenderer(c.renderer), c.quadro) << c.renderer;
         EXPECT_EQ(IsBasicQuadroRenderer(c.renderer), c.basicQuadro) << c.renderer;
+        EXPECT_EQ(IsProfessionalRenderer(c.renderer), c.professional) << c.renderer;
         EXPECT_EQ(IsATIRenderer(c.renderer), c.ati) << c.renderer;
         EXPECT_EQ(IsSoftwareRenderer(c.renderer), c.software) << c.renderer;
         EXPECT_EQ(CardSeriesOf(c.renderer), c.series) << c.renderer;
     }
     EXPECT_EQ(CardSeriesOf(nullptr), 0);
+}
+
+TEST(StorageRules, CardChoiceAndOverride) {
+    using C = StorageChoice;
+    constexpr unsigned F = GL_FLOAT, H = GL_HALF_FLOAT_ARB, B = GL_UNSIGNED_BYTE;
+    struct Case {
+        StorageFacts facts; // float textures, half-float pixels, basic Quadro, Mac ATI, professional
+        unsigned type;
+    };
+    const Case cases[] = {
+        {{true, true, false, false, true, C::Card}, F},
+        {{true, true, false, false, false, C::Card}, H},
+        {{true, false, false, false, false, C::Card}, F},
+        {{false, false, false, false, true, C::Card}, B},
+        {{true, true, true, false, true, C::Card}, H},
+        {{true, false, true, false, true, C::Card}, B},
+        {{true, true, false, true, false, C::Card}, H},
+        {{true, true, false, false, false, C::Float}, F},
+        {{false, true, false, false, false, C::Float}, H}, // not storable: the card's choice
+        {{true, true, true, false, true, C::Float}, F},
+        {{true, true, false, false, true, C::Half}, H},
+        {{true, false, false, false, true, C::Half}, F},
+        {{true, true, false, false, true, C::Byte}, B},
+        {{true, true, false, false, true, C::Unknown}, F},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(StorageTypeFor(c.facts), c.type)
+            << c.facts.floatTextures << c.facts.halfFloatPixels << c.facts.basicQuadro << c.facts.macATI
+            << c.facts.professional << " choice " << static_cast<int>(c.facts.choice);
+    EXPECT_EQ(ParseStorageChoice(nullptr), C::Card);
+    EXPECT_EQ(ParseStorageChoice(""), C::Card);
+    EXPECT_EQ(ParseStorageChoice("float"), C::Float);
+    EXPECT_EQ(ParseStorageChoice("half"), C::Half);
+    EXPECT_EQ(ParseStorageChoice("byte"), C::Byte);
+    EXPECT_EQ(ParseStorageChoice("Float"), C::Unknown);
 }
 
 TEST(DriverVersion, TakenFromTheVersionText) {
@@ -272,6 +306,10 @@ protected:
 };
 
 TEST_F(KernelVideoMemoryTest, LowestNumberedCardThatPublishesAValue) {
+    EXPECT_EQ(platform::KernelVideoMemory(root_.c_str()), 0u) << "nothing published";
+    Write("card0/device/mem_info_vram_total", "garbage\n");
+    EXPECT_EQ(platform::KernelVideoMemory(root_.c_str()), 0u);
+    EXPECT_EQ(platform::KernelVideoMemory(nullptr), 0u);
     Write("card0/device/vendor", "0x8086\n");                // no memory file
     Write("card1/device/mem_info_vram_total", "0\n");        // publishes nothing useful
     Write("card0-DP-1/device/mem_info_vram_total", "123\n"); // a connector, not a card
@@ -279,13 +317,6 @@ TEST_F(KernelVideoMemoryTest, LowestNumberedCardThatPublishesAValue) {
     Write("card2/device/mem_info_vram_total", "8589934592\n");
     Write("renderD128/device/mem_info_vram_total", "77\n");
     EXPECT_EQ(platform::KernelVideoMemory(root_.c_str()), 8589934592ULL);
-}
-
-TEST_F(KernelVideoMemoryTest, NothingPublished) {
-    Write("card0/device/mem_info_vram_total", "garbage\n");
-    EXPECT_EQ(platform::KernelVideoMemory(root_.c_str()), 0u);
-    EXPECT_EQ(platform::KernelVideoMemory((root_ / "missing").c_str()), 0u);
-    EXPECT_EQ(platform::KernelVideoMemory(nullptr), 0u);
 }
 
 TEST(PhysicalMemory, MatchesTheKernelsTotal) {
@@ -326,19 +357,7 @@ TEST(HardwareReport, MessageNamesTheSixEffects) {
     EXPECT_EQ(UnsupportedHardwareMessage(kEffects), kMessage);
 }
 
-TEST(HardwareReport, SixLinesInLayout) {
-    EXPECT_EQ(ComposeHardwareReport(Facts("Quadro FX 3500/PCI/SSE2", 0x02000000), kMessage),
-              "Graphics Card:     Quadro FX 3500/PCI/SSE2\n"
-              "OpenGL Version:    2.1.2 NVIDIA 169.21\n"
-              "Driver Version:    169.21\n"
-              "Texture Rectangle: true\n"
-              "Texture Memory:    32 MB\n"
-              "Texture Dimension: 8192 x 8192\n");
-    const std::string report = ComposeHardwareReport(Facts("Quadro FX 3500", 0x08000000, false), kMessage);
-    EXPECT_NE(report.find("\nTexture Rectangle: false\n"), std::string::npos) << report;
-}
-
-TEST(HardwareReport, MemoryAndCardDecideTheMessage) {
+TEST(HardwareReport, LayoutAndWhenTheMessageEndsIt) {
     struct Case {
         const char* card;
         unsigned int memory;
@@ -354,8 +373,16 @@ TEST(HardwareReport, MemoryAndCardDecideTheMessage) {
         {"GeForce2 MX", 0x04000000, "Texture Memory:    64 MB\n", false}, // the test is for "geforce2"
         {"geforce2 mx", 0x04000000, "Texture Memory:    64 MB\n", true},
     };
+    EXPECT_EQ(ComposeHardwareReport(Facts("Quadro FX 3500/PCI/SSE2", 0x02000000, false), kMessage),
+              "Graphics Card:     Quadro FX 3500/PCI/SSE2\n"
+              "OpenGL Version:    2.1.2 NVIDIA 169.21\n"
+              "Driver Version:    169.21\n"
+              "Texture Rectangle: false\n"
+              "Texture Memory:    32 MB\n"
+              "Texture Dimension: 8192 x 8192\n");
     for (const Case& c : cases) {
         const std::string report = ComposeHardwareReport(Facts(c.card, c.memory), kMessage);
+        EXPECT_NE(report.find("Texture Rectangle: true\n"), std::string::npos) << report;
         EXPECT_NE(report.find(c.memoryLine), std::string::npos) << report;
         const std::string tail = "Texture Dimension: 8192 x 8192\n\n" + kMessage + "\n";
         const bool endsWithMessage = report.size() >= tail.size() &&

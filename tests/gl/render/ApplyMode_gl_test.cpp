@@ -3,6 +3,7 @@
 // of front and back pixels (opaque, transparent, partly transparent, and values at each formula's
 // branch points), read back as floats. Also the dissolve seed and threshold, and that a mode links
 // once, again after Finalize, and reports a broken body once.
+#include "core/TestCountersPrivate.h"
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/ApplyMode.h"
@@ -264,15 +265,15 @@ TEST_F(ApplyModeTest, DrawingRepeatedlyNeitherRelinksNorRequeriesAndFinalizeRebu
     const ModeCase& c = kModes[PixelApplyMultiply];
     mode.ApplyBound(1.0f);
     mode.ApplyLightBound(1.0f);
-    const unsigned long links = GLSL::Program::LinkCount(), lookups = GLSL::Uniform::LookupCount();
-    const unsigned long discoveries = EffectProgram::DiscoveryCount();
+    const long links = TestCount(TestCounter::Links), lookups = TestCount(TestCounter::UniformLookups);
+    const long discoveries = TestCount(TestCounter::UniformDiscoveries);
     for (int k = 0; k < 3; ++k) {
         EXPECT_LE(Draw(c, Main::Straight, 0.25f * float(k)), 1e-4);
         EXPECT_LE(Draw(c, Main::Light, 1.0f), 1e-4);
     }
-    EXPECT_EQ(GLSL::Program::LinkCount(), links);
-    EXPECT_EQ(GLSL::Uniform::LookupCount(), lookups);
-    EXPECT_EQ(EffectProgram::DiscoveryCount(), discoveries);
+    EXPECT_EQ(TestCount(TestCounter::Links), links);
+    EXPECT_EQ(TestCount(TestCounter::UniformLookups), lookups);
+    EXPECT_EQ(TestCount(TestCounter::UniformDiscoveries), discoveries);
 
     mode.Finalize();
     EXPECT_EQ(mode.GetProgram().Name(), 0);

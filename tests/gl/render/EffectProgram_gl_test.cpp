@@ -1,6 +1,7 @@
 // Effect programs on a real context: the common fragment shader's functions, uniform discovery,
 // every row of the typed uniform transfer (including the transfers that must do nothing), the
 // failure messages, the full-target quad, and that programs link and look uniforms up once.
+#include "core/TestCountersPrivate.h"
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/EffectProgram.h"
@@ -488,15 +489,15 @@ TEST_F(EffectProgramTest, UniformsAreDiscoveredOnceAndFinalizeForgetsThem) {
     EffectProgram program(&EffectProgram::sVertexShader, &shader);
     EXPECT_FALSE(program.HasUniform("level")) << "no table before the first Apply";
     EXPECT_EQ(program.GetUniform("level"), nullptr);
-    const unsigned long links = GLSL::Program::LinkCount(), lookups = GLSL::Uniform::LookupCount();
-    const unsigned long discoveries = EffectProgram::DiscoveryCount();
+    const long links = TestCount(TestCounter::Links), lookups = TestCount(TestCounter::UniformLookups);
+    const long discoveries = TestCount(TestCounter::UniformDiscoveries);
     for (int k = 0; k < 5; ++k) {
         program.Apply();
         program.SetUniform("level", 0.5f + static_cast<float>(k));
     }
-    EXPECT_EQ(GLSL::Program::LinkCount(), links + 1);
-    EXPECT_EQ(EffectProgram::DiscoveryCount(), discoveries + 1);
-    EXPECT_EQ(GLSL::Uniform::LookupCount(), lookups + 1);
+    EXPECT_EQ(TestCount(TestCounter::Links), links + 1);
+    EXPECT_EQ(TestCount(TestCounter::UniformDiscoveries), discoveries + 1);
+    EXPECT_EQ(TestCount(TestCounter::UniformLookups), lookups + 1);
     float level = 0;
     program.GetUniform("level", level);
     EXPECT_EQ(level, 4.5f);
@@ -520,8 +521,8 @@ TEST_F(EffectProgramTest, UniformsAreDiscoveredOnceAndFinalizeForgetsThem) {
     // Without active uniforms there is no table, so discovery runs at every Apply.
     GLSL::Shader constant(GL_FRAGMENT_SHADER, "void main() { gl_FragColor = vec4(1.0); }\n");
     EffectProgram bare(&constant);
-    const unsigned long before = EffectProgram::DiscoveryCount();
+    const long before = TestCount(TestCounter::UniformDiscoveries);
     bare.Apply();
     bare.Apply();
-    EXPECT_EQ(EffectProgram::DiscoveryCount(), before + 2);
+    EXPECT_EQ(TestCount(TestCounter::UniformDiscoveries), before + 2);
 }

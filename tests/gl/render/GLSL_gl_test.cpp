@@ -1,6 +1,7 @@
 // The GLSL wrappers on a real context: lazy compilation, compile and link failures with their
 // message prefixes, relinking only after a change, uniform location look-up once, the recorded
 // current program, loading a source file, and missing entry points (of effect programs too).
+#include "core/TestCountersPrivate.h"
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/EffectProgram.h"
@@ -69,15 +70,15 @@ TEST_F(GlslTest, FailuresThrowOnceWithTheirPrefixes) {
     GLSL::Program program;
     program.Attach(unresolved);
     EXPECT_TRUE(program.NeedsLink());
-    const unsigned long links = GLSL::Program::LinkCount();
+    const long links = TestCount(TestCounter::Links);
     try {
         program.Apply();
         FAIL() << "an unresolved function must fail to link";
     } catch (const Error& e) {
         EXPECT_EQ(std::string(e.what()).rfind("GLSL Link Error:\n", 0), 0u) << e.what();
     }
-    EXPECT_EQ(GLSL::Program::LinkCount(), links + 1);
-    EXPECT_FALSE(program.NeedsLink()) << "relink is cleared";
+    EXPECT_EQ(TestCount(TestCounter::Links), links + 1);
+    EXPECT_FALSE(program.NeedsLink());
     EXPECT_FALSE(program.IsCurrent());
     while (glGetError() != GL_NO_ERROR) { // using an unlinked program is an OpenGL error
     }
@@ -89,20 +90,20 @@ TEST_F(GlslTest, ProgramLinksOnlyAfterAChange) {
     GLSL::Program program;
     EXPECT_EQ(program.Name(), 0);
     program.Attach(fragment);
-    const unsigned long links = GLSL::Program::LinkCount();
+    const long links = TestCount(TestCounter::Links);
     program.Apply();
     EXPECT_TRUE(program.IsCurrent());
     program.Apply();
     program.Apply();
-    EXPECT_EQ(GLSL::Program::LinkCount(), links + 1) << "linked once for three applications";
+    EXPECT_EQ(TestCount(TestCounter::Links), links + 1) << "linked once for three applications";
 
     program.Attach(vertex);
     EXPECT_TRUE(program.NeedsLink());
     program.Apply();
-    EXPECT_EQ(GLSL::Program::LinkCount(), links + 2);
+    EXPECT_EQ(TestCount(TestCounter::Links), links + 2);
     program.Detach(vertex);
     program.Apply();
-    EXPECT_EQ(GLSL::Program::LinkCount(), links + 3);
+    EXPECT_EQ(TestCount(TestCounter::Links), links + 3);
     GLint attached = 0;
     GLEntry::glGetProgramiv(static_cast<GLuint>(program.Name()), GL_ATTACHED_SHADERS, &attached);
     EXPECT_EQ(attached, 1);
@@ -171,14 +172,14 @@ TEST_F(GlslTest, UniformLooksItsLocationUpOnce) {
     EXPECT_STREQ(level.Name(), "level");
     EXPECT_EQ(level.Type(), unsigned(GL_FLOAT));
     EXPECT_EQ(static_cast<int>(level), -1);
-    const unsigned long lookups = GLSL::Uniform::LookupCount();
+    const long lookups = TestCount(TestCounter::UniformLookups);
     level.Attach(program);
     EXPECT_TRUE(level.IsAttached());
     EXPECT_EQ(static_cast<int>(level),
               GLEntry::glGetUniformLocation(static_cast<GLuint>(program.Name()), "level"));
     level.Attach(program);
     level.Attach(program.Name());
-    EXPECT_EQ(GLSL::Uniform::LookupCount(), lookups + 1) << "an attached uniform keeps its location";
+    EXPECT_EQ(TestCount(TestCounter::UniformLookups), lookups + 1) << "an attached uniform keeps its location";
 
     GLSL::Uniform absent("no_such_uniform", GL_FLOAT);
     absent.Attach(program);

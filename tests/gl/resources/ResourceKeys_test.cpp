@@ -12,17 +12,12 @@ namespace {
 
 constexpr unsigned int kRect = GL_TEXTURE_RECTANGLE;
 
-TEST(TextureKey, DefaultIsAnEmptyFloatRectangleThatIsNotExact) {
-    const TextureKey key;
-    EXPECT_EQ(key.Target(), 0x84F5u);
-    EXPECT_EQ(key.Width(), 0);
-    EXPECT_EQ(key.Height(), 0);
-    EXPECT_EQ(key.InternalFormat(), 0x8814u);
-    EXPECT_FALSE(key.Exact());
-    EXPECT_EQ(key.Size(), 0);
-}
-
-TEST(TextureKey, SizeCountsTheTexels) {
+TEST(TextureKey, DefaultAndSize) {
+    const TextureKey none;
+    EXPECT_EQ(none.Target(), 0x84F5u);
+    EXPECT_EQ(none.InternalFormat(), 0x8814u);
+    EXPECT_FALSE(none.Exact());
+    EXPECT_EQ(none.Size(), 0);
     // 2048 x 1080 four-float texels: 16 bytes each, the figure the texture budget is planned with.
     EXPECT_EQ(TextureKey(kRect, 2048, 1080, GL_RGBA32F, 0).Size(), 35389440);
     EXPECT_EQ(TextureKey(kRect, 4096, 4096, GL_RGBA8, 1).Size(), 4096 * 4096 * 4);
@@ -70,27 +65,17 @@ TEST(TextureKey, RecordsTheInternalFormatGiven) {
     EXPECT_FALSE(TextureKey(kRect, 8, 8, GL_RGBA, 1).IsAcceptable(key));
 }
 
-TEST(RenderKey, RequestHasNoInternalFormatOrSize) {
-    const RenderKey key(640, 480, GL_RGBA, GL_FLOAT);
-    EXPECT_EQ(key.width, 640);
-    EXPECT_EQ(key.height, 480);
-    EXPECT_EQ(key.format, static_cast<unsigned int>(GL_RGBA));
-    EXPECT_EQ(key.type, static_cast<unsigned int>(GL_FLOAT));
-    EXPECT_EQ(key.internalFormat, 0u);
-    EXPECT_EQ(key.size, 0);
-}
-
 TEST(RenderKey, AcceptsOnlyTheSameSizeFormatAndType) {
     const RenderKey request(640, 480, GL_RGBA, GL_FLOAT);
+    EXPECT_EQ(request.internalFormat, 0u);
+    EXPECT_EQ(request.size, 0);
     RenderKey made = request;
     made.internalFormat = GL_RGBA32F;
     made.size = 640 * 480 * 16;
     EXPECT_TRUE(request.IsAcceptable(made)) << "what the renderbuffer filled in is not compared";
-
-    EXPECT_FALSE(request.IsAcceptable(RenderKey(640, 480, GL_RGBA, GL_UNSIGNED_BYTE)));
-    EXPECT_FALSE(request.IsAcceptable(RenderKey(640, 480, GL_DEPTH_COMPONENT, GL_FLOAT)));
-    EXPECT_FALSE(request.IsAcceptable(RenderKey(641, 480, GL_RGBA, GL_FLOAT)));
-    EXPECT_FALSE(request.IsAcceptable(RenderKey(640, 960, GL_RGBA, GL_FLOAT)));
+    for (const RenderKey& other : {RenderKey(640, 480, GL_RGBA, GL_UNSIGNED_BYTE), RenderKey(640, 480, GL_DEPTH_COMPONENT, GL_FLOAT),
+                                   RenderKey(641, 480, GL_RGBA, GL_FLOAT), RenderKey(640, 960, GL_RGBA, GL_FLOAT)})
+        EXPECT_FALSE(request.IsAcceptable(other)) << other.width << " x " << other.height << " " << other.format;
 }
 
 TEST(MemoryKey, AcceptsAnyBlockAtLeastAsLarge) {

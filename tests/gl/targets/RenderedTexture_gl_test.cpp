@@ -2,6 +2,7 @@
 // attachment and its fallback, depth-composited blits, clearing, and bad input. Cases that hide
 // an extension run in a process of their own (capability answers are taken once per process).
 
+#include "core/TestCountersPrivate.h"
 #include "core/Errors.h"
 #include "gl/context/Capabilities.h"
 #include "gl/context/EntryPoints.h"
@@ -104,10 +105,10 @@ TEST_P(WriteRead, ImageComesBackAndPathIsChosenByOrientation) {
         ASSERT_TRUE(Drawn(target, [&] { row.fit ? target.WriteFit(&source) : target.Write(&source); }));
         TestImage result(Formats::BGRA8, 32, 16);
         result.SetBottomUp(row.bottomUp);
-        RenderedTexture::ResetReadCounts();
+        ResetTestCounts();
         target.Read(&result);
-        EXPECT_EQ(RenderedTexture::DirectReadCount(), row.bottomUp ? 1 : 0);
-        EXPECT_EQ(RenderedTexture::RenderReadCount(), row.bottomUp ? 0 : 1);
+        EXPECT_EQ(TestCount(TestCounter::DirectReads), row.bottomUp ? 1 : 0);
+        EXPECT_EQ(TestCount(TestCounter::RenderReads), row.bottomUp ? 0 : 1);
         EXPECT_TRUE(NearBytes(result, source)); // rows alike: same row order, the fitted image bottom-up
     }));
 }
@@ -192,10 +193,10 @@ TEST(RenderedTexture, InvalidImagesChangeNothing) {
             target.WriteFit(&invalid);
             target.Write(nullptr);
         }));
-        RenderedTexture::ResetReadCounts();
+        ResetTestCounts();
         target.Read(&invalid);
         target.Read(nullptr);
-        EXPECT_EQ(RenderedTexture::DirectReadCount() + RenderedTexture::RenderReadCount(), 0);
+        EXPECT_EQ(TestCount(TestCounter::DirectReads) + TestCount(TestCounter::RenderReads), 0);
         TestImage result(Formats::BGRA8, 16, 16);
         target.Read(&result);
         EXPECT_EQ(std::memcmp(result.Bytes(), source.Bytes(), source.ByteCount()), 0);

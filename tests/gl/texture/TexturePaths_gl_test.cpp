@@ -3,6 +3,7 @@
 // matrices built on the CPU, Blit's opacity and region gate, uploads and read-backs through a
 // processing shader, ImageTexture before and after its image, and WriteTexture.
 
+#include "core/TestCountersPrivate.h"
 #include "gl/render/Conversion.h"
 #include "gl/render/Region.h"
 #include "gl/resources/ResourceTestSupport.h"
@@ -264,10 +265,10 @@ TEST(TexturePaths, ProcessingShadersTakeTheRenderPathBothWays) {
     ASSERT_TRUE(OnWorker([&] {
         SubImageTexture texture(&image);
         texture.SetLoadProcessing(&Conversion::sInvertColor);
-        Texture::ResetUploadCounts();
+        ResetTestCounts();
         texture.Apply();
-        EXPECT_EQ(Texture::DirectUploadCount(), 0);
-        EXPECT_EQ(Texture::RenderUploadCount(), 1);
+        EXPECT_EQ(TestCount(TestCounter::DirectUploads), 0);
+        EXPECT_EQ(TestCount(TestCounter::RenderUploads), 1);
         texture.Read(&inverted);
         EXPECT_EQ(Misses(inverted, kBGRA8, Tolerance(kBGRA8.format),
                          [&](long x, long y, int k) {
@@ -282,9 +283,9 @@ TEST(TexturePaths, ProcessingShadersTakeTheRenderPathBothWays) {
         for (const Layout& layout : layouts) {
             SCOPED_TRACE(layout.name);
             TestImage result(layout.format, 16, 8);
-            RenderedTexture::ResetReadCounts();
+            ResetTestCounts();
             target.Read(&result);
-            EXPECT_EQ(RenderedTexture::RenderReadCount(), 1);
+            EXPECT_EQ(TestCount(TestCounter::RenderReads), 1);
             EXPECT_EQ(Misses(result, layout, Tolerance(layout.format),
                              [&](long x, long y, int k) {
                                  const double a = At(image, kBGRA8, x, y, 3);

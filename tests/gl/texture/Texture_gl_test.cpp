@@ -1,6 +1,7 @@
 // Image textures on a real context: which upload path is taken, the row order of regions,
 // fit mode, masks, lazy loading and bad input.
 
+#include "core/TestCountersPrivate.h"
 #include "core/Errors.h"
 #include "core/PixelTypes.h"
 #include "gl/context/EntryPoints.h"
@@ -101,13 +102,13 @@ TEST_P(SubImageRegion, PathRowOrderAndTransparencyPastTheImage) {
                                   Region(90, 95, 20, 10), Region(200, 0, 8, 8)};
         for (const Region& region : regions) {
             SCOPED_TRACE(::testing::Message() << region);
-            Texture::ResetUploadCounts();
+            ResetTestCounts();
             texture.SetRegion(region);
             texture.Apply();
             const bool inside =
                 region.x >= 0 && region.y >= 0 && region.XEnd() <= 100 && region.YEnd() <= 100;
-            EXPECT_EQ(Texture::DirectUploadCount(), bottomUp && inside ? 1 : 0);
-            EXPECT_EQ(Texture::RenderUploadCount(), bottomUp && inside ? 0 : 1);
+            EXPECT_EQ(TestCount(TestCounter::DirectUploads), bottomUp && inside ? 1 : 0);
+            EXPECT_EQ(TestCount(TestCounter::RenderUploads), bottomUp && inside ? 0 : 1);
             const int width = static_cast<int>(region.width), height = static_cast<int>(region.height);
             EXPECT_EQ(texture.GetWidth(), width);
             EXPECT_EQ(texture.GetHeight(), height);
@@ -140,11 +141,11 @@ TEST(SubImageTexture, ReducedWhiteLevelIsScaledUpOnUpload) {
                 unsigned short* p = reinterpret_cast<unsigned short*>(image.Row(y)) + x * 4;
                 p[0] = 32768, p[1] = 16384, p[2] = 0, p[3] = 32768;
             }
-        Texture::ResetUploadCounts();
+        ResetTestCounts();
         SubImageTexture texture(&image);
         texture.Apply();
-        EXPECT_EQ(Texture::DirectUploadCount(), 0);
-        EXPECT_EQ(Texture::RenderUploadCount(), 1);
+        EXPECT_EQ(TestCount(TestCounter::DirectUploads), 0);
+        EXPECT_EQ(TestCount(TestCounter::RenderUploads), 1);
         const std::vector<unsigned char> pixels = ReadContent(texture, 8, 4);
         const int want[4] = {0, 128, 255, 255}; // BGRA bytes
         for (int c = 0; c < 4; ++c)
@@ -158,8 +159,8 @@ TEST(SubImageTexture, LoadingTwiceWithoutChangeUploadsOnce) {
         TestImage image(Formats::BGRA8, 16, 8);
         FillRowCoded(image);
         SubImageTexture texture(&image);
-        const auto uploads = [] { return Texture::DirectUploadCount() + Texture::RenderUploadCount(); };
-        Texture::ResetUploadCounts();
+        const auto uploads = [] { return TestCount(TestCounter::DirectUploads) + TestCount(TestCounter::RenderUploads); };
+        ResetTestCounts();
         texture.Apply();
         texture.Apply();
         texture.Load();
