@@ -7,6 +7,7 @@
 #include "gl/context/Shared.h"
 #include "gl/render/Plane.h"
 #include "gl/state/Push.h"
+#include "gl/state/ViewArea.h"
 #include "gl/targets/RenderedTexture.h"
 #include "gl/texture/SubImageTexture.h"
 
@@ -162,11 +163,9 @@ void TiledBuffer::Orthogonal(double zNear, double zFar) {
     if (!currentTile_.valid || tileTarget_ == nullptr || destination_ == nullptr)
         return;
     Viewport();
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
+    ProjectionMatrix::Identity.Apply(); // leaves the projection matrix selected for glOrtho
     glOrtho(currentTile_.x, currentTile_.XEnd(), currentTile_.y, currentTile_.YEnd(), zNear, zFar);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
+    ModelMatrix::Identity.Apply();
 }
 
 // GL worker thread.
@@ -174,10 +173,9 @@ void TiledBuffer::Perspective(double fovy, double aspect, double zNear, double z
     if (!currentTile_.valid || tileTarget_ == nullptr)
         return;
     Orthogonal(1.0, -1.0);
-    glMatrixMode(GL_PROJECTION);
+    PushMatrixMode projection(GL_PROJECTION);
     glScalef(static_cast<float>(Width() / 2), static_cast<float>(Height() / 2), 1.0f);
     gluPerspective(fovy, aspect, zNear, zFar);
-    glMatrixMode(GL_MODELVIEW);
 }
 
 // GL worker thread.
@@ -185,21 +183,19 @@ void TiledBuffer::Perspective(float left, float right, float bottom, float top, 
     if (!currentTile_.valid || tileTarget_ == nullptr)
         return;
     Orthogonal(1.0, -1.0);
-    glMatrixMode(GL_PROJECTION);
+    PushMatrixMode projection(GL_PROJECTION);
     glScalef(Width() * 0.5f, Height() * 0.5f, 1.0f);
     glFrustum(left, right, bottom, top, zNear, zFar);
-    glMatrixMode(GL_MODELVIEW);
 }
 
 // GL worker thread.
 void TiledBuffer::RS3dPerspective(float left, float right, float bottom, float top, float zNear, float zFar) {
     if (currentTile_.valid && tileTarget_ != nullptr) {
         Orthogonal(1.0, -1.0);
-        glMatrixMode(GL_PROJECTION);
+        PushMatrixMode projection(GL_PROJECTION);
         glScalef(static_cast<float>(Width() / 2), static_cast<float>(Height() / 2), 1.0f);
         glTranslatef(1.0f, 1.0f, 0.0f);
         glFrustum(left, right, bottom, top, zNear, zFar);
-        glMatrixMode(GL_MODELVIEW);
     }
     readFlip_ = true;
 }
@@ -244,10 +240,7 @@ bool TiledBuffer::DeselectTarget(Context* target) {
 void TiledBuffer::Viewport() {
     if (!currentTile_.valid || tileTarget_ == nullptr)
         return;
-    const GLsizei width = static_cast<GLsizei>(currentTile_.width);
-    const GLsizei height = static_cast<GLsizei>(currentTile_.height);
-    glViewport(0, 0, width, height);
-    glScissor(0, 0, width, height);
+    ViewArea(0, 0, static_cast<int>(currentTile_.width), static_cast<int>(currentTile_.height)).Apply();
 }
 
 // Where the image goes: at its own size, its lower-left corner at (x, y) in destination pixels
@@ -273,7 +266,7 @@ void TiledBuffer::WriteFit(const XIImage* image) {
     if (!IsValid(image) || tileTarget_ == nullptr || !currentTile_.valid)
         return;
     PushModelMatrix model;
-    glLoadIdentity();
+    ModelMatrix::Identity.Apply();
     DrawImage(image, 0.0f, 0.0f, static_cast<float>(Width()), static_cast<float>(Height()));
 }
 
@@ -282,8 +275,9 @@ void TiledBuffer::DrawImage(const XIImage* image, float x0, float y0, float x1, 
     if (tileTarget_ == nullptr || !currentTile_.valid)
         return;
     PushProjectionMatrix projection;
-    glLoadIdentity();
+    ProjectionMatrix::Identity.Apply();
     glOrtho(currentTile_.x, currentTile_.XEnd(), currentTile_.y, currentTile_.YEnd(), -10000.0, 10000.0);
+    Push<ViewArea> area;
     Viewport();
     // The plane carries texture coordinates for unit 0 only.
     Push<TextureUnit> unit(TextureUnit(0));

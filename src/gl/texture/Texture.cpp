@@ -11,6 +11,7 @@
 #include "gl/resources/InternalFormat.h"
 #include "gl/resources/TextureBuffer.h"
 #include "gl/state/Blend.h"
+#include "gl/state/Clear.h"
 #include "gl/state/ColorMask.h"
 #include "gl/state/DepthFunc.h"
 #include "gl/state/State.h"
@@ -101,16 +102,26 @@ private:
     std::vector<unsigned char> pixels_;
 };
 
-// Binds a cache texture (made on the card if needed) as BindTexture does for a Texture.
-void BindBuffer(TextureBuffer* buffer) {
-    glDisable(GL_TEXTURE_2D);
-    glDisable(GL_TEXTURE_RECTANGLE_ARB);
-    if (buffer->TextureName() == 0)
-        buffer->Initialize();
-    if (buffer->TextureName() != 0) {
-        glEnable(buffer->Key().Target());
-        glBindTexture(buffer->Key().Target(), buffer->TextureName());
+// The texture matrix of the active unit := identity translated by (tx, ty, 0) and scaled by
+// (sx, sy, 0), then, with `flip`, turned upside down within 0..1 (translate (0, 1, 0), scale
+// (1, -1, 1)). The matrix mode stays as it was.
+void LoadTextureMatrix(float sx, float sy, float tx, float ty, bool flip) {
+    TextureMatrix matrix(true);
+    matrix.Matrix::Retrieve(); // the mode to select again afterwards
+    matrix.m[0] = sx;
+    matrix.m[5] = sy;
+    matrix.m[10] = 0.0;
+    matrix.m[12] = tx;
+    matrix.m[13] = ty;
+    if (flip) {
+        // M x translate(0, 1, 0) x scale(1, -1, 1): the second column negated and added to the
+        // fourth.
+        for (int row = 0; row < 4; ++row) {
+            matrix.m[12 + row] += matrix.m[4 + row];
+            matrix.m[4 + row] = -matrix.m[4 + row];
+        }
     }
+    matrix.Apply();
 }
 
 // Whether the region lies wholly inside the image's pixels.
@@ -132,11 +143,9 @@ TextureBuffer* StageImage(const XIImage* image, const Region& source, unsigned i
                                                             GetInternalFormat(GL_RGBA, type), exact ? 1 : 0));
     if (staging == nullptr)
         return nullptr;
-    if (!Inside(image, source) && staging->Select()) {
-        glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
-        glClear(GL_COLOR_BUFFER_BIT);
-    }
-    BindBuffer(staging);
+    if (!Inside(image, source) && staging->Select())
+        ClearColorBuffer(Color::Transparent);
+    Texture::BindBuffer(staging);
     const Region origin(0, 0, source.width, source.height);
     if (convert)
         staging->LoadImageAsRgba(image, source, origin);
@@ -144,6 +153,18 @@ TextureBuffer* StageImage(const XIImage* image, const Region& source, unsigned i
         staging->LoadImageNative(image, source, origin);
     return staging;
 }
+
+// A staging texture, given back to the cache on every way out.
+struct Staged {
+    explicit Staged(TextureBuffer* b) : buffer(b) {}
+    ~Staged() {
+        if (buffer != nullptr)
+            TextureBuffer::Recycle(buffer);
+    }
+    Staged(const Staged&) = delete;
+    Staged& operator=(const Staged&) = delete;
+    TextureBuffer* buffer;
+};
 
 // Draws a staging texture into the selected destination through `conversion`, following the
 // fit or stretch rule; shared by uploads and masks.
@@ -158,22 +179,15 @@ void DrawStaged(Conversion& conversion, TextureBuffer* staging, const XIImage* i
         conversion.SetScale(scale != 0.0f ? 1.0f / scale : 1.0f);
         conversion.Apply();
         // The sampler "texture" keeps its default unit 0, where the staging texture is bound.
-        ZEP6_GLCALL(glActiveTexture)(GL_TEXTURE0);
+        TextureUnit::Activate(GL_TEXTURE0);
     }
     // Selecting the destination bound its own texture.
-    BindBuffer(staging);
+    Texture::BindBuffer(staging);
     const GLenum target = staging->Key().Target();
-    glMatrixMode(GL_TEXTURE);
-    glLoadIdentity();
-    glScalef(static_cast<float>(source.width), static_cast<float>(source.height), 0.0f);
-    if (flip) {
-        glTranslatef(0.0f, 1.0f, 0.0f);
-        glScalef(1.0f, -1.0f, 1.0f);
-    }
-    glMatrixMode(GL_MODELVIEW);
+    LoadTextureMatrix(static_cast<float>(source.width), static_cast<float>(source.height), 0.0f, 0.0f, flip);
     SetFilters(target, resize ? GL_LINEAR : GL_NEAREST);
     SetWrap(target, GL_CLAMP_TO_EDGE);
-    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+    TextureEnvironment::ApplyMode(GL_MODULATE);
 
     float x0 = static_cast<float>(destination.x);
     float y0 = static_cast<float>(destination.y);
@@ -190,8 +204,6 @@ void DrawStaged(Conversion& conversion, TextureBuffer* staging, const XIImage* i
         y1 = y0 + static_cast<int>(h);
     }
     sPlane.Draw(x0, y0, x1, y1, 0.0f);
-    if (useProgram)
-        GLSL::Program::UseProgram(0);
 }
 
 } // namespace
@@ -245,8 +257,7 @@ void Texture::ApplyBinding() const {
                     rectangle ? binding_.magFilterRectangle : binding_.magFilter2D);
     glTexParameteri(target, GL_TEXTURE_MIN_FILTER,
                     rectangle ? binding_.minFilterRectangle : binding_.minFilter2D);
-    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, binding_.envMode);
-    glTexEnvfv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_COLOR, binding_.envColor);
+    TextureEnvironment(binding_.envMode, binding_.envColor).Apply();
 }
 
 void Texture::Retrieve() {
@@ -273,30 +284,23 @@ const char* Texture::Name() const {
 }
 
 void Texture::ClearTransform() const {
-    GLint mode = GL_MODELVIEW;
-    glGetIntegerv(GL_MATRIX_MODE, &mode);
-    glMatrixMode(GL_TEXTURE);
-    glLoadIdentity();
-    glMatrixMode(mode);
+    TextureMatrix identity(true);
+    identity.Matrix::Retrieve();
+    identity.Apply();
 }
 
 void Texture::SetTransform(float sx, float sy, float tx, float ty) const {
-    GLint mode = GL_MODELVIEW;
-    glGetIntegerv(GL_MATRIX_MODE, &mode);
-    glMatrixMode(GL_TEXTURE);
-    glLoadIdentity();
-    glTranslatef(tx, ty, 0.0f);
-    glScalef(sx, sy, 0.0f);
-    glMatrixMode(mode);
+    LoadTextureMatrix(sx, sy, tx, ty, false);
 }
 
 void Texture::FlipTransform() const {
-    GLint mode = GL_MODELVIEW;
-    glGetIntegerv(GL_MATRIX_MODE, &mode);
-    glMatrixMode(GL_TEXTURE);
-    glTranslatef(0.0f, 1.0f, 0.0f);
-    glScalef(1.0f, -1.0f, 1.0f);
-    glMatrixMode(mode);
+    TextureMatrix matrix;
+    matrix.Retrieve();
+    for (int row = 0; row < 4; ++row) {
+        matrix.m[12 + row] += matrix.m[4 + row];
+        matrix.m[4 + row] = -matrix.m[4 + row];
+    }
+    matrix.Apply();
 }
 
 void Texture::ApplyNearest() const {
@@ -312,27 +316,20 @@ void Texture::ApplyClampToEdge() const {
     SetWrap(key_.Target(), GL_CLAMP_TO_EDGE);
 }
 void Texture::ApplyDecal() const {
-    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_DECAL);
+    TextureEnvironment::ApplyMode(GL_DECAL);
 }
 void Texture::ApplyModulate() const {
-    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+    TextureEnvironment::ApplyMode(GL_MODULATE);
 }
 
 void Texture::Disable() {
-    static const GLenum targets[] = {GL_TEXTURE_1D, GL_TEXTURE_2D, GL_TEXTURE_3D, GL_TEXTURE_RECTANGLE_ARB,
-                                     GL_TEXTURE_CUBE_MAP};
-    for (GLenum target : targets) {
-        glDisable(target);
-        glBindTexture(target, 0);
-    }
+    TextureBinding::Unbind();
 }
 
 bool Texture::WriteToFile(const char*, Channel) const {
-    State state;
-    state.Retrieve();
+    PushState state;
     if (buffer_ != nullptr && buffer_->Select())
         buffer_->Deselect();
-    state.Apply();
     return false;
 }
 
@@ -383,17 +380,15 @@ bool Texture::CreateTexture() {
 void Texture::BindTexture() const {
     if (buffer_ == nullptr)
         buffer_ = TextureBuffer::Make(key_);
-    if (buffer_ != nullptr) {
-        glDisable(GL_TEXTURE_2D);
-        glDisable(GL_TEXTURE_RECTANGLE_ARB);
-        if (buffer_->TextureName() == 0)
-            buffer_->Initialize();
-        if (buffer_->TextureName() != 0) {
-            glEnable(buffer_->Key().Target());
-            glBindTexture(buffer_->Key().Target(), buffer_->TextureName());
-        }
-    }
+    if (buffer_ != nullptr)
+        BindBuffer(buffer_);
     ApplyBinding();
+}
+
+void Texture::BindBuffer(const TextureBuffer* buffer) {
+    if (buffer->TextureName() == 0)
+        buffer->Initialize();
+    TextureBinding::Bind(buffer->Key().Target(), buffer->TextureName());
 }
 
 void Texture::AttachTexture() const {
@@ -417,17 +412,11 @@ int Texture::ActualHeight() const {
 void Texture::ClearTexture(const Color& color) const {
     if (buffer_ == nullptr)
         return;
-    State state(2);
-    state.Retrieve();
-    GLfloat previous[4];
-    glGetFloatv(GL_COLOR_CLEAR_VALUE, previous);
-    const bool selected = buffer_->Select();
-    glClearColor(color.red, color.green, color.blue, color.alpha);
-    glClear(GL_COLOR_BUFFER_BIT);
-    glClearColor(previous[0], previous[1], previous[2], previous[3]);
-    if (selected)
+    PushState state;
+    if (buffer_->Select()) {
+        ClearColorBuffer(color);
         buffer_->Deselect();
-    state.Apply();
+    }
 }
 
 void Texture::LoadTexture(const XIImage* image, const Region& source, const Region& destinationIn) const {
@@ -476,28 +465,20 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
     }
     ++gRenderUploads;
 
-    State state(2);
-    state.Retrieve();
-    TextureBuffer* staging = StageImage(image, source, type, convert, resize);
+    PushState state;
+    Staged staged(StageImage(image, source, type, convert, resize));
     const bool selected = buffer_->Select();
-    {
+    if (selected && staged.buffer != nullptr) {
         Push<BlendFunc> blend(BlendFunc::Replace);
         Push<DepthFunc> depth(DepthFunc::Always);
         Push<Color> colour(Color::White);
-
-        if (staging != nullptr) {
-            if (fit_) {
-                glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
-                glClear(GL_COLOR_BUFFER_BIT);
-            }
-            static Conversion* upload = new Conversion();
-            DrawStaged(*upload, staging, image, source, destination, convert, scale, loadProcessing_, fit_);
-            TextureBuffer::Recycle(staging);
-        }
+        if (fit_)
+            ClearColorBuffer(Color::Transparent);
+        static Conversion* upload = new Conversion();
+        DrawStaged(*upload, staged.buffer, image, source, destination, convert, scale, loadProcessing_, fit_);
     }
     if (selected)
         buffer_->Deselect();
-    state.Apply();
 }
 
 void Texture::MaskTexture(const XIImage* mask, const Region& source, const Region& destinationIn) const {
@@ -512,25 +493,20 @@ void Texture::MaskTexture(const XIImage* mask, const Region& source, const Regio
     const bool convert = NeedToConvert(mask, format, type);
     ++gRenderUploads;
 
-    State state(2);
-    state.Retrieve();
+    PushState state;
     const bool resize = source.width != destination.width || source.height != destination.height;
-    TextureBuffer* staging = StageImage(mask, source, type, convert, resize);
+    Staged staged(StageImage(mask, source, type, convert, resize));
     const bool selected = buffer_->Select();
-    {
+    if (selected && staged.buffer != nullptr) {
         Push<BlendFunc> blend(BlendFunc::Mask);
         Push<ColorMask> colourMask(ColorMask::AlphaOnly);
         Push<DepthFunc> depth(DepthFunc::Always);
         Push<Color> colour(Color::White);
-        if (staging != nullptr) {
-            static Conversion* masking = new Conversion();
-            DrawStaged(*masking, staging, mask, source, destination, convert, scale, loadProcessing_, fit_);
-            TextureBuffer::Recycle(staging);
-        }
+        static Conversion* masking = new Conversion();
+        DrawStaged(*masking, staged.buffer, mask, source, destination, convert, scale, loadProcessing_, fit_);
     }
     if (selected)
         buffer_->Deselect();
-    state.Apply();
 }
 
 Push<Texture>::Push() : saved_(), pushed_(true) {

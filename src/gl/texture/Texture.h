@@ -74,6 +74,9 @@ public:
     void ApplyModulate() const;
 
     static void Disable();
+    // Binds a cache texture (made on the card first if it has no name yet) on the active unit as
+    // the one texture it shows (TextureBinding::Bind).
+    static void BindBuffer(const TextureBuffer* buffer);
 
     bool WriteToFile(const char* path, Channel channel) const;
 

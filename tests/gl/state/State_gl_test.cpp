@@ -25,6 +25,7 @@
 #include "gl/state/Push.h"
 #include "gl/state/State.h"
 #include "gl/state/Texturing.h"
+#include "support/StateSentinel.h"
 #include "support/TestImage.h"
 
 #include <GL/gl.h>
@@ -44,6 +45,7 @@
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
+using namespace zep6test;
 
 namespace {
 
@@ -53,13 +55,6 @@ int GetInt(GLenum name) {
     GLint v = 0;
     glGetIntegerv(name, &v);
     return v;
-}
-
-std::string ErrorsLeft() {
-    std::string errors;
-    for (GLenum e = glGetError(); e != GL_NO_ERROR; e = glGetError())
-        errors += std::to_string(e) + " ";
-    return errors;
 }
 
 // The root context current on the test thread for the whole test; the thread's previous binding
@@ -127,15 +122,6 @@ template <class M> M MatrixOf(unsigned int mode, std::initializer_list<double> v
     m.mode = mode;
     std::copy(values.begin(), values.end(), m.m);
     return m;
-}
-
-// A texture name made known to OpenGL by binding it once to `target`.
-GLuint MakeTexture(GLenum target) {
-    GLuint name = 0;
-    glGenTextures(1, &name);
-    glBindTexture(target, name);
-    glBindTexture(target, 0);
-    return name;
 }
 
 void ExpectFloats(const float* got, const float* want, int n, const std::string& what) {
@@ -388,134 +374,6 @@ TEST_F(StateGL, AttributesPushOnceAndUnwindLevelsLeftAbove) {
     attributes.Pop(); // nothing left to pop
     EXPECT_EQ(GetInt(GL_ATTRIB_STACK_DEPTH), base);
 }
-
-namespace {
-
-// The parts of a context that State covers, read with plain OpenGL calls: the values of each
-// part, by name (per-unit parts hold units 0 and 1 in turn).
-struct Snapshot {
-    std::map<std::string, std::vector<double>> parts;
-
-    static Snapshot Take() {
-        struct Part {
-            const char* name;
-            GLenum query; // for glGetDoublev, which also answers for the switches
-            int count;
-        };
-        // clang-format off
-        static const Part kContext[] = {
-            {"blend", GL_BLEND, 1}, {"blendSrc", GL_BLEND_SRC_RGB, 1}, {"blendDst", GL_BLEND_DST_RGB, 1},
-            {"blendSrcAlpha", GL_BLEND_SRC_ALPHA, 1}, {"blendEquation", GL_BLEND_EQUATION_RGB, 1},
-            {"blendColor", GL_BLEND_COLOR, 4}, {"depthTest", GL_DEPTH_TEST, 1}, {"viewport", GL_VIEWPORT, 4},
-            {"matrixMode", GL_MATRIX_MODE, 1}, {"clearColor", GL_COLOR_CLEAR_VALUE, 4},
-            {"model", GL_MODELVIEW_MATRIX, 16}, {"projection", GL_PROJECTION_MATRIX, 16},
-            {"activeTexture", GL_ACTIVE_TEXTURE, 1}, {"clientActiveTexture", GL_CLIENT_ACTIVE_TEXTURE, 1},
-            {"frameBuffer", GL_FRAMEBUFFER_BINDING, 1}, {"program", GL_CURRENT_PROGRAM, 1},
-            {"attribDepth", GL_ATTRIB_STACK_DEPTH, 1},
-            {"clientAttribDepth", GL_CLIENT_ATTRIB_STACK_DEPTH, 1}};
-        static const Part kUnit[] = {{"enable2D", GL_TEXTURE_2D, 1}, {"enableRect", GL_TEXTURE_RECTANGLE, 1},
-            {"binding2D", GL_TEXTURE_BINDING_2D, 1}, {"bindingRect", GL_TEXTURE_BINDING_RECTANGLE, 1}};
-        // clang-format on
-        Snapshot s;
-        auto read = [&s](const std::string& name, GLenum query, int count) {
-            GLdouble v[16] = {};
-            glGetDoublev(query, v);
-            s.parts[name].insert(s.parts[name].end(), v, v + count);
-        };
-        for (const Part& p : kContext)
-            read(p.name, p.query, p.count);
-        for (int i = 0; i < 2; ++i) {
-            GLEntry::glActiveTexture(GL_TEXTURE0 + i);
-            for (const Part& p : kUnit)
-                read(p.name, p.query, p.count);
-            read("textureMatrix" + std::to_string(i), GL_TEXTURE_MATRIX, 16);
-            GLint envMode = 0;
-            glGetTexEnviv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, &envMode);
-            s.parts["envMode"].push_back(envMode);
-        }
-        GLEntry::glActiveTexture(static_cast<GLenum>(s.parts["activeTexture"][0]));
-        return s;
-    }
-
-    // The values that differ from `o`, as "part[index] this vs o; ", empty when none do. Both
-    // attribute stacks must be `levels` deeper here than in `o`.
-    std::string DifferencesFrom(Snapshot o, int levels = 0) const {
-        if (parts.empty() || parts.size() != o.parts.size())
-            return "a snapshot was not taken";
-        o.parts.at("attribDepth").at(0) += levels;
-        o.parts.at("clientAttribDepth").at(0) += levels;
-        std::ostringstream out;
-        for (const auto& [part, values] : parts)
-            for (std::size_t i = 0; i < values.size(); ++i)
-                if (values[i] != o.parts.at(part).at(i))
-                    out << part << "[" << i << "] " << values[i] << " vs " << o.parts.at(part)[i] << "; ";
-        return out.str();
-    }
-};
-
-// Objects to bind: two textures per unit, a framebuffer and a linked program.
-struct Sentinels {
-    GLuint tex2D[2] = {}, texRect[2] = {}, frameBuffer = 0, program = 0;
-
-    void Create() {
-        for (int i = 0; i < 2; ++i) {
-            tex2D[i] = MakeTexture(GL_TEXTURE_2D);
-            texRect[i] = MakeTexture(GL_TEXTURE_RECTANGLE);
-        }
-        ZEP6_GLCALL(glGenFramebuffersEXT)(1, &frameBuffer);
-        const char* vs = "void main() { gl_Position = ftransform(); }";
-        const char* fs = "void main() { gl_FragColor = vec4(1.0); }";
-        program = ZEP6_GLCALL(glCreateProgram)();
-        for (const auto& [type, text] : {std::pair<GLenum, const char*>{GL_VERTEX_SHADER, vs},
-                                         std::pair<GLenum, const char*>{GL_FRAGMENT_SHADER, fs}}) {
-            const GLuint shader = ZEP6_GLCALL(glCreateShader)(type);
-            ZEP6_GLCALL(glShaderSource)(shader, 1, &text, nullptr);
-            ZEP6_GLCALL(glCompileShader)(shader);
-            ZEP6_GLCALL(glAttachShader)(program, shader);
-            ZEP6_GLCALL(glDeleteShader)(shader);
-        }
-        ZEP6_GLCALL(glLinkProgram)(program);
-    }
-
-    void Destroy() {
-        glDeleteTextures(2, tex2D);
-        glDeleteTextures(2, texRect);
-        ZEP6_GLCALL(glDeleteFramebuffersEXT)(1, &frameBuffer);
-        ZEP6_GLCALL(glDeleteProgram)(program);
-    }
-
-    // Changes everything State covers to recognisable values, with plain OpenGL calls.
-    void Damage(double seed) const {
-        glDisable(GL_BLEND); // on in the default state
-        GLEntry::glBlendFuncSeparate(GL_DST_COLOR, GL_ONE_MINUS_DST_ALPHA, GL_SRC_ALPHA_SATURATE, GL_ONE);
-        GLEntry::glBlendEquation(GL_MAX);
-        GLEntry::glBlendColor(0.125f, 0.25f, 0.375f, 0.5f);
-        glEnable(GL_DEPTH_TEST);
-        glViewport(1, 2, 3, 4);
-        glClearColor(0.5f, 0.25f, 0.125f, 1.0f);
-        glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
-        glOrtho(0, 7, 0, 9, -seed, seed);
-        glMatrixMode(GL_MODELVIEW);
-        glTranslated(seed, 2 * seed, 3);
-        for (int i = 0; i < 2; ++i) {
-            GLEntry::glActiveTexture(GL_TEXTURE0 + i);
-            glEnable(GL_TEXTURE_2D);
-            glEnable(GL_TEXTURE_RECTANGLE);
-            glBindTexture(GL_TEXTURE_2D, tex2D[i]);
-            glBindTexture(GL_TEXTURE_RECTANGLE, texRect[i]);
-            glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, i == 0 ? GL_REPLACE : GL_DECAL);
-            glMatrixMode(GL_TEXTURE);
-            glScaled(seed + i, 2, 1);
-        }
-        GLEntry::glClientActiveTexture(GL_TEXTURE1);
-        glMatrixMode(GL_TEXTURE);
-        GLEntry::glBindFramebufferEXT(GL_FRAMEBUFFER, frameBuffer);
-        GLEntry::glUseProgram(program);
-    }
-};
-
-} // namespace
 
 TEST_F(StateGL, StateAndPushStateRestoreWhatTheyRecorded) {
     Sentinels objects;
