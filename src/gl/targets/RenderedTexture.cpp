@@ -121,8 +121,7 @@ void RenderedTexture::Resize(const RenderedTexture& other) {
 }
 
 bool RenderedTexture::CreateTexture() {
-    if (buffer_ == nullptr)
-        buffer_ = TextureBuffer::Make(key_);
+    Storage();
     if (!IsFrameBufferSupported())
         throw OffscreenUnsupported();
     if (frameBuffer_ == 0) {
@@ -206,9 +205,7 @@ void RenderedTexture::Clear() {
 void RenderedTexture::Apply() const {
     if (width_ == 0 || height_ == 0)
         return;
-    if (buffer_ == nullptr)
-        buffer_ = TextureBuffer::Make(key_);
-    if (buffer_ != nullptr)
+    if (Storage() != nullptr)
         BindBuffer(buffer_);
     ApplyBinding();
     SetTransform(static_cast<float>(width_), static_cast<float>(height_), 0.0f, 0.0f);

@@ -209,16 +209,21 @@ void DrawStaged(Conversion& conversion, TextureBuffer* staging, const XIImage* i
 } // namespace
 
 Texture::Texture()
-    : buffer_(nullptr), key_(GL_TEXTURE_RECTANGLE_ARB, 0, 0, GL_RGBA32F_ARB, 0), width_(0), height_(0),
+    : buffer_(nullptr), ownsBuffer_(false), key_(GL_TEXTURE_RECTANGLE_ARB, 0, 0, GL_RGBA32F_ARB, 0), width_(0), height_(0),
       format_(GL_RGBA), type_(GL_FLOAT), loadProcessing_(nullptr), fit_(false) {}
 
 Texture::Texture(const Texture& other)
-    : Context(other), Resource(other), buffer_(other.buffer_), key_(other.key_), binding_(other.binding_),
+    : Context(other), Resource(other), buffer_(other.buffer_), ownsBuffer_(false), key_(other.key_),
+      binding_(other.binding_),
       width_(other.width_), height_(other.height_), format_(other.format_), type_(other.type_),
       loadProcessing_(other.loadProcessing_), fit_(other.fit_) {}
 
 Texture& Texture::operator=(const Texture& other) {
+    if (this == &other)
+        return *this;
+    Texture::Finalize();
     buffer_ = other.buffer_;
+    ownsBuffer_ = false;
     key_ = other.key_;
     binding_ = other.binding_;
     width_ = other.width_;
@@ -276,7 +281,17 @@ void Texture::Finalize() {
         return;
     TextureBuffer* buffer = buffer_;
     buffer_ = nullptr;
-    TextureBuffer::Recycle(buffer);
+    if (ownsBuffer_)
+        TextureBuffer::Recycle(buffer);
+    ownsBuffer_ = false;
+}
+
+TextureBuffer* Texture::Storage() const {
+    if (buffer_ == nullptr) {
+        buffer_ = TextureBuffer::Make(key_);
+        ownsBuffer_ = buffer_ != nullptr;
+    }
+    return buffer_;
 }
 
 const char* Texture::Name() const {
@@ -372,15 +387,11 @@ void Texture::SetType(unsigned int target, int width, int height, unsigned int f
 }
 
 bool Texture::CreateTexture() {
-    if (buffer_ == nullptr)
-        buffer_ = TextureBuffer::Make(key_);
-    return buffer_ != nullptr;
+    return Storage() != nullptr;
 }
 
 void Texture::BindTexture() const {
-    if (buffer_ == nullptr)
-        buffer_ = TextureBuffer::Make(key_);
-    if (buffer_ != nullptr)
+    if (Storage() != nullptr)
         BindBuffer(buffer_);
     ApplyBinding();
 }

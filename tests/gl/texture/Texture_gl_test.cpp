@@ -279,6 +279,29 @@ TEST(SubImageTexture, TextureUnitCarryingTheTextureBindsIt) {
     }));
 }
 
+// A copy shares the storage and never gives it back: after a copy is gone the storage is still the
+// original's alone, a new texture gets storage of its own, and the original keeps its content.
+TEST(Texture, ACopyLeavesTheStorageWithTheOriginal) {
+    ASSERT_TRUE(OnWorker([] {
+        TestImage image(Formats::BGRA8, 16, 8);
+        FillRowCoded(image);
+        SubImageTexture original(&image);
+        original.Apply();
+        const TextureBuffer* storage = original.ColorBuffer();
+        ASSERT_NE(storage, nullptr);
+        { Texture copy(original); }
+        {
+            Texture assigned;
+            assigned = original;
+        }
+        SubImageTexture other(&image);
+        other.Apply();
+        EXPECT_NE(other.ColorBuffer(), storage) << "the copy gave the original's storage back";
+        EXPECT_EQ(original.ColorBuffer(), storage);
+        EXPECT_EQ(At(ReadContent(original, 16, 8), 16, 5, 6)[0], 5);
+    }));
+}
+
 TEST(AlphaTexture, LoadWithoutImageThrowsOpenGLErrorWithCodeZero) {
     ASSERT_TRUE(OnWorker([] {
         AlphaTexture texture;
