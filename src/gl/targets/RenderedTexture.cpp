@@ -33,17 +33,6 @@ namespace OGL_ZEP6_AE {
 
 namespace {
 
-// An image texture that, when it is to be stretched, has exactly the image's size: sampled
-// linearly, clamping to its edge keeps the last row and column from blending with texels beyond
-// the image, which a larger cached texture would hold from an earlier use.
-class WrittenImageTexture : public SubImageTexture {
-public:
-    WrittenImageTexture(const XIImage* image, bool stretched) : SubImageTexture(image) {
-        if (stretched)
-            key_ = TextureKey(key_.Target(), key_.Width(), key_.Height(), key_.InternalFormat(), 1);
-    }
-};
-
 std::atomic<int> gDirectReads{0};
 std::atomic<int> gRenderReads{0};
 
@@ -248,7 +237,10 @@ void RenderedTexture::Write(const XIImage* image) {
     Push<Texture> saved;
     PushTextureMatrix matrix;
     const bool sameSize = image->GetWidth() == width_ && image->GetHeight() == height_;
-    WrittenImageTexture texture(image, !sameSize);
+    SubImageTexture texture(image);
+    // Stretched, it is sampled linearly: storage of the image's size keeps the last row and
+    // column from blending with texels beyond it.
+    texture.SetExactStorage(!sameSize);
     texture.Load();
     // An image of the target's size lands pixel for pixel: nearest sampling gives the same
     // values as linear at texel centres and costs a quarter of the texel reads.

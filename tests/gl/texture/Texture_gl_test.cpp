@@ -302,6 +302,25 @@ TEST(Texture, ACopyLeavesTheStorageWithTheOriginal) {
     }));
 }
 
+// Pointed at a larger image than its storage holds, a texture takes storage that does.
+TEST(SubImageTexture, StorageFollowsALargerImage) {
+    ASSERT_TRUE(OnWorker([] {
+        TestImage small(Formats::BGRA8, 100, 100), large(Formats::BGRA8, 3000, 1500);
+        FillRowCoded(small);
+        FillRowCoded(large);
+        SubImageTexture texture(&small);
+        texture.Apply();
+        texture.SetImage(&large);
+        texture.Apply();
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+        ASSERT_NE(texture.ColorBuffer(), nullptr);
+        EXPECT_GE(texture.ColorBuffer()->Width(), 3000);
+        const std::vector<unsigned char> pixels = ReadContent(texture, 3000, 1500);
+        EXPECT_EQ(At(pixels, 3000, 2999, 1499)[0], 2999 % 256);
+        EXPECT_EQ(At(pixels, 3000, 2999, 1499)[1], 1499 % 256);
+    }));
+}
+
 TEST(AlphaTexture, LoadWithoutImageThrowsOpenGLErrorWithCodeZero) {
     ASSERT_TRUE(OnWorker([] {
         AlphaTexture texture;
