@@ -10,6 +10,8 @@
 #include "BenchFrame.h"
 
 #include "core/PixelFormat.h"
+#include "gl/state/Blend.h"
+#include "gl/state/Push.h"
 #include "gl/targets/TiledBuffer.h"
 
 #include <benchmark/benchmark.h>
@@ -53,6 +55,8 @@ void BM_TiledWrite(benchmark::State& state) {
         return zep6bench::OnWorker([&] {
             TiledBuffer tiles(&destination);
             while (tiles.Next()) {
+                // A copy: the tile's default state would blend the frame over what is there.
+                Push<BlendFunc> replace(BlendFunc::Replace);
                 if (fit)
                     tiles.WriteFit(&source);
                 else

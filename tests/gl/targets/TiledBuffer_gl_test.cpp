@@ -6,7 +6,10 @@
 
 #include "core/Errors.h"
 #include "gl/context/Capabilities.h"
+#include "core/PixelFormat.h"
 #include "gl/render/Region.h"
+#include "gl/resources/InternalFormat.h"
+#include "gl/resources/TextureBuffer.h"
 #include "gl/resources/ResourceTestSupport.h"
 #include "gl/state/Blend.h"
 #include "gl/state/State.h"
@@ -297,9 +300,10 @@ INSTANTIATE_TEST_SUITE_P(Placements, WritePlacement, ::testing::ValuesIn(kWriteR
                              return std::string(info.param.name);
                          });
 
-// WriteFit stretches any image over the whole destination, whatever the model-view matrix: a
-// 2 x 1 image becomes two halves.
-TEST(TiledBuffer, WriteFitStretchesOverTheDestination) {
+// WriteFit stretches any image over the whole destination, whatever the model-view matrix, and
+// samples it linearly: a 2 x 1 image becomes a ramp from its left to its right pixel, without a
+// seam at the tile boundary (2048), where each tile samples only its own part of the image.
+TEST(TiledBuffer, WriteFitStretchesLinearlyOverTheDestination) {
     TestImage image(Formats::RGBA8, 2, 1);
     const unsigned char left[4] = {255, 0, 0, 255}, right[4] = {0, 0, 255, 255};
     std::memcpy(image.Row(0), left, 4);
@@ -313,9 +317,33 @@ TEST(TiledBuffer, WriteFitStretchesOverTheDestination) {
             tiles.WriteFit(&image);
         }
     }));
-    // Nearest sampling: the left half takes the left pixel, the right half the right one; the
-    // tile boundary at 2048 lies in the right half.
-    EXPECT_TRUE(Within(0, destination, [&](long x, long) { return x < kFrameWidth / 2 ? left : right; }));
+    std::vector<unsigned char> ramp(kFrameWidth * 4);
+    for (long x = 0; x < kFrameWidth; ++x) {
+        const double t = std::clamp((x + 0.5) * 2.0 / kFrameWidth - 0.5, 0.0, 1.0);
+        for (int c = 0; c < 4; ++c)
+            ramp[x * 4 + c] = static_cast<unsigned char>(std::lround(left[c] * (1 - t) + right[c] * t));
+    }
+    // Linear filtering weighs in steps of 1/256 on llvmpipe: two steps.
+    EXPECT_TRUE(Within(2, destination, [&](long x, long) { return &ramp[x * 4]; }));
+}
+
+// Each tile uploads only the part of the image it shows: the texture cache never holds as much as
+// one upload of the whole 4096 x 2160 image would take, and the image still arrives whole.
+TEST(TiledBuffer, WriteUploadsOnlyWhatTheTileShows) {
+    ZEP6_REQUIRE_FRESH_CACHES();
+    TestImage image(Formats::RGBA8, 4096, 2160), result(Formats::RGBA8, 4096, 2160);
+    FillPattern(image);
+    long whole = 0;
+    ASSERT_TRUE(OnWorker([&] {
+        whole = CalculateTextureSize(4096, 2160, GetInternalFormat(GL_RGBA, Texture::GetBestType()));
+        TiledBuffer tiles(&result);
+        while (tiles.Next()) {
+            Push<BlendFunc> replace(BlendFunc::Replace);
+            tiles.Write(&image, 0, 0);
+        }
+    }));
+    EXPECT_LT(TextureBuffer::Counters().peak, whole);
+    EXPECT_TRUE(Within(1, result, [&](long x, long y) { return image.Row(y) + x * 4; }));
 }
 
 // ---- AcquireRender -------------------------------------------------------------------------
