@@ -12,6 +12,7 @@
 #include "gl/targets/RenderedTexture.h"
 #include "gl/targets/TiledBuffer.h"
 #include "gl/texture/SubImageTexture.h"
+#include "gl/texture/WriteTexture.h"
 #include "support/StateSentinel.h"
 #include "support/TestImage.h"
 
@@ -117,6 +118,7 @@ const Row kRows[] = {
     {"WriteStretched", [](Subjects& s) { s.target.Write(&s.wide); }},
     {"WriteFit", [](Subjects& s) { s.target.WriteFit(&s.wide); }},
     {"Clear", [](Subjects& s) { s.target.Clear(); }},
+    {"WriteTexture", [](Subjects& s) { SubImageTexture texture(&s.topDown); WriteTexture(texture, Region(3, 2, 20, 10)); }},
     {"Blit", [](Subjects& s) { s.target.Blit(Region(0, 0, 64, 32), 0.5f); }},
     {"BlitWithDepth", [](Subjects& s) { s.target.BlitWithDepth(Region(0, 0, 64, 32), 0.5f); }},
     {"TiledLoop", [](Subjects& s) {
