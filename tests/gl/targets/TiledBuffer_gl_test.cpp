@@ -103,9 +103,12 @@ void FillPattern(TestImage& image) {
 
 // ---- Tiles and their order -----------------------------------------------------------------
 
+// Tiles of the default size (2048 x 1080), or of the size given to Rewind; the state around the
+// loop is checked by the operation table.
 struct TileRow {
     const char* name;
     long width, height;
+    int tileWidth, tileHeight; // Rewind's; 0: the default tiles
     std::vector<Region> tiles;
 };
 
@@ -117,6 +120,9 @@ TEST_P(TileOrder, RowByRowFromTheBottomLeft) {
     TestImage destination(Formats::RGBA8, row.width, row.height, 0, Pixels::None);
     ASSERT_TRUE(OnWorker([&] {
         TiledBuffer tiles(&destination);
+        if (row.tileWidth > 0) {
+            EXPECT_TRUE(tiles.Rewind(row.tileWidth, row.tileHeight));
+        }
         EXPECT_EQ(tiles.Width(), row.width);
         EXPECT_EQ(tiles.Height(), row.height);
         EXPECT_EQ(tiles.TileCount(), static_cast<int>(row.tiles.size()));
@@ -124,64 +130,25 @@ TEST_P(TileOrder, RowByRowFromTheBottomLeft) {
         EXPECT_EQ(LoopTiles(tiles), row.tiles);
         EXPECT_TRUE(tiles.IsFirstTile());
         EXPECT_FALSE(tiles.GetCurrentTile().valid);
+        EXPECT_FALSE(tiles.Rewind(128, 128)); // the loop is over: no target, no tiles
     }));
 }
 
 const TileRow kTileRows[] = {
-    {"UltraHD", 4096, 2160,
+    {"UltraHD", 4096, 2160, 0, 0,
      Tiles({{0, 0, 2048, 1080}, {2048, 0, 2048, 1080}, {0, 1080, 2048, 1080}, {2048, 1080, 2048, 1080}})},
-    {"NarrowLastColumn", 2500, 1000, Tiles({{0, 0, 2048, 1000}, {2048, 0, 452, 1000}})},
-    {"OneTile", 2048, 1080, Tiles({{0, 0, 2048, 1080}})},
-    {"LowLastRow", 100, 1081, Tiles({{0, 0, 100, 1080}, {0, 1080, 100, 1}})},
+    {"NarrowLastColumn", 2500, 1000, 0, 0, Tiles({{0, 0, 2048, 1000}, {2048, 0, 452, 1000}})},
+    {"OneTile", 2048, 1080, 0, 0, Tiles({{0, 0, 2048, 1080}})},
+    {"LowLastRow", 100, 1081, 0, 0, Tiles({{0, 0, 100, 1080}, {0, 1080, 100, 1}})},
+    {"Rewind128", 300, 200, 128, 128,
+     Tiles({{0, 0, 128, 128}, {128, 0, 128, 128}, {256, 0, 44, 128}, {0, 128, 128, 72}, {128, 128, 128, 72},
+            {256, 128, 44, 72}})},
 };
 
 INSTANTIATE_TEST_SUITE_P(Sizes, TileOrder, ::testing::ValuesIn(kTileRows),
                          [](const ::testing::TestParamInfo<TileRow>& info) {
                              return std::string(info.param.name);
                          });
-
-// The loop leaves the state as it found it: framebuffer, viewport, matrices, blending; and
-// Rewind restarts with any tile size.
-TEST(TiledBuffer, LoopRestoresTheStateAndRewindCutsAgain) {
-    TestImage destination(Formats::RGBA8, 300, 200);
-    ASSERT_TRUE(OnWorker([&] {
-        RenderedTexture sentinel(8, 8);
-        PushState outer;
-        ASSERT_TRUE(sentinel.Select());
-        glViewport(1, 2, 3, 4);
-        glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
-        glTranslatef(7.0f, 0.0f, 0.0f);
-        glMatrixMode(GL_MODELVIEW);
-        glLoadIdentity();
-        glScalef(2.0f, 2.0f, 2.0f);
-        glDisable(GL_BLEND);
-        GLint framebuffer = 0, viewport[4] = {};
-        glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT, &framebuffer);
-
-        TiledBuffer tiles(&destination);
-        EXPECT_TRUE(tiles.Rewind(128, 128));
-        EXPECT_EQ(LoopTiles(tiles), Tiles({{0, 0, 128, 128},
-                                           {128, 0, 128, 128},
-                                           {256, 0, 44, 128},
-                                           {0, 128, 128, 72},
-                                           {128, 128, 128, 72},
-                                           {256, 128, 44, 72}}));
-        GLint after = 0;
-        glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT, &after);
-        EXPECT_EQ(after, framebuffer);
-        glGetIntegerv(GL_VIEWPORT, viewport);
-        EXPECT_EQ(std::vector<GLint>(viewport, viewport + 4), std::vector<GLint>({1, 2, 3, 4}));
-        GLdouble projection[16], model[16];
-        glGetDoublev(GL_PROJECTION_MATRIX, projection);
-        glGetDoublev(GL_MODELVIEW_MATRIX, model);
-        EXPECT_EQ(projection[12], 7.0);
-        EXPECT_EQ(model[0], 2.0);
-        EXPECT_FALSE(glIsEnabled(GL_BLEND));
-        // The loop is over: no target, no tiles.
-        EXPECT_FALSE(tiles.Rewind(128, 128));
-    }));
-}
 
 // ---- Away from the worker ------------------------------------------------------------------
 
