@@ -90,8 +90,7 @@ void BM_TiledWrite(benchmark::State& state) {
     state.counters["content_ok"] = sameContent ? 1 : 0;
     state.SetLabel(std::to_string(kWidth) + "x" + std::to_string(kHeight) + " rgba32f " +
                    (fit ? "WriteFit into 3840x2160" : "Write into 7680x4320") +
-                   (sameContent ? "" : " (WRONG CONTENT)") + " | " +
-                   zep6bench::Facts().renderer);
+                   (sameContent ? "" : " (WRONG CONTENT)") + " | " + zep6bench::Facts().renderer);
 }
 
 } // namespace

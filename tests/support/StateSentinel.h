@@ -131,7 +131,8 @@ struct Sentinels {
         glGetIntegerv(GL_FRAMEBUFFER_BINDING, &previous);
         ZEP6_GLCALL(glGenFramebuffersEXT)(1, &frameBuffer);
         GLEntry::glBindFramebufferEXT(GL_FRAMEBUFFER, frameBuffer);
-        ZEP6_GLCALL(glFramebufferTexture2DEXT)(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, colour, 0);
+        ZEP6_GLCALL(glFramebufferTexture2DEXT)
+        (GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, colour, 0);
         GLEntry::glBindFramebufferEXT(GL_FRAMEBUFFER, static_cast<GLuint>(previous));
         const char* vs = "void main() { gl_Position = ftransform(); }";
         const char* fs = "void main() { gl_FragColor = vec4(1.0); }";

@@ -38,11 +38,10 @@ public:
     // mode), pushes the attributes, reads the framebuffer and program bindings and copies the
     // colour mirror.
     void Retrieve();
-    // Puts everything recorded back: the colour mirror, framebuffer and program (none when the recorded one has
-    // been deleted since; Unsupported when the driver lacks glBindFramebufferEXT or
-    // glUseProgram), projection and model-view matrices, texture units,
-    // and the attributes, which are popped and pushed again so that they stay saved for a later
-    // Apply(). Call Pop() when done.
+    // Puts everything recorded back: the colour mirror, framebuffer and program (none when the recorded one
+    // has been deleted since; Unsupported when the driver lacks glBindFramebufferEXT or glUseProgram),
+    // projection and model-view matrices, texture units, and the attributes, which are popped and pushed
+    // again so that they stay saved for a later Apply(). Call Pop() when done.
     void Apply();
     // Pops the attributes if they are pushed.
     void Pop();

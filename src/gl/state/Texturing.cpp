@@ -90,7 +90,8 @@ void TextureBinding::Disable() {
 
 void TextureBinding::Unbind() {
     Disable();
-    for (GLenum target : {GL_TEXTURE_1D, GL_TEXTURE_2D, GL_TEXTURE_3D, GL_TEXTURE_RECTANGLE, GL_TEXTURE_CUBE_MAP})
+    for (GLenum target :
+         {GL_TEXTURE_1D, GL_TEXTURE_2D, GL_TEXTURE_3D, GL_TEXTURE_RECTANGLE, GL_TEXTURE_CUBE_MAP})
         glBindTexture(target, 0);
 }
 

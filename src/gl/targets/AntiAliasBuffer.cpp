@@ -80,7 +80,8 @@ void AntiAliasBuffer::Viewport() {
     if (!currentTile_.valid)
         return;
     const int scale = IsSupersampling() ? factor_ : 1;
-    ViewArea(0, 0, static_cast<int>(currentTile_.width) * scale, static_cast<int>(currentTile_.height) * scale)
+    ViewArea(0, 0, static_cast<int>(currentTile_.width) * scale,
+             static_cast<int>(currentTile_.height) * scale)
         .Apply();
 }
 

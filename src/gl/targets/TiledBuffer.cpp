@@ -296,7 +296,8 @@ void TiledBuffer::DrawImage(const XIImage* image, double x0, double y0, double x
     const double sy = m[5] * (y1 - y0) / static_cast<double>(height);
     const bool affine = m[3] == 0.0 && m[7] == 0.0 && m[15] == 1.0;
     const double det = m[0] * m[5] - m[1] * m[4];
-    const bool stretched = !affine || m[1] != 0.0 || m[4] != 0.0 || std::fabs(sx) != 1.0 || std::fabs(sy) != 1.0;
+    const bool stretched =
+        !affine || m[1] != 0.0 || m[4] != 0.0 || std::fabs(sx) != 1.0 || std::fabs(sy) != 1.0;
 
     // Texel columns [u0, u1) and rows [v0, v1), rows counted up the drawn quad.
     long u0 = 0, u1 = width, v0 = 0, v1 = height;
@@ -329,14 +330,15 @@ void TiledBuffer::DrawImage(const XIImage* image, double x0, double y0, double x
     Push<Texture> binding;
     SubImageTexture texture(image);
     texture.SetExactStorage(stretched);
-    texture.SetRegion(Region(static_cast<int>(u0), static_cast<int>(pictureY), static_cast<unsigned int>(u1 - u0),
-                             static_cast<unsigned int>(v1 - v0)));
+    texture.SetRegion(Region(static_cast<int>(u0), static_cast<int>(pictureY),
+                             static_cast<unsigned int>(u1 - u0), static_cast<unsigned int>(v1 - v0)));
     texture.Apply();
     if (!stretched)
         texture.ApplyNearest();
     if (readFlip_)
         texture.FlipTransform();
-    const double perX = (x1 - x0) / static_cast<double>(width), perY = (y1 - y0) / static_cast<double>(height);
+    const double perX = (x1 - x0) / static_cast<double>(width),
+                 perY = (y1 - y0) / static_cast<double>(height);
     sPlane.Draw(static_cast<float>(x0 + u0 * perX), static_cast<float>(y0 + v0 * perY),
                 static_cast<float>(x0 + u1 * perX), static_cast<float>(y0 + v1 * perY), 0.0f);
 }

@@ -102,6 +102,15 @@ private:
     std::vector<unsigned char> pixels_;
 };
 
+// m := m x translate(0, 1, 0) x scale(1, -1, 1), which turns texture coordinates 0..1 upside
+// down: the second column negated and added to the fourth.
+void AppendFlip(Matrix& m) {
+    for (int row = 0; row < 4; ++row) {
+        m.m[12 + row] += m.m[4 + row];
+        m.m[4 + row] = -m.m[4 + row];
+    }
+}
+
 // The texture matrix of the active unit := identity translated by (tx, ty, 0) and scaled by
 // (sx, sy, 0), then, with `flip`, turned upside down within 0..1 (translate (0, 1, 0), scale
 // (1, -1, 1)). The matrix mode stays as it was.
@@ -113,14 +122,8 @@ void LoadTextureMatrix(float sx, float sy, float tx, float ty, bool flip) {
     matrix.m[10] = 0.0;
     matrix.m[12] = tx;
     matrix.m[13] = ty;
-    if (flip) {
-        // M x translate(0, 1, 0) x scale(1, -1, 1): the second column negated and added to the
-        // fourth.
-        for (int row = 0; row < 4; ++row) {
-            matrix.m[12 + row] += matrix.m[4 + row];
-            matrix.m[4 + row] = -matrix.m[4 + row];
-        }
-    }
+    if (flip)
+        AppendFlip(matrix);
     matrix.Apply();
 }
 
@@ -209,14 +212,13 @@ void DrawStaged(Conversion& conversion, TextureBuffer* staging, const XIImage* i
 } // namespace
 
 Texture::Texture()
-    : buffer_(nullptr), ownsBuffer_(false), key_(GL_TEXTURE_RECTANGLE_ARB, 0, 0, GL_RGBA32F_ARB, 0), width_(0), height_(0),
-      format_(GL_RGBA), type_(GL_FLOAT), loadProcessing_(nullptr), fit_(false) {}
+    : buffer_(nullptr), ownsBuffer_(false), key_(GL_TEXTURE_RECTANGLE_ARB, 0, 0, GL_RGBA32F_ARB, 0),
+      width_(0), height_(0), format_(GL_RGBA), type_(GL_FLOAT), loadProcessing_(nullptr), fit_(false) {}
 
 Texture::Texture(const Texture& other)
     : Context(other), Resource(other), buffer_(other.buffer_), ownsBuffer_(false), key_(other.key_),
-      binding_(other.binding_),
-      width_(other.width_), height_(other.height_), format_(other.format_), type_(other.type_),
-      loadProcessing_(other.loadProcessing_), fit_(other.fit_) {}
+      binding_(other.binding_), width_(other.width_), height_(other.height_), format_(other.format_),
+      type_(other.type_), loadProcessing_(other.loadProcessing_), fit_(other.fit_) {}
 
 Texture& Texture::operator=(const Texture& other) {
     if (this == &other)
@@ -311,10 +313,7 @@ void Texture::SetTransform(float sx, float sy, float tx, float ty) const {
 void Texture::FlipTransform() const {
     TextureMatrix matrix;
     matrix.Retrieve();
-    for (int row = 0; row < 4; ++row) {
-        matrix.m[12 + row] += matrix.m[4 + row];
-        matrix.m[4 + row] = -matrix.m[4 + row];
-    }
+    AppendFlip(matrix);
     matrix.Apply();
 }
 

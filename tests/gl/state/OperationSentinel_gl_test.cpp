@@ -41,7 +41,8 @@ public:
 };
 
 Region All(const XIImage& image) {
-    return Region(0, 0, static_cast<unsigned int>(image.GetWidth()), static_cast<unsigned int>(image.GetHeight()));
+    return Region(0, 0, static_cast<unsigned int>(image.GetWidth()),
+                  static_cast<unsigned int>(image.GetHeight()));
 }
 
 TestImage Image(const ImageFormat& format, long width, long height, bool bottomUp) {
@@ -161,6 +162,8 @@ TEST_P(OperationSentinel, LeavesTheStateAsItFoundIt) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Operations, OperationSentinel, ::testing::ValuesIn(kRows),
-                         [](const ::testing::TestParamInfo<Row>& info) { return std::string(info.param.name); });
+                         [](const ::testing::TestParamInfo<Row>& info) {
+                             return std::string(info.param.name);
+                         });
 
 } // namespace
