@@ -333,7 +333,7 @@ TEST(TexturePaths, ImageTextureIsTransparentUntilSetImageThenClampedAndLinear) {
 
 // WriteTexture shows the texture's image over the region at the region's own place, sampled
 // nearest (the state it leaves is checked by the operation table).
-TEST(TexturePaths, WriteTextureDrawsTheRegionNearestAndRestoresTheBinding) {
+TEST(TexturePaths, WriteTextureDrawsTheRegionNearest) {
     TestImage image(Formats::BGRA8, 32, 16), result(Formats::BGRA8, 32, 16);
     for (long y = 0; y < 16; ++y)
         for (long x = 0; x < 32; ++x) {
