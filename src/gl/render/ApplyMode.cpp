@@ -372,32 +372,6 @@ void PointAt(int unit, const Texture& texture, const Region& area, const Region&
     glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_BORDER);
 }
 
-// An image texture whose storage, while its area does not fill the tile, has exactly the area's
-// size: samples past the area then meet the transparent border rather than texels beyond it in a
-// larger cached texture, which hold whatever an earlier use left there.
-class TileImageTexture : public SubImageTexture {
-public:
-    TileImageTexture() = default;
-    explicit TileImageTexture(const XIImage* image) : SubImageTexture(image) {}
-
-    void SetArea(const Region& area, const Region& tile) {
-        SetRegion(area);
-        const bool exact = area != tile;
-        const TextureKey wanted(key_.Target(), key_.Width(), key_.Height(), key_.InternalFormat(), exact ? 1 : 0);
-        if (buffer_ != nullptr) {
-            const TextureKey& held = buffer_->Key();
-            const bool fits = exact ? held.Exact() && held.Width() == wanted.Width() && held.Height() == wanted.Height()
-                                    : !held.Exact() && held.Width() >= wanted.Width() &&
-                                          held.Height() >= wanted.Height();
-            if (!fits) {
-                Finalize();
-                loaded_ = false;
-            }
-        }
-        key_ = wanted;
-    }
-};
-
 } // namespace
 
 ApplyMode::ApplyMode(const char* body)
@@ -487,11 +461,11 @@ void ApplyMode::Apply(const XIImage* front, const XIImage* back, const XIImage* 
 
     const Region frontPicture = PictureOf(front);
     const Region destinationPicture = PictureOf(destination);
-    TileImageTexture frontTexture(front);
+    SubImageTexture frontTexture(front);
     if (IsValid(mask) && mask->GetWidth() >= front->GetWidth() && mask->GetHeight() >= front->GetHeight())
         frontTexture.SetMask(mask);
     const bool hasBack = IsValid(back);
-    TileImageTexture backTexture;
+    SubImageTexture backTexture;
     Region backPicture;
     if (hasBack) {
         backTexture.SetImage(back);
@@ -510,10 +484,17 @@ void ApplyMode::Apply(const XIImage* front, const XIImage* back, const XIImage* 
         const Region tile = tiles.GetCurrentTile();
         const Region frontArea = tile & frontPicture;
         const Region backArea = hasBack ? tile & backPicture : Region();
-        if (frontArea.valid)
-            frontTexture.SetArea(frontArea, tile);
-        if (backArea.valid)
-            backTexture.SetArea(backArea, tile);
+        // While an area does not fill the tile, its storage has exactly the area's size: samples
+        // past the area then meet the transparent border rather than texels beyond it in a larger
+        // cached texture, which hold whatever an earlier use left there.
+        if (frontArea.valid) {
+            frontTexture.SetExactStorage(frontArea != tile);
+            frontTexture.SetRegion(frontArea);
+        }
+        if (backArea.valid) {
+            backTexture.SetExactStorage(backArea != tile);
+            backTexture.SetRegion(backArea);
+        }
         const Texture& frontUsed = frontArea.valid ? static_cast<const Texture&>(frontTexture) : transparent;
         const Texture& backUsed = backArea.valid ? static_cast<const Texture&>(backTexture) : transparent;
 

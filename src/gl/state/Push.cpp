@@ -62,6 +62,25 @@ void PushFrameBuffer::Pop() {
     ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER, saved_);
 }
 
+// ---- PushProgram -----------------------------------------------------------------------------
+
+PushProgram::PushProgram() : saved_(0) {
+    GLint name = 0;
+    glGetIntegerv(GL_CURRENT_PROGRAM, &name);
+    saved_ = static_cast<unsigned int>(name);
+}
+
+PushProgram::PushProgram(unsigned int program) : PushProgram() {
+    ZEP6_GLCALL(glUseProgram)(program);
+}
+
+PushProgram::~PushProgram() {
+    try {
+        ZEP6_GLCALL(glUseProgram)(saved_);
+    } catch (...) {
+    }
+}
+
 // ---- UnitScale -------------------------------------------------------------------------------
 
 UnitScale::UnitScale() {

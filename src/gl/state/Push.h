@@ -110,6 +110,20 @@ public:
     PushTextureMatrix() = default;
 };
 
+// Saves the matrix mode and selects `mode`; restores the saved mode. For code that multiplies
+// onto one matrix (glOrtho, glFrustum, glScalef, ...) and leaves the caller's mode selected.
+class ZEP6_API PushMatrixMode : public Push<Matrix> {
+public:
+    explicit PushMatrixMode(unsigned int mode) : Push<Matrix>(Selecting(mode)) {}
+
+private:
+    static Matrix Selecting(unsigned int mode) {
+        Matrix m;
+        m.mode = mode;
+        return m;
+    }
+};
+
 // Selects a matrix mode and pushes that matrix stack; the destructor selects the mode again, pops
 // the stack and selects GL_MODELVIEW.
 class ZEP6_API PushMatrixStack {
@@ -193,6 +207,20 @@ public:
 private:
     unsigned int saved_;
     bool pushed_;
+};
+
+// Saves the program in use (GL_CURRENT_PROGRAM); the form with a name then uses that program.
+// Restores with glUseProgram (Unsupported when missing, swallowed in the destructor).
+class ZEP6_API PushProgram {
+public:
+    PushProgram();
+    explicit PushProgram(unsigned int program);
+    ~PushProgram();
+    PushProgram(const PushProgram&) = delete;
+    PushProgram& operator=(const PushProgram&) = delete;
+
+private:
+    unsigned int saved_;
 };
 
 // Drawing at one unit per unit of the model-view space without its rotation and scale: saves the

@@ -30,7 +30,7 @@ unsigned int GetUnsigned(GLenum name) {
 
 State::State(int units_)
     : attributes(kStateAttribMask, kStateClientMask), model(false), projection(false), units(units_),
-      frameBuffer(0), program(0), retrieved(false) {}
+      frameBuffer(0), program(0), color(Color::sCurrentColor), currentColor(), retrieved(false) {}
 
 void State::Retrieve() {
     units.Retrieve();
@@ -39,10 +39,13 @@ void State::Retrieve() {
     attributes.Retrieve();
     frameBuffer = GetUnsigned(GL_FRAMEBUFFER_BINDING);
     program = GetUnsigned(GL_CURRENT_PROGRAM);
+    color = Color::sCurrentColor;
+    glGetFloatv(GL_CURRENT_COLOR, &currentColor.red);
     retrieved = true;
 }
 
 void State::Apply() {
+    Color::sCurrentColor = color;
     const bool vanished = ApplyFrameBuffer();
     ApplyProgram();
     ApplyProjectionMatrix();
@@ -61,6 +64,12 @@ void State::Apply() {
         ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER, 0);
         ZEP6_GLCALL(glDeleteFramebuffersEXT)(1, &standIn);
     }
+    // The current colour is among the attributes, but Mesa (llvmpipe 15) loses it when it is
+    // popped after an immediate-mode draw under a program: the colour from before the pop comes
+    // back at the next flush (the push below included). Setting it again between pop and push
+    // keeps it.
+    attributes.Pop();
+    glColor4fv(&currentColor.red);
     attributes.Apply();
 }
 

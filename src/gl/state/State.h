@@ -9,6 +9,7 @@
 
 #include "Export.h"
 #include "gl/state/Attributes.h"
+#include "gl/state/Color.h"
 #include "gl/state/Matrices.h"
 #include "gl/state/Texturing.h"
 
@@ -22,6 +23,9 @@ public:
     TextureUnits units;
     unsigned int frameBuffer;
     unsigned int program;
+    // The library's mirror of the current colour (Color::sCurrentColor), and the current colour.
+    Color color;
+    Color currentColor;
     bool retrieved;
 
     // Every attribute group but GL_TEXTURE_BIT (0xFFFBFFFF), every client group; `units` texture
@@ -31,13 +35,13 @@ public:
     State& operator=(const State&) = delete;
 
     // Records the texture units, the model-view and projection matrices (each with the matrix
-    // mode), pushes the attributes and reads the framebuffer and program bindings.
+    // mode), pushes the attributes, reads the framebuffer and program bindings and copies the
+    // colour mirror.
     void Retrieve();
-    // Puts everything recorded back: framebuffer and program (none when the recorded one has
-    // been deleted since; Unsupported when the driver lacks glBindFramebufferEXT or
-    // glUseProgram), projection and model-view matrices, texture units,
-    // and the attributes, which are popped and pushed again so that they stay saved for a later
-    // Apply(). Call Pop() when done.
+    // Puts everything recorded back: the colour mirror, framebuffer and program (none when the recorded one
+    // has been deleted since; Unsupported when the driver lacks glBindFramebufferEXT or glUseProgram),
+    // projection and model-view matrices, texture units, and the attributes, which are popped and pushed
+    // again so that they stay saved for a later Apply(). Call Pop() when done.
     void Apply();
     // Pops the attributes if they are pushed.
     void Pop();

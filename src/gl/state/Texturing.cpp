@@ -53,8 +53,7 @@ void TextureBinding::Apply() const {
     ApplyTarget(GL_TEXTURE_2D, enable2D, texture2D, magFilter2D, minFilter2D);
     ApplyTarget(GL_TEXTURE_RECTANGLE, enableRectangle, textureRectangle, magFilterRectangle,
                 minFilterRectangle);
-    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, envMode);
-    glTexEnvfv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_COLOR, envColor);
+    TextureEnvironment(envMode, envColor).Apply();
 }
 
 void TextureBinding::Retrieve() {
@@ -87,6 +86,43 @@ void TextureBinding::Disable() {
     glDisable(GL_TEXTURE_3D);
     glDisable(GL_TEXTURE_RECTANGLE);
     glDisable(GL_TEXTURE_CUBE_MAP);
+}
+
+void TextureBinding::Unbind() {
+    Disable();
+    for (GLenum target :
+         {GL_TEXTURE_1D, GL_TEXTURE_2D, GL_TEXTURE_3D, GL_TEXTURE_RECTANGLE, GL_TEXTURE_CUBE_MAP})
+        glBindTexture(target, 0);
+}
+
+void TextureBinding::Bind(unsigned int target, unsigned int name) {
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_TEXTURE_RECTANGLE);
+    if (name == 0)
+        return;
+    glEnable(target);
+    glBindTexture(target, name);
+}
+
+// ---- TextureEnvironment ----------------------------------------------------------------------
+
+TextureEnvironment::TextureEnvironment(int mode_, const float* color_)
+    : mode(mode_), color{color_[0], color_[1], color_[2], color_[3]} {}
+
+void TextureEnvironment::Apply() const {
+    ApplyMode(mode);
+    glTexEnvfv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_COLOR, color);
+}
+
+void TextureEnvironment::Retrieve() {
+    GLint value = GL_MODULATE;
+    glGetTexEnviv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, &value);
+    mode = value;
+    glGetTexEnvfv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_COLOR, color);
+}
+
+void TextureEnvironment::ApplyMode(int mode) {
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, mode);
 }
 
 // ---- TextureUnit -----------------------------------------------------------------------------

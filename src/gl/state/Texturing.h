@@ -48,8 +48,29 @@ public:
 
     // Disables GL_TEXTURE_1D, _2D, _3D, _RECTANGLE and _CUBE_MAP on the active unit.
     static void Disable();
+    // As Disable, and binds no texture to any of those targets.
+    static void Unbind();
+    // Makes `name` the one texture the active unit shows: disables the 2-D and rectangle targets,
+    // then enables `target` and binds the name to it (nothing more when the name is 0).
+    static void Bind(unsigned int target, unsigned int name);
 
     static const TextureBinding Default;
+};
+
+// The texture environment of the active unit: how a texture combines with the fragment colour
+// (GL_TEXTURE_ENV_MODE) and the constant colour GL_BLEND mode uses.
+class ZEP6_API TextureEnvironment {
+public:
+    int mode;
+    float color[4];
+
+    constexpr TextureEnvironment() : mode(GL_MODULATE), color{0.0f, 0.0f, 0.0f, 0.0f} {}
+    TextureEnvironment(int mode_, const float* color_);
+
+    void Apply() const;
+    void Retrieve();
+    // Sets the mode only.
+    static void ApplyMode(int mode);
 };
 
 // One texture unit (GL_TEXTURE0 + index), optionally with a texture to bind on it.

@@ -11,6 +11,7 @@
 #include "gl/state/DepthFunc.h"
 #include "gl/state/Push.h"
 #include "gl/state/State.h"
+#include "gl/state/ViewArea.h"
 #include "gl/targets/RenderedTexture.h"
 
 #include <GL/gl.h>
@@ -79,10 +80,9 @@ void AntiAliasBuffer::Viewport() {
     if (!currentTile_.valid)
         return;
     const int scale = IsSupersampling() ? factor_ : 1;
-    const GLsizei width = static_cast<GLsizei>(currentTile_.width) * scale;
-    const GLsizei height = static_cast<GLsizei>(currentTile_.height) * scale;
-    glViewport(0, 0, width, height);
-    glScissor(0, 0, width, height);
+    ViewArea(0, 0, static_cast<int>(currentTile_.width) * scale,
+             static_cast<int>(currentTile_.height) * scale)
+        .Apply();
 }
 
 // GL worker thread. The F x F box filter: F x F passes over the tile target, each sampling the
@@ -115,7 +115,7 @@ void AntiAliasBuffer::Read(XIImage* image) {
                     Color(weight, weight, weight, weight).Apply();
                     {
                         PushTextureMatrix offset;
-                        glLoadIdentity();
+                        TextureMatrix::Identity.Apply();
                         glTranslatef(static_cast<float>(i) - centre, static_cast<float>(j) - centre, 0.0f);
                         offset.Saved().Multiply();
                         sPlane.Draw(0.0f, 0.0f, width, height, 0.0f);

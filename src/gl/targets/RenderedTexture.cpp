@@ -19,6 +19,7 @@
 #include "gl/resources/RenderBuffer.h"
 #include "gl/resources/TextureBuffer.h"
 #include "gl/state/Blend.h"
+#include "gl/state/Clear.h"
 #include "gl/state/Color.h"
 #include "gl/state/State.h"
 #include "gl/texture/SubImageTexture.h"
@@ -32,17 +33,6 @@ namespace OGL_ZEP6_AE {
 
 namespace {
 
-// An image texture that, when it is to be stretched, has exactly the image's size: sampled
-// linearly, clamping to its edge keeps the last row and column from blending with texels beyond
-// the image, which a larger cached texture would hold from an earlier use.
-class WrittenImageTexture : public SubImageTexture {
-public:
-    WrittenImageTexture(const XIImage* image, bool stretched) : SubImageTexture(image) {
-        if (stretched)
-            key_ = TextureKey(key_.Target(), key_.Width(), key_.Height(), key_.InternalFormat(), 1);
-    }
-};
-
 
 GLSL::Shader sDepthBlitShader(
     GL_FRAGMENT_SHADER,
@@ -52,36 +42,13 @@ GLSL::Shader sDepthBlitShader(
     "texture2DRect( color_source, gl_FragCoord.st ) * weight; if( color.a > 0.0 ) { gl_FragColor = clamp( "
     "color, 0.0, 1.0 ); gl_FragDepth = depth; return; } } discard; }");
 
+// Filters of the bound texture of `target`, wrap clamped to its edge, environment GL_MODULATE.
 void SetSamplerParameters(unsigned int target, GLint filter) {
     glTexParameteri(target, GL_TEXTURE_MAG_FILTER, filter);
     glTexParameteri(target, GL_TEXTURE_MIN_FILTER, filter);
     glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
     glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
-}
-
-void BindCacheTexture(const TextureBuffer* buffer) {
-    glDisable(GL_TEXTURE_2D);
-    glDisable(GL_TEXTURE_RECTANGLE_ARB);
-    if (buffer->TextureName() == 0)
-        buffer->Initialize();
-    if (buffer->TextureName() != 0) {
-        glEnable(buffer->Key().Target());
-        glBindTexture(buffer->Key().Target(), buffer->TextureName());
-    }
-}
-
-void SetTextureMatrix(float sx, float sy, bool flip) {
-    GLint mode = GL_MODELVIEW;
-    glGetIntegerv(GL_MATRIX_MODE, &mode);
-    glMatrixMode(GL_TEXTURE);
-    glLoadIdentity();
-    glScalef(sx, sy, 0.0f);
-    if (flip) {
-        glTranslatef(0.0f, 1.0f, 0.0f);
-        glScalef(1.0f, -1.0f, 1.0f);
-    }
-    glMatrixMode(mode);
+    TextureEnvironment::ApplyMode(GL_MODULATE);
 }
 
 bool IsSampler(const GLSL::Uniform* uniform) {
@@ -141,8 +108,7 @@ void RenderedTexture::Resize(const RenderedTexture& other) {
 }
 
 bool RenderedTexture::CreateTexture() {
-    if (buffer_ == nullptr)
-        buffer_ = TextureBuffer::Make(key_);
+    Storage();
     if (!IsFrameBufferSupported())
         throw OffscreenUnsupported();
     if (frameBuffer_ == 0) {
@@ -209,38 +175,25 @@ void RenderedTexture::Orthogonal(double zNear, double zFar) {
 void RenderedTexture::Perspective(float left, float right, float bottom, float top, float zNear, float zFar) {
     if (width_ == 0 || height_ == 0)
         return;
-    Orthogonal(1.0, -1.0);
-    glMatrixMode(GL_PROJECTION);
+    Orthogonal(1.0, -1.0); // leaves the model-view matrix selected
+    PushMatrixMode projection(GL_PROJECTION);
     glScalef(width_ / 2.0f, height_ / 2.0f, 1.0f);
     glTranslatef(1.0f, 1.0f, 0.0f);
     glScalef(1.0f, -1.0f, 1.0f);
     glFrustum(left, right, bottom, top, zNear, zFar);
-    glMatrixMode(GL_MODELVIEW);
 }
 
 void RenderedTexture::Clear() {
-    FrameBuffer previous;
-    previous.Retrieve();
-    MakeCurrent();
-    glPushAttrib(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    const Color& clear = Color::Transparent;
-    glClearColor(clear.red, clear.green, clear.blue, clear.alpha);
-    glClearDepth(1.0);
-    glDepthFunc(GL_ALWAYS);
-    glEnable(GL_DEPTH_TEST);
-    glDepthMask(GL_TRUE);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    glPopAttrib();
-    previous.Apply();
+    PushFrameBuffer previous;
+    if (MakeCurrent())
+        ClearAllBuffers(Color::Transparent, 1.0f);
 }
 
 void RenderedTexture::Apply() const {
     if (width_ == 0 || height_ == 0)
         return;
-    if (buffer_ == nullptr)
-        buffer_ = TextureBuffer::Make(key_);
-    if (buffer_ != nullptr)
-        BindCacheTexture(buffer_);
+    if (Storage() != nullptr)
+        BindBuffer(buffer_);
     ApplyBinding();
     SetTransform(static_cast<float>(width_), static_cast<float>(height_), 0.0f, 0.0f);
     SetSamplerParameters(key_.Target(), GL_LINEAR);
@@ -250,7 +203,7 @@ void RenderedTexture::ApplyDepth() const {
     if (width_ == 0 || height_ == 0)
         return;
     if (depthTexture_ != nullptr) {
-        BindCacheTexture(depthTexture_);
+        BindBuffer(depthTexture_);
         ApplyBinding();
         SetTransform(static_cast<float>(width_), static_cast<float>(height_), 0.0f, 0.0f);
         SetSamplerParameters(depthTexture_->Key().Target(), GL_LINEAR);
@@ -264,11 +217,8 @@ void RenderedTexture::ApplyDepth() const {
         if (!const_cast<RenderedTexture*>(this)->Select())
             return;
         depth.Resize(width_, height_, GL_LUMINANCE, 32, 1.0f);
-        glPixelStorei(GL_PACK_ALIGNMENT, 1);
-        glPixelStorei(GL_PACK_ROW_LENGTH, static_cast<GLint>(depth.GetRowBytes() / sizeof(float)));
+        PushPixelPack pack(1, static_cast<int>(depth.GetRowBytes() / sizeof(float)), 0, 0, 0);
         glReadPixels(0, 0, width_, height_, GL_DEPTH_COMPONENT, GL_FLOAT, depth.GetBaseAddress());
-        glPixelStorei(GL_PACK_ROW_LENGTH, 0);
-        glPixelStorei(GL_PACK_ALIGNMENT, 4);
     }
     delete depthImage_;
     depthImage_ = new SubImageTexture(&depth);
@@ -283,9 +233,12 @@ void RenderedTexture::Write(const XIImage* image) {
     if (width_ == 0 || height_ == 0 || !IsValid(image))
         return;
     Push<Texture> saved;
+    PushTextureMatrix matrix;
     const bool sameSize = image->GetWidth() == width_ && image->GetHeight() == height_;
-    WrittenImageTexture texture(image, !sameSize);
-    texture.ApplyBinding();
+    SubImageTexture texture(image);
+    // Stretched, it is sampled linearly: storage of the image's size keeps the last row and
+    // column from blending with texels beyond it.
+    texture.SetExactStorage(!sameSize);
     texture.Load();
     // An image of the target's size lands pixel for pixel: nearest sampling gives the same
     // values as linear at texel centres and costs a quarter of the texel reads.
@@ -302,9 +255,9 @@ void RenderedTexture::WriteFit(const XIImage* image) {
     if (w <= 0 || h <= 0)
         return;
     Push<Texture> saved;
+    PushTextureMatrix matrix;
     SubImageTexture texture(image);
     texture.SetRegion(Region(0, 0, static_cast<unsigned int>(w), static_cast<unsigned int>(h)));
-    texture.ApplyBinding();
     texture.Load();
     texture.ApplyNearest(); // unscaled: pixel for pixel
     sPlane.Draw(0.0f, 0.0f, static_cast<float>(w), static_cast<float>(h), 0.0f);
@@ -375,9 +328,11 @@ void RenderedTexture::Read(XIImage* image, const Region& region, bool flipReques
             conversion->SetScale(scale);
             conversion->Apply();
 
-            ZEP6_GLCALL(glActiveTexture)(GL_TEXTURE0);
-            BindCacheTexture(buffer_);
-            SetTextureMatrix(static_cast<float>(area.width), static_cast<float>(area.height), flip);
+            TextureUnit::Activate(GL_TEXTURE0);
+            BindBuffer(buffer_);
+            SetTransform(static_cast<float>(area.width), static_cast<float>(area.height), 0.0f, 0.0f);
+            if (flip)
+                FlipTransform();
             SetSamplerParameters(key_.Target(), GL_NEAREST);
 
             sPlane.Draw(0.0f, 0.0f, static_cast<float>(area.width), static_cast<float>(area.height), 0.0f);
@@ -385,7 +340,6 @@ void RenderedTexture::Read(XIImage* image, const Region& region, bool flipReques
                 copy->ReadImageAsRgba(image, area, origin);
             else
                 copy->ReadImageNative(image, area, origin);
-            GLSL::Program::UseProgram(0);
         }
     }
     TextureBuffer::Recycle(copy);
@@ -394,14 +348,16 @@ void RenderedTexture::Read(XIImage* image, const Region& region, bool flipReques
 void RenderedTexture::Blit(const Region& region, float opacity) {
     if (width_ == 0 || height_ == 0 || !region.valid)
         return;
+    PushProjectionMatrix projection;
+    PushModelMatrix model;
+    Push<Texture> binding;
+    PushTextureMatrix textureMatrix;
+    PushColor colour;
     RasterProjection(width_, height_);
     Apply();
     ApplyNearest();
-    Color previous;
-    previous.Retrieve();
     Color(opacity, opacity, opacity, opacity).Apply();
     sPlane.Draw(0.0f, 0.0f, static_cast<float>(width_), static_cast<float>(height_), 0.0f);
-    previous.Apply();
 }
 
 void RenderedTexture::BlitWithDepth(const Region& region, float weight) {
@@ -409,14 +365,16 @@ void RenderedTexture::BlitWithDepth(const Region& region, float weight) {
         return;
     static EffectProgram* program = new EffectProgram(&EffectProgram::sVertexShader, &sDepthBlitShader);
 
-    TextureUnits saved(2);
-    saved.Retrieve();
+    PushProjectionMatrix projection;
+    PushModelMatrix model;
+    Push<TextureUnits> units;
+    PushProgram usedProgram;
     RasterProjection(width_, height_);
-    ZEP6_GLCALL(glActiveTexture)(GL_TEXTURE1);
+    TextureUnit::Activate(GL_TEXTURE1);
     ApplyDepth();
     glTexParameteri(GL_TEXTURE_RECTANGLE_ARB, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
     glTexParameteri(GL_TEXTURE_RECTANGLE_ARB, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    ZEP6_GLCALL(glActiveTexture)(GL_TEXTURE0);
+    TextureUnit::Activate(GL_TEXTURE0);
     Apply();
     ApplyNearest();
     program->Apply();
@@ -435,8 +393,6 @@ void RenderedTexture::BlitWithDepth(const Region& region, float weight) {
             ZEP6_GLCALL(glUniform1f)(*weightUniform, weight);
     }
     DrawRegion(region);
-    GLSL::Program::UseProgram(0);
-    saved.Apply();
 }
 
 void RenderedTexture::Finalize() {

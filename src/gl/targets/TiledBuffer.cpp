@@ -7,6 +7,7 @@
 #include "gl/context/Shared.h"
 #include "gl/render/Plane.h"
 #include "gl/state/Push.h"
+#include "gl/state/ViewArea.h"
 #include "gl/targets/RenderedTexture.h"
 #include "gl/texture/SubImageTexture.h"
 
@@ -15,6 +16,7 @@
 #include <GL/glu.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace OGL_ZEP6_AE {
 
@@ -162,11 +164,9 @@ void TiledBuffer::Orthogonal(double zNear, double zFar) {
     if (!currentTile_.valid || tileTarget_ == nullptr || destination_ == nullptr)
         return;
     Viewport();
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
+    ProjectionMatrix::Identity.Apply(); // leaves the projection matrix selected for glOrtho
     glOrtho(currentTile_.x, currentTile_.XEnd(), currentTile_.y, currentTile_.YEnd(), zNear, zFar);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
+    ModelMatrix::Identity.Apply();
 }
 
 // GL worker thread.
@@ -174,10 +174,9 @@ void TiledBuffer::Perspective(double fovy, double aspect, double zNear, double z
     if (!currentTile_.valid || tileTarget_ == nullptr)
         return;
     Orthogonal(1.0, -1.0);
-    glMatrixMode(GL_PROJECTION);
+    PushMatrixMode projection(GL_PROJECTION);
     glScalef(static_cast<float>(Width() / 2), static_cast<float>(Height() / 2), 1.0f);
     gluPerspective(fovy, aspect, zNear, zFar);
-    glMatrixMode(GL_MODELVIEW);
 }
 
 // GL worker thread.
@@ -185,21 +184,19 @@ void TiledBuffer::Perspective(float left, float right, float bottom, float top, 
     if (!currentTile_.valid || tileTarget_ == nullptr)
         return;
     Orthogonal(1.0, -1.0);
-    glMatrixMode(GL_PROJECTION);
+    PushMatrixMode projection(GL_PROJECTION);
     glScalef(Width() * 0.5f, Height() * 0.5f, 1.0f);
     glFrustum(left, right, bottom, top, zNear, zFar);
-    glMatrixMode(GL_MODELVIEW);
 }
 
 // GL worker thread.
 void TiledBuffer::RS3dPerspective(float left, float right, float bottom, float top, float zNear, float zFar) {
     if (currentTile_.valid && tileTarget_ != nullptr) {
         Orthogonal(1.0, -1.0);
-        glMatrixMode(GL_PROJECTION);
+        PushMatrixMode projection(GL_PROJECTION);
         glScalef(static_cast<float>(Width() / 2), static_cast<float>(Height() / 2), 1.0f);
         glTranslatef(1.0f, 1.0f, 0.0f);
         glFrustum(left, right, bottom, top, zNear, zFar);
-        glMatrixMode(GL_MODELVIEW);
     }
     readFlip_ = true;
 }
@@ -244,60 +241,106 @@ bool TiledBuffer::DeselectTarget(Context* target) {
 void TiledBuffer::Viewport() {
     if (!currentTile_.valid || tileTarget_ == nullptr)
         return;
-    const GLsizei width = static_cast<GLsizei>(currentTile_.width);
-    const GLsizei height = static_cast<GLsizei>(currentTile_.height);
-    glViewport(0, 0, width, height);
-    glScissor(0, 0, width, height);
+    ViewArea(0, 0, static_cast<int>(currentTile_.width), static_cast<int>(currentTile_.height)).Apply();
 }
 
 // Where the image goes: at its own size, its lower-left corner at (x, y) in destination pixels
 // and moved by whatever model-view matrix the caller has set (the centring and fitting
 // operations translate it before writing), so an image of the destination's size written at
-// (0, 0) under the tile's identity model-view is copied pixel for pixel into every tile. The
-// whole image is uploaded for each tile: under a translated or scaled model-view, which part of
-// it a tile shows is known only to the transformation, and the projection clips the rest.
+// (0, 0) under the tile's identity model-view is copied pixel for pixel into every tile.
 // GL worker thread.
 void TiledBuffer::Write(const XIImage* image, int x, int y) {
     if (!IsValid(image))
         return;
-    const float x0 = static_cast<float>(x);
-    const float y0 = static_cast<float>(y);
-    DrawImage(image, x0, y0, x0 + static_cast<float>(image->GetWidth()),
-              y0 + static_cast<float>(image->GetHeight()));
+    const double x0 = x, y0 = y;
+    DrawImage(image, x0, y0, x0 + static_cast<double>(image->GetWidth()),
+              y0 + static_cast<double>(image->GetHeight()));
 }
 
 // The whole image over the whole destination, under an identity model-view: each tile shows its
-// share of it, and neighbouring tiles meet without a seam because they sample one upload with
-// one mapping. GL worker thread.
+// share of it. GL worker thread.
 void TiledBuffer::WriteFit(const XIImage* image) {
     if (!IsValid(image) || tileTarget_ == nullptr || !currentTile_.valid)
         return;
     PushModelMatrix model;
-    glLoadIdentity();
-    DrawImage(image, 0.0f, 0.0f, static_cast<float>(Width()), static_cast<float>(Height()));
+    ModelMatrix::Identity.Apply();
+    DrawImage(image, 0.0, 0.0, static_cast<double>(Width()), static_cast<double>(Height()));
 }
 
-// GL worker thread.
-void TiledBuffer::DrawImage(const XIImage* image, float x0, float y0, float x1, float y1) {
+namespace {
+
+// The span [lo, hi) of texels (out of `count`) that drawing coordinates [from, to) cover when the
+// image's `count` texels span [start, end), with one texel of margin either side (what linear
+// sampling at the span's edges reads), within the image.
+void TexelSpan(double from, double to, double start, double end, long count, long& lo, long& hi) {
+    const double perTexel = (end - start) / static_cast<double>(count);
+    lo = std::max(0L, static_cast<long>(std::floor((std::min(from, to) - start) / perTexel)) - 1);
+    hi = std::min(count, static_cast<long>(std::ceil((std::max(from, to) - start) / perTexel)) + 1);
+}
+
+} // namespace
+
+// Uploads only the part of the image the current tile shows (and a texel of margin), as a
+// texture of its own, and draws it where that part of the whole image would be. Stretched (the
+// image's pixels do not fall one to one on destination pixels) it is sampled linearly from
+// storage of exactly its size, so that the margin, not stale texels, meets the edge; otherwise
+// nearest, each pixel taking the image pixel under its centre. GL worker thread.
+void TiledBuffer::DrawImage(const XIImage* image, double x0, double y0, double x1, double y1) {
     if (tileTarget_ == nullptr || !currentTile_.valid)
         return;
+    const long width = image->GetWidth(), height = image->GetHeight();
+    ModelMatrix model;
+    model.Retrieve();
+    const double* m = model.m;
+    const double sx = m[0] * (x1 - x0) / static_cast<double>(width);
+    const double sy = m[5] * (y1 - y0) / static_cast<double>(height);
+    const bool affine = m[3] == 0.0 && m[7] == 0.0 && m[15] == 1.0;
+    const double det = m[0] * m[5] - m[1] * m[4];
+    const bool stretched =
+        !affine || m[1] != 0.0 || m[4] != 0.0 || std::fabs(sx) != 1.0 || std::fabs(sy) != 1.0;
+
+    // Texel columns [u0, u1) and rows [v0, v1), rows counted up the drawn quad.
+    long u0 = 0, u1 = width, v0 = 0, v1 = height;
+    if (affine && det != 0.0) {
+        // The tile's corners taken back through the model-view into drawing coordinates.
+        double lo[2] = {HUGE_VAL, HUGE_VAL}, hi[2] = {-HUGE_VAL, -HUGE_VAL};
+        for (int corner = 0; corner < 4; ++corner) {
+            const double wx = (corner & 1 ? currentTile_.XEnd() : currentTile_.x) - m[12];
+            const double wy = (corner & 2 ? currentTile_.YEnd() : currentTile_.y) - m[13];
+            const double ox = (m[5] * wx - m[4] * wy) / det, oy = (m[0] * wy - m[1] * wx) / det;
+            lo[0] = std::min(lo[0], ox), hi[0] = std::max(hi[0], ox);
+            lo[1] = std::min(lo[1], oy), hi[1] = std::max(hi[1], oy);
+        }
+        TexelSpan(lo[0], hi[0], x0, x1, width, u0, u1);
+        TexelSpan(lo[1], hi[1], y0, y1, height, v0, v1);
+    }
+    if (u0 >= u1 || v0 >= v1)
+        return; // the tile shows none of it
+    // After RS3dPerspective the image is drawn upside down: quad row v shows picture row H - 1 - v.
+    const long pictureY = readFlip_ ? height - v1 : v0;
+
     PushProjectionMatrix projection;
-    glLoadIdentity();
+    ProjectionMatrix::Identity.Apply();
     glOrtho(currentTile_.x, currentTile_.XEnd(), currentTile_.y, currentTile_.YEnd(), -10000.0, 10000.0);
+    Push<ViewArea> area;
     Viewport();
     // The plane carries texture coordinates for unit 0 only.
     Push<TextureUnit> unit(TextureUnit(0));
     PushTextureMatrix textureMatrix;
     Push<Texture> binding;
     SubImageTexture texture(image);
+    texture.SetExactStorage(stretched);
+    texture.SetRegion(Region(static_cast<int>(u0), static_cast<int>(pictureY),
+                             static_cast<unsigned int>(u1 - u0), static_cast<unsigned int>(v1 - v0)));
     texture.Apply();
-    // Nearest sampling: each pixel takes the image pixel under its centre. The texture's buffer
-    // comes from the cache and is larger than the image, so linear filtering would blend the last
-    // column and row with stale texels beyond them wherever the image is not drawn pixel for pixel.
-    texture.ApplyNearest();
+    if (!stretched)
+        texture.ApplyNearest();
     if (readFlip_)
         texture.FlipTransform();
-    sPlane.Draw(x0, y0, x1, y1, 0.0f);
+    const double perX = (x1 - x0) / static_cast<double>(width),
+                 perY = (y1 - y0) / static_cast<double>(height);
+    sPlane.Draw(static_cast<float>(x0 + u0 * perX), static_cast<float>(y0 + v0 * perY),
+                static_cast<float>(x0 + u1 * perX), static_cast<float>(y0 + v1 * perY), 0.0f);
 }
 
 // GL worker thread.

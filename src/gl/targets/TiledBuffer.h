@@ -79,10 +79,12 @@ public:
 
     // Draws an image at its own size with its lower-left corner at (x, y) in destination pixels,
     // under the model-view matrix the caller has set, modulated by the current colour and blended
-    // as the caller has set blending. Sampled nearest.
+    // as the caller has set blending. Only the part the tile shows is uploaded. Sampled nearest
+    // where its pixels land one to one on the destination's, linearly where the model-view
+    // stretches them.
     virtual void Write(const XIImage* image, int x, int y);
-    // Draws an image stretched over the whole destination, whatever the model-view matrix; as
-    // Write otherwise.
+    // Draws an image stretched over the whole destination, whatever the model-view matrix, sampled
+    // linearly where it is stretched; as Write otherwise.
     virtual void WriteFit(const XIImage* image);
     // Reads the tile target into the current tile's place in the image (flipped after
     // RS3dPerspective).
@@ -135,9 +137,9 @@ protected:
     State savedState_;
 
 private:
-    // Draws the whole of an image from (x0, y0) to (x1, y1) under the current model-view matrix,
-    // with the tile's projection.
-    void DrawImage(const XIImage* image, float x0, float y0, float x1, float y1);
+    // Draws an image from (x0, y0) to (x1, y1) under the current model-view matrix, with the
+    // tile's projection, uploading only the part the tile shows.
+    void DrawImage(const XIImage* image, double x0, double y0, double x1, double y1);
 };
 
 } // namespace OGL_ZEP6_AE

@@ -12,7 +12,8 @@
 
 namespace OGL_ZEP6_AE {
 
-SubImageTexture::SubImageTexture() : image_(nullptr), mask_(nullptr), region_(), loaded_(false) {}
+SubImageTexture::SubImageTexture()
+    : image_(nullptr), mask_(nullptr), region_(), loaded_(false), exactStorage_(false) {}
 
 SubImageTexture::SubImageTexture(const XIImage* image) : SubImageTexture() {
     SetImage(image);
@@ -49,11 +50,22 @@ void SubImageTexture::SetRegion(const Region& region) {
         }
         width_ = static_cast<int>(region.width);
         height_ = static_cast<int>(region.height);
-        key_ = TextureKey(GL_TEXTURE_RECTANGLE_ARB, width_, height_, GetInternalFormat(format_, type_), 0);
+        key_ = TextureKey(GL_TEXTURE_RECTANGLE_ARB, width_, height_, GetInternalFormat(format_, type_),
+                          exactStorage_ ? 1 : 0);
+        if (buffer_ != nullptr && !key_.IsAcceptable(buffer_->Key())) {
+            Finalize();
+            loaded_ = false;
+        }
     } else {
         loaded_ = false;
         region_ = Region();
     }
+}
+
+void SubImageTexture::SetExactStorage(bool exact) {
+    exactStorage_ = exact;
+    if (IsValid(image_))
+        SetRegion(region_);
 }
 
 Region SubImageTexture::SourceArea(const XIImage* image, const Region& region) {
@@ -87,7 +99,7 @@ void SubImageTexture::Load() const {
     glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
     glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
     glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+    ApplyModulate();
 }
 
 } // namespace OGL_ZEP6_AE

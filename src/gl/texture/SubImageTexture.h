@@ -23,7 +23,14 @@ public:
 
     void SetImage(const XIImage* image);
     void SetMask(const XIImage* mask);
+    // Points the texture at a region of its image. Storage that no longer fits the region (too
+    // small, or not exact when exact storage is asked for) is given back, and the next Load takes
+    // storage that does.
     void SetRegion(const Region& region);
+    // Storage of exactly the region's size instead of a larger cached texture: for content that
+    // is sampled linearly or clamped to its edge, which must not reach texels beyond the region
+    // that an earlier use left in a larger texture. Off by default.
+    void SetExactStorage(bool exact);
     const Region& GetRegion() const { return region_; }
     bool IsLoaded() const { return loaded_; }
 
@@ -38,6 +45,7 @@ protected:
     const XIImage* mask_;
     Region region_;
     mutable bool loaded_;
+    bool exactStorage_;
 };
 
 } // namespace OGL_ZEP6_AE

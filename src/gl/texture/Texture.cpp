@@ -13,6 +13,7 @@
 #include "gl/resources/InternalFormat.h"
 #include "gl/resources/TextureBuffer.h"
 #include "gl/state/Blend.h"
+#include "gl/state/Clear.h"
 #include "gl/state/ColorMask.h"
 #include "gl/state/DepthFunc.h"
 #include "gl/state/State.h"
@@ -100,16 +101,29 @@ private:
     std::vector<unsigned char> pixels_;
 };
 
-// Binds a cache texture (made on the card if needed) as BindTexture does for a Texture.
-void BindBuffer(TextureBuffer* buffer) {
-    glDisable(GL_TEXTURE_2D);
-    glDisable(GL_TEXTURE_RECTANGLE_ARB);
-    if (buffer->TextureName() == 0)
-        buffer->Initialize();
-    if (buffer->TextureName() != 0) {
-        glEnable(buffer->Key().Target());
-        glBindTexture(buffer->Key().Target(), buffer->TextureName());
+// m := m x translate(0, 1, 0) x scale(1, -1, 1), which turns texture coordinates 0..1 upside
+// down: the second column negated and added to the fourth.
+void AppendFlip(Matrix& m) {
+    for (int row = 0; row < 4; ++row) {
+        m.m[12 + row] += m.m[4 + row];
+        m.m[4 + row] = -m.m[4 + row];
     }
+}
+
+// The texture matrix of the active unit := identity translated by (tx, ty, 0) and scaled by
+// (sx, sy, 0), then, with `flip`, turned upside down within 0..1 (translate (0, 1, 0), scale
+// (1, -1, 1)). The matrix mode stays as it was.
+void LoadTextureMatrix(float sx, float sy, float tx, float ty, bool flip) {
+    TextureMatrix matrix(true);
+    matrix.Matrix::Retrieve(); // the mode to select again afterwards
+    matrix.m[0] = sx;
+    matrix.m[5] = sy;
+    matrix.m[10] = 0.0;
+    matrix.m[12] = tx;
+    matrix.m[13] = ty;
+    if (flip)
+        AppendFlip(matrix);
+    matrix.Apply();
 }
 
 // Whether the region lies wholly inside the image's pixels.
@@ -131,11 +145,9 @@ TextureBuffer* StageImage(const XIImage* image, const Region& source, unsigned i
                                                             GetInternalFormat(GL_RGBA, type), exact ? 1 : 0));
     if (staging == nullptr)
         return nullptr;
-    if (!Inside(image, source) && staging->Select()) {
-        glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
-        glClear(GL_COLOR_BUFFER_BIT);
-    }
-    BindBuffer(staging);
+    if (!Inside(image, source) && staging->Select())
+        ClearColorBuffer(Color::Transparent);
+    Texture::BindBuffer(staging);
     const Region origin(0, 0, source.width, source.height);
     if (convert)
         staging->LoadImageAsRgba(image, source, origin);
@@ -143,6 +155,18 @@ TextureBuffer* StageImage(const XIImage* image, const Region& source, unsigned i
         staging->LoadImageNative(image, source, origin);
     return staging;
 }
+
+// A staging texture, given back to the cache on every way out.
+struct Staged {
+    explicit Staged(TextureBuffer* b) : buffer(b) {}
+    ~Staged() {
+        if (buffer != nullptr)
+            TextureBuffer::Recycle(buffer);
+    }
+    Staged(const Staged&) = delete;
+    Staged& operator=(const Staged&) = delete;
+    TextureBuffer* buffer;
+};
 
 // Draws a staging texture into the selected destination through `conversion`, following the
 // fit or stretch rule; shared by uploads and masks.
@@ -157,22 +181,15 @@ void DrawStaged(Conversion& conversion, TextureBuffer* staging, const XIImage* i
         conversion.SetScale(scale != 0.0f ? 1.0f / scale : 1.0f);
         conversion.Apply();
         // The sampler "texture" keeps its default unit 0, where the staging texture is bound.
-        ZEP6_GLCALL(glActiveTexture)(GL_TEXTURE0);
+        TextureUnit::Activate(GL_TEXTURE0);
     }
     // Selecting the destination bound its own texture.
-    BindBuffer(staging);
+    Texture::BindBuffer(staging);
     const GLenum target = staging->Key().Target();
-    glMatrixMode(GL_TEXTURE);
-    glLoadIdentity();
-    glScalef(static_cast<float>(source.width), static_cast<float>(source.height), 0.0f);
-    if (flip) {
-        glTranslatef(0.0f, 1.0f, 0.0f);
-        glScalef(1.0f, -1.0f, 1.0f);
-    }
-    glMatrixMode(GL_MODELVIEW);
+    LoadTextureMatrix(static_cast<float>(source.width), static_cast<float>(source.height), 0.0f, 0.0f, flip);
     SetFilters(target, resize ? GL_LINEAR : GL_NEAREST);
     SetWrap(target, GL_CLAMP_TO_EDGE);
-    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+    TextureEnvironment::ApplyMode(GL_MODULATE);
 
     float x0 = static_cast<float>(destination.x);
     float y0 = static_cast<float>(destination.y);
@@ -189,23 +206,25 @@ void DrawStaged(Conversion& conversion, TextureBuffer* staging, const XIImage* i
         y1 = y0 + static_cast<int>(h);
     }
     sPlane.Draw(x0, y0, x1, y1, 0.0f);
-    if (useProgram)
-        GLSL::Program::UseProgram(0);
 }
 
 } // namespace
 
 Texture::Texture()
-    : buffer_(nullptr), key_(GL_TEXTURE_RECTANGLE_ARB, 0, 0, GL_RGBA32F_ARB, 0), width_(0), height_(0),
-      format_(GL_RGBA), type_(GL_FLOAT), loadProcessing_(nullptr), fit_(false) {}
+    : buffer_(nullptr), ownsBuffer_(false), key_(GL_TEXTURE_RECTANGLE_ARB, 0, 0, GL_RGBA32F_ARB, 0),
+      width_(0), height_(0), format_(GL_RGBA), type_(GL_FLOAT), loadProcessing_(nullptr), fit_(false) {}
 
 Texture::Texture(const Texture& other)
-    : Context(other), Resource(other), buffer_(other.buffer_), key_(other.key_), binding_(other.binding_),
-      width_(other.width_), height_(other.height_), format_(other.format_), type_(other.type_),
-      loadProcessing_(other.loadProcessing_), fit_(other.fit_) {}
+    : Context(other), Resource(other), buffer_(other.buffer_), ownsBuffer_(false), key_(other.key_),
+      binding_(other.binding_), width_(other.width_), height_(other.height_), format_(other.format_),
+      type_(other.type_), loadProcessing_(other.loadProcessing_), fit_(other.fit_) {}
 
 Texture& Texture::operator=(const Texture& other) {
+    if (this == &other)
+        return *this;
+    Texture::Finalize();
     buffer_ = other.buffer_;
+    ownsBuffer_ = false;
     key_ = other.key_;
     binding_ = other.binding_;
     width_ = other.width_;
@@ -244,8 +263,7 @@ void Texture::ApplyBinding() const {
                     rectangle ? binding_.magFilterRectangle : binding_.magFilter2D);
     glTexParameteri(target, GL_TEXTURE_MIN_FILTER,
                     rectangle ? binding_.minFilterRectangle : binding_.minFilter2D);
-    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, binding_.envMode);
-    glTexEnvfv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_COLOR, binding_.envColor);
+    TextureEnvironment(binding_.envMode, binding_.envColor).Apply();
 }
 
 void Texture::Retrieve() {
@@ -264,7 +282,17 @@ void Texture::Finalize() {
         return;
     TextureBuffer* buffer = buffer_;
     buffer_ = nullptr;
-    TextureBuffer::Recycle(buffer);
+    if (ownsBuffer_)
+        TextureBuffer::Recycle(buffer);
+    ownsBuffer_ = false;
+}
+
+TextureBuffer* Texture::Storage() const {
+    if (buffer_ == nullptr) {
+        buffer_ = TextureBuffer::Make(key_);
+        ownsBuffer_ = buffer_ != nullptr;
+    }
+    return buffer_;
 }
 
 const char* Texture::Name() const {
@@ -272,30 +300,20 @@ const char* Texture::Name() const {
 }
 
 void Texture::ClearTransform() const {
-    GLint mode = GL_MODELVIEW;
-    glGetIntegerv(GL_MATRIX_MODE, &mode);
-    glMatrixMode(GL_TEXTURE);
-    glLoadIdentity();
-    glMatrixMode(mode);
+    TextureMatrix identity(true);
+    identity.Matrix::Retrieve();
+    identity.Apply();
 }
 
 void Texture::SetTransform(float sx, float sy, float tx, float ty) const {
-    GLint mode = GL_MODELVIEW;
-    glGetIntegerv(GL_MATRIX_MODE, &mode);
-    glMatrixMode(GL_TEXTURE);
-    glLoadIdentity();
-    glTranslatef(tx, ty, 0.0f);
-    glScalef(sx, sy, 0.0f);
-    glMatrixMode(mode);
+    LoadTextureMatrix(sx, sy, tx, ty, false);
 }
 
 void Texture::FlipTransform() const {
-    GLint mode = GL_MODELVIEW;
-    glGetIntegerv(GL_MATRIX_MODE, &mode);
-    glMatrixMode(GL_TEXTURE);
-    glTranslatef(0.0f, 1.0f, 0.0f);
-    glScalef(1.0f, -1.0f, 1.0f);
-    glMatrixMode(mode);
+    TextureMatrix matrix;
+    matrix.Retrieve();
+    AppendFlip(matrix);
+    matrix.Apply();
 }
 
 void Texture::ApplyNearest() const {
@@ -311,27 +329,20 @@ void Texture::ApplyClampToEdge() const {
     SetWrap(key_.Target(), GL_CLAMP_TO_EDGE);
 }
 void Texture::ApplyDecal() const {
-    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_DECAL);
+    TextureEnvironment::ApplyMode(GL_DECAL);
 }
 void Texture::ApplyModulate() const {
-    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+    TextureEnvironment::ApplyMode(GL_MODULATE);
 }
 
 void Texture::Disable() {
-    static const GLenum targets[] = {GL_TEXTURE_1D, GL_TEXTURE_2D, GL_TEXTURE_3D, GL_TEXTURE_RECTANGLE_ARB,
-                                     GL_TEXTURE_CUBE_MAP};
-    for (GLenum target : targets) {
-        glDisable(target);
-        glBindTexture(target, 0);
-    }
+    TextureBinding::Unbind();
 }
 
 bool Texture::WriteToFile(const char*, Channel) const {
-    State state;
-    state.Retrieve();
+    PushState state;
     if (buffer_ != nullptr && buffer_->Select())
         buffer_->Deselect();
-    state.Apply();
     return false;
 }
 
@@ -349,25 +360,19 @@ void Texture::SetType(unsigned int target, int width, int height, unsigned int f
 }
 
 bool Texture::CreateTexture() {
-    if (buffer_ == nullptr)
-        buffer_ = TextureBuffer::Make(key_);
-    return buffer_ != nullptr;
+    return Storage() != nullptr;
 }
 
 void Texture::BindTexture() const {
-    if (buffer_ == nullptr)
-        buffer_ = TextureBuffer::Make(key_);
-    if (buffer_ != nullptr) {
-        glDisable(GL_TEXTURE_2D);
-        glDisable(GL_TEXTURE_RECTANGLE_ARB);
-        if (buffer_->TextureName() == 0)
-            buffer_->Initialize();
-        if (buffer_->TextureName() != 0) {
-            glEnable(buffer_->Key().Target());
-            glBindTexture(buffer_->Key().Target(), buffer_->TextureName());
-        }
-    }
+    if (Storage() != nullptr)
+        BindBuffer(buffer_);
     ApplyBinding();
+}
+
+void Texture::BindBuffer(const TextureBuffer* buffer) {
+    if (buffer->TextureName() == 0)
+        buffer->Initialize();
+    TextureBinding::Bind(buffer->Key().Target(), buffer->TextureName());
 }
 
 void Texture::AttachTexture() const {
@@ -391,17 +396,11 @@ int Texture::ActualHeight() const {
 void Texture::ClearTexture(const Color& color) const {
     if (buffer_ == nullptr)
         return;
-    State state(2);
-    state.Retrieve();
-    GLfloat previous[4];
-    glGetFloatv(GL_COLOR_CLEAR_VALUE, previous);
-    const bool selected = buffer_->Select();
-    glClearColor(color.red, color.green, color.blue, color.alpha);
-    glClear(GL_COLOR_BUFFER_BIT);
-    glClearColor(previous[0], previous[1], previous[2], previous[3]);
-    if (selected)
+    PushState state;
+    if (buffer_->Select()) {
+        ClearColorBuffer(color);
         buffer_->Deselect();
-    state.Apply();
+    }
 }
 
 void Texture::LoadTexture(const XIImage* image, const Region& source, const Region& destinationIn) const {
@@ -450,28 +449,20 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
     }
     AddTestCount(TestCounter::RenderUploads);
 
-    State state(2);
-    state.Retrieve();
-    TextureBuffer* staging = StageImage(image, source, type, convert, resize);
+    PushState state;
+    Staged staged(StageImage(image, source, type, convert, resize));
     const bool selected = buffer_->Select();
-    {
+    if (selected && staged.buffer != nullptr) {
         Push<BlendFunc> blend(BlendFunc::Replace);
         Push<DepthFunc> depth(DepthFunc::Always);
         Push<Color> colour(Color::White);
-
-        if (staging != nullptr) {
-            if (fit_) {
-                glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
-                glClear(GL_COLOR_BUFFER_BIT);
-            }
-            static Conversion* upload = new Conversion();
-            DrawStaged(*upload, staging, image, source, destination, convert, scale, loadProcessing_, fit_);
-            TextureBuffer::Recycle(staging);
-        }
+        if (fit_)
+            ClearColorBuffer(Color::Transparent);
+        static Conversion* upload = new Conversion();
+        DrawStaged(*upload, staged.buffer, image, source, destination, convert, scale, loadProcessing_, fit_);
     }
     if (selected)
         buffer_->Deselect();
-    state.Apply();
 }
 
 void Texture::MaskTexture(const XIImage* mask, const Region& source, const Region& destinationIn) const {
@@ -486,25 +477,20 @@ void Texture::MaskTexture(const XIImage* mask, const Region& source, const Regio
     const bool convert = NeedToConvert(mask, format, type);
     AddTestCount(TestCounter::RenderUploads);
 
-    State state(2);
-    state.Retrieve();
+    PushState state;
     const bool resize = source.width != destination.width || source.height != destination.height;
-    TextureBuffer* staging = StageImage(mask, source, type, convert, resize);
+    Staged staged(StageImage(mask, source, type, convert, resize));
     const bool selected = buffer_->Select();
-    {
+    if (selected && staged.buffer != nullptr) {
         Push<BlendFunc> blend(BlendFunc::Mask);
         Push<ColorMask> colourMask(ColorMask::AlphaOnly);
         Push<DepthFunc> depth(DepthFunc::Always);
         Push<Color> colour(Color::White);
-        if (staging != nullptr) {
-            static Conversion* masking = new Conversion();
-            DrawStaged(*masking, staging, mask, source, destination, convert, scale, loadProcessing_, fit_);
-            TextureBuffer::Recycle(staging);
-        }
+        static Conversion* masking = new Conversion();
+        DrawStaged(*masking, staged.buffer, mask, source, destination, convert, scale, loadProcessing_, fit_);
     }
     if (selected)
         buffer_->Deselect();
-    state.Apply();
 }
 
 Push<Texture>::Push() : saved_(), pushed_(true) {

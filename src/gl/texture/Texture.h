@@ -27,6 +27,8 @@ class Shader;
 class ZEP6_API Texture : public Context, public Resource {
 public:
     Texture();
+    // A copy shares the other's storage and never gives it back: only the texture that took it
+    // from the cache does. Assignment first gives back storage of its own.
     Texture(const Texture& other);
     Texture& operator=(const Texture& other);
     ~Texture() override;
@@ -74,6 +76,9 @@ public:
     void ApplyModulate() const;
 
     static void Disable();
+    // Binds a cache texture (made on the card first if it has no name yet) on the active unit as
+    // the one texture it shows (TextureBinding::Bind).
+    static void BindBuffer(const TextureBuffer* buffer);
 
     bool WriteToFile(const char* path, Channel channel) const;
 
@@ -92,7 +97,12 @@ protected:
     void LoadTexture(const XIImage* image, const Region& source, const Region& destination) const;
     void MaskTexture(const XIImage* mask, const Region& source, const Region& destination) const;
 
+    // The storage; taken from the cache (and owned) when it is null and needed.
+    TextureBuffer* Storage() const;
+
     mutable TextureBuffer* buffer_;
+    // Whether buffer_ is this texture's own to give back (false for storage shared by a copy).
+    mutable bool ownsBuffer_;
     mutable TextureKey key_;
     TextureBinding binding_;
     mutable int width_;

@@ -8,6 +8,7 @@ namespace OGL_ZEP6_AE {
 
 void WriteTexture(SubImageTexture& texture, const Region& region) {
     Push<Texture> saved;
+    PushTextureMatrix matrix; // Apply sets the texture's own
     texture.SetRegion(region);
     texture.Apply();
     texture.ApplyNearest();

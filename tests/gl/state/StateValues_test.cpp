@@ -22,6 +22,7 @@
 
 #include <cstdlib>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
@@ -50,26 +51,24 @@ Color Transform(const ColorMatrix& m, const Color& in) {
 
 } // namespace
 
-TEST(ColorValue, Constructors) {
-    ExpectColor(Color(), 1, 1, 1, 1);
-    ExpectColor(Color(0.25f), 0.25f, 0.25f, 0.25f, 0.25f);
+TEST(ColorValue, ConstructorsAndArithmetic) {
     const float v[4] = {0.1f, 0.2f, 0.3f, 0.4f};
-    ExpectColor(Color(v), 0.1f, 0.2f, 0.3f, 0.4f);
-    // Packed 0x00BBGGRR; alpha is always 1.
-    ExpectColor(Color(0x00FF8000UL), 0.0f, 128.0f / 255.0f, 1.0f, 1.0f);
-    ExpectColor(Color(0xFF0000FFUL), 1.0f, 0.0f, 0.0f, 1.0f);
-}
-
-TEST(ColorValue, Arithmetic) {
-    const Color a(0.5f, 0.25f, 1.0f, 0.5f);
-    const Color b(0.25f, 0.5f, 0.5f, 1.0f);
-    ExpectColor(a * 2.0f, 1.0f, 0.5f, 2.0f, 1.0f);
-    ExpectColor(a + b, 0.75f, 0.75f, 1.5f, 1.5f);
-    ExpectColor(a - b, 0.25f, -0.25f, 0.5f, -0.5f);
-    ExpectColor(a * b, 0.125f, 0.125f, 0.5f, 0.5f);
-    ExpectColor(Color(-0.5f, 0.5f, 1.5f, 2.0f).Clamp(), 0.0f, 0.5f, 1.0f, 1.0f);
+    const Color a(0.5f, 0.25f, 1.0f, 0.5f), b(0.25f, 0.5f, 0.5f, 1.0f);
+    const std::pair<Color, Color> rows[] = {
+        {Color(), Color(1, 1, 1, 1)},
+        {Color(0.25f), Color(0.25f, 0.25f, 0.25f, 0.25f)},
+        {Color(v), Color(0.1f, 0.2f, 0.3f, 0.4f)},
+        {Color(0x00FF8000UL), Color(0.0f, 128.0f / 255.0f, 1.0f, 1.0f)}, // packed 0x00BBGGRR, alpha 1
+        {Color(0xFF0000FFUL), Color(1.0f, 0.0f, 0.0f, 1.0f)},
+        {a * 2.0f, Color(1.0f, 0.5f, 2.0f, 1.0f)},
+        {a + b, Color(0.75f, 0.75f, 1.5f, 1.5f)},
+        {a - b, Color(0.25f, -0.25f, 0.5f, -0.5f)},
+        {a * b, Color(0.125f, 0.125f, 0.5f, 0.5f)},
+        {Color(-0.5f, 0.5f, 1.5f, 2.0f).Clamp(), Color(0.0f, 0.5f, 1.0f, 1.0f)},
+    };
+    for (const auto& [got, want] : rows)
+        ExpectColor(got, want.red, want.green, want.blue, want.alpha);
     EXPECT_FLOAT_EQ(a.Luma(), (0.299f * 0.5f + 0.587f * 0.25f + 0.114f * 1.0f) * 0.5f);
-
     // Equality needs all four components; any one differing makes them unequal.
     EXPECT_TRUE(a == Color(0.5f, 0.25f, 1.0f, 0.5f));
     for (int i = 0; i < 4; ++i) {
@@ -199,43 +198,25 @@ void ResetFake(int current) {
 
 } // namespace
 
+// Saved at construction, the value applied; restored once, at Pop() or at the end of the scope
+// (normal or by an exception), innermost first; a second Pop() and the destructor after a Pop()
+// do nothing.
 TEST(PushTemplate, SavesAppliesAndRestoresOnce) {
-    ResetFake(7);
-    {
-        Push<FakeState> push(FakeState(9));
-        EXPECT_TRUE(push.IsPushed());
-        EXPECT_EQ(push.Saved().value, 7);
-        EXPECT_EQ(FakeState::sCurrent, 9);
-    }
-    EXPECT_EQ(FakeState::sCurrent, 7);
-    EXPECT_EQ(FakeState::sApplied, (std::vector<int>{9, 7}));
-}
-
-TEST(PushTemplate, ExplicitPopRestoresOnceAndTheDestructorThenDoesNothing) {
-    ResetFake(1);
-    {
-        Push<FakeState> push;
-        FakeState(2).Apply();
-        push.Pop();
-        EXPECT_EQ(FakeState::sCurrent, 1);
-        EXPECT_FALSE(push.IsPushed());
-        FakeState(3).Apply();
-        push.Pop();
-        EXPECT_EQ(FakeState::sCurrent, 3);
-    }
-    EXPECT_EQ(FakeState::sCurrent, 3);
-    EXPECT_EQ(FakeState::sApplied, (std::vector<int>{2, 1, 3}));
-}
-
-TEST(PushTemplate, RestoresWhenAnExceptionLeavesTheScope) {
     ResetFake(4);
     try {
         Push<FakeState> outer(FakeState(5));
+        EXPECT_EQ(outer.Saved().value, 4);
         Push<FakeState> inner(FakeState(6));
+        Push<FakeState> popped;
+        FakeState(7).Apply();
+        popped.Pop();
+        EXPECT_FALSE(popped.IsPushed());
+        EXPECT_TRUE(inner.IsPushed());
+        FakeState(8).Apply();
+        popped.Pop();
         throw std::runtime_error("leave");
     } catch (const std::runtime_error&) {
     }
-    // Inner first (back to 5), then outer (back to 4).
     EXPECT_EQ(FakeState::sCurrent, 4);
-    EXPECT_EQ(FakeState::sApplied, (std::vector<int>{5, 6, 5, 4}));
+    EXPECT_EQ(FakeState::sApplied, (std::vector<int>{5, 6, 7, 6, 8, 5, 4}));
 }

@@ -6,7 +6,10 @@
 
 #include "core/Errors.h"
 #include "gl/context/Capabilities.h"
+#include "core/PixelFormat.h"
 #include "gl/render/Region.h"
+#include "gl/resources/InternalFormat.h"
+#include "gl/resources/TextureBuffer.h"
 #include "gl/resources/ResourceTestSupport.h"
 #include "gl/state/Blend.h"
 #include "gl/state/State.h"
@@ -100,9 +103,12 @@ void FillPattern(TestImage& image) {
 
 // ---- Tiles and their order -----------------------------------------------------------------
 
+// Tiles of the default size (2048 x 1080), or of the size given to Rewind; the state around the
+// loop is checked by the operation table.
 struct TileRow {
     const char* name;
     long width, height;
+    int tileWidth, tileHeight; // Rewind's; 0: the default tiles
     std::vector<Region> tiles;
 };
 
@@ -114,6 +120,9 @@ TEST_P(TileOrder, RowByRowFromTheBottomLeft) {
     TestImage destination(Formats::RGBA8, row.width, row.height, 0, Pixels::None);
     ASSERT_TRUE(OnWorker([&] {
         TiledBuffer tiles(&destination);
+        if (row.tileWidth > 0) {
+            EXPECT_TRUE(tiles.Rewind(row.tileWidth, row.tileHeight));
+        }
         EXPECT_EQ(tiles.Width(), row.width);
         EXPECT_EQ(tiles.Height(), row.height);
         EXPECT_EQ(tiles.TileCount(), static_cast<int>(row.tiles.size()));
@@ -121,64 +130,29 @@ TEST_P(TileOrder, RowByRowFromTheBottomLeft) {
         EXPECT_EQ(LoopTiles(tiles), row.tiles);
         EXPECT_TRUE(tiles.IsFirstTile());
         EXPECT_FALSE(tiles.GetCurrentTile().valid);
+        EXPECT_FALSE(tiles.Rewind(128, 128)); // the loop is over: no target, no tiles
     }));
 }
 
 const TileRow kTileRows[] = {
-    {"UltraHD", 4096, 2160,
+    {"UltraHD", 4096, 2160, 0, 0,
      Tiles({{0, 0, 2048, 1080}, {2048, 0, 2048, 1080}, {0, 1080, 2048, 1080}, {2048, 1080, 2048, 1080}})},
-    {"NarrowLastColumn", 2500, 1000, Tiles({{0, 0, 2048, 1000}, {2048, 0, 452, 1000}})},
-    {"OneTile", 2048, 1080, Tiles({{0, 0, 2048, 1080}})},
-    {"LowLastRow", 100, 1081, Tiles({{0, 0, 100, 1080}, {0, 1080, 100, 1}})},
+    {"NarrowLastColumn", 2500, 1000, 0, 0, Tiles({{0, 0, 2048, 1000}, {2048, 0, 452, 1000}})},
+    {"OneTile", 2048, 1080, 0, 0, Tiles({{0, 0, 2048, 1080}})},
+    {"LowLastRow", 100, 1081, 0, 0, Tiles({{0, 0, 100, 1080}, {0, 1080, 100, 1}})},
+    {"Rewind128", 300, 200, 128, 128,
+     Tiles({{0, 0, 128, 128},
+            {128, 0, 128, 128},
+            {256, 0, 44, 128},
+            {0, 128, 128, 72},
+            {128, 128, 128, 72},
+            {256, 128, 44, 72}})},
 };
 
 INSTANTIATE_TEST_SUITE_P(Sizes, TileOrder, ::testing::ValuesIn(kTileRows),
                          [](const ::testing::TestParamInfo<TileRow>& info) {
                              return std::string(info.param.name);
                          });
-
-// The loop leaves the state as it found it: framebuffer, viewport, matrices, blending; and
-// Rewind restarts with any tile size.
-TEST(TiledBuffer, LoopRestoresTheStateAndRewindCutsAgain) {
-    TestImage destination(Formats::RGBA8, 300, 200);
-    ASSERT_TRUE(OnWorker([&] {
-        RenderedTexture sentinel(8, 8);
-        PushState outer;
-        ASSERT_TRUE(sentinel.Select());
-        glViewport(1, 2, 3, 4);
-        glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
-        glTranslatef(7.0f, 0.0f, 0.0f);
-        glMatrixMode(GL_MODELVIEW);
-        glLoadIdentity();
-        glScalef(2.0f, 2.0f, 2.0f);
-        glDisable(GL_BLEND);
-        GLint framebuffer = 0, viewport[4] = {};
-        glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT, &framebuffer);
-
-        TiledBuffer tiles(&destination);
-        EXPECT_TRUE(tiles.Rewind(128, 128));
-        EXPECT_EQ(LoopTiles(tiles), Tiles({{0, 0, 128, 128},
-                                           {128, 0, 128, 128},
-                                           {256, 0, 44, 128},
-                                           {0, 128, 128, 72},
-                                           {128, 128, 128, 72},
-                                           {256, 128, 44, 72}}));
-        GLint after = 0;
-        glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT, &after);
-        EXPECT_EQ(after, framebuffer);
-        glGetIntegerv(GL_VIEWPORT, viewport);
-        EXPECT_EQ(std::vector<GLint>(viewport, viewport + 4), std::vector<GLint>({1, 2, 3, 4}));
-        GLdouble projection[16], model[16];
-        glGetDoublev(GL_PROJECTION_MATRIX, projection);
-        glGetDoublev(GL_MODELVIEW_MATRIX, model);
-        EXPECT_EQ(projection[12], 7.0);
-        EXPECT_EQ(model[0], 2.0);
-        EXPECT_FALSE(glIsEnabled(GL_BLEND));
-        // The loop is over: no target, no tiles.
-        EXPECT_FALSE(tiles.Rewind(128, 128));
-    }));
-}
 
 // ---- Away from the worker ------------------------------------------------------------------
 
@@ -297,9 +271,10 @@ INSTANTIATE_TEST_SUITE_P(Placements, WritePlacement, ::testing::ValuesIn(kWriteR
                              return std::string(info.param.name);
                          });
 
-// WriteFit stretches any image over the whole destination, whatever the model-view matrix: a
-// 2 x 1 image becomes two halves.
-TEST(TiledBuffer, WriteFitStretchesOverTheDestination) {
+// WriteFit stretches any image over the whole destination, whatever the model-view matrix, and
+// samples it linearly: a 2 x 1 image becomes a ramp from its left to its right pixel, without a
+// seam at the tile boundary (2048), where each tile samples only its own part of the image.
+TEST(TiledBuffer, WriteFitStretchesLinearlyOverTheDestination) {
     TestImage image(Formats::RGBA8, 2, 1);
     const unsigned char left[4] = {255, 0, 0, 255}, right[4] = {0, 0, 255, 255};
     std::memcpy(image.Row(0), left, 4);
@@ -313,9 +288,33 @@ TEST(TiledBuffer, WriteFitStretchesOverTheDestination) {
             tiles.WriteFit(&image);
         }
     }));
-    // Nearest sampling: the left half takes the left pixel, the right half the right one; the
-    // tile boundary at 2048 lies in the right half.
-    EXPECT_TRUE(Within(0, destination, [&](long x, long) { return x < kFrameWidth / 2 ? left : right; }));
+    std::vector<unsigned char> ramp(kFrameWidth * 4);
+    for (long x = 0; x < kFrameWidth; ++x) {
+        const double t = std::clamp((x + 0.5) * 2.0 / kFrameWidth - 0.5, 0.0, 1.0);
+        for (int c = 0; c < 4; ++c)
+            ramp[x * 4 + c] = static_cast<unsigned char>(std::lround(left[c] * (1 - t) + right[c] * t));
+    }
+    // Linear filtering weighs in steps of 1/256 on llvmpipe: two steps.
+    EXPECT_TRUE(Within(2, destination, [&](long x, long) { return &ramp[x * 4]; }));
+}
+
+// Each tile uploads only the part of the image it shows: the texture cache never holds as much as
+// one upload of the whole 4096 x 2160 image would take, and the image still arrives whole.
+TEST(TiledBuffer, WriteUploadsOnlyWhatTheTileShows) {
+    ZEP6_REQUIRE_FRESH_CACHES();
+    TestImage image(Formats::RGBA8, 4096, 2160), result(Formats::RGBA8, 4096, 2160);
+    FillPattern(image);
+    long whole = 0;
+    ASSERT_TRUE(OnWorker([&] {
+        whole = CalculateTextureSize(4096, 2160, GetInternalFormat(GL_RGBA, Texture::GetBestType()));
+        TiledBuffer tiles(&result);
+        while (tiles.Next()) {
+            Push<BlendFunc> replace(BlendFunc::Replace);
+            tiles.Write(&image, 0, 0);
+        }
+    }));
+    EXPECT_LT(TextureBuffer::Counters().peak, whole);
+    EXPECT_TRUE(Within(1, result, [&](long x, long y) { return image.Row(y) + x * 4; }));
 }
 
 // ---- AcquireRender -------------------------------------------------------------------------

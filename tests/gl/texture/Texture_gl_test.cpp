@@ -132,28 +132,6 @@ INSTANTIATE_TEST_SUITE_P(Orders, SubImageRegion, ::testing::Values(true, false),
                              return info.param ? "BottomUp" : "TopDown";
                          });
 
-// 16-bit pixels whose white is 0x8000 take the render path and are scaled so that white becomes 1.
-TEST(SubImageTexture, ReducedWhiteLevelIsScaledUpOnUpload) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage image(Formats::RGBA16_8000, 8, 4);
-        for (long y = 0; y < 4; ++y)
-            for (long x = 0; x < 8; ++x) {
-                unsigned short* p = reinterpret_cast<unsigned short*>(image.Row(y)) + x * 4;
-                p[0] = 32768, p[1] = 16384, p[2] = 0, p[3] = 32768;
-            }
-        ResetTestCounts();
-        SubImageTexture texture(&image);
-        texture.Apply();
-        EXPECT_EQ(TestCount(TestCounter::DirectUploads), 0);
-        EXPECT_EQ(TestCount(TestCounter::RenderUploads), 1);
-        const std::vector<unsigned char> pixels = ReadContent(texture, 8, 4);
-        const int want[4] = {0, 128, 255, 255}; // BGRA bytes
-        for (int c = 0; c < 4; ++c)
-            EXPECT_TRUE(Near(At(pixels, 8, 3, 2)[c], want[c]))
-                << "channel " << c << ": " << int(At(pixels, 8, 3, 2)[c]);
-    }));
-}
-
 TEST(SubImageTexture, LoadingTwiceWithoutChangeUploadsOnce) {
     ASSERT_TRUE(OnWorker([] {
         TestImage image(Formats::BGRA8, 16, 8);
@@ -194,19 +172,37 @@ TEST(Texture, FitModeKeepsAspectRatioAndClearsTheRest) {
 }
 
 // Enlarging samples linearly; the last row and column must blend only with the image itself, not
-// with whatever lies beyond it in a larger cached texture (here left opaque red by an earlier use).
-TEST(Texture, EnlargedUploadBlendsOnlyWithinTheImage) {
+// with whatever lies beyond it in a larger cached texture (here left opaque red by an earlier use
+// of the same size): an upload into a larger texture, and a write stretched over a target, of
+// either row order.
+TEST(Texture, EnlargedContentBlendsOnlyWithinTheImage) {
     ASSERT_TRUE(OnWorker([] {
-        TestImage red(Formats::BGRA8, 64, 64), image(Formats::BGRA8, 10, 10);
+        TestImage red(Formats::BGRA8, 64, 64), white(Formats::BGRA8, 10, 10);
         for (long i = 0; i < 64 * 64; ++i)
             red.Bytes()[i * 4 + 2] = red.Bytes()[i * 4 + 3] = 255;
-        LoadedOver100(red, false);
-        image.Fill(255);
-        const std::vector<unsigned char> pixels = LoadedOver100(image, false);
-        for (int y = 0; y < 100; y += 11) // up to the last row
-            for (int x : {0, 50, 95, 99})
-                for (int c = 0; c < 4; ++c)
-                    ASSERT_EQ(At(pixels, 100, x, y)[c], 255) << x << ", " << y << " channel " << c;
+        white.Fill(255);
+        for (int row = 0; row < 3; ++row) {
+            SCOPED_TRACE(row == 0 ? "upload" : row == 1 ? "write bottom-up" : "write top-down");
+            std::vector<unsigned char> pixels;
+            if (row == 0) {
+                LoadedOver100(red, false);
+                pixels = LoadedOver100(white, false);
+            } else {
+                white.SetBottomUp(row == 1);
+                RenderedTexture target(100, 100);
+                {
+                    PushState state;
+                    ASSERT_TRUE(target.Select());
+                    target.Write(&red); // leaves red in the cached textures of image size
+                    target.Write(&white);
+                }
+                pixels = ReadContent(target, 100, 100);
+            }
+            for (int y : {0, 50, 95, 99})
+                for (int x : {0, 50, 95, 99})
+                    for (int c = 0; c < 4; ++c)
+                        ASSERT_EQ(At(pixels, 100, x, y)[c], 255) << x << ", " << y << " channel " << c;
+        }
     }));
 }
 
@@ -257,26 +253,45 @@ TEST(SubImageTexture, InvalidImageClearsToTransparentBlack) {
     }));
 }
 
-// A TextureUnit carrying a texture binds and loads it, so drawing with the unit shows the image.
-TEST(SubImageTexture, TextureUnitCarryingTheTextureBindsIt) {
+// A copy shares the storage and never gives it back: after a copy is gone the storage is still the
+// original's alone, a new texture gets storage of its own, and the original keeps its content.
+TEST(Texture, ACopyLeavesTheStorageWithTheOriginal) {
     ASSERT_TRUE(OnWorker([] {
         TestImage image(Formats::BGRA8, 16, 8);
         FillRowCoded(image);
-        SubImageTexture texture(&image);
-        RenderedTexture target(16, 8);
-        target.Clear();
+        SubImageTexture original(&image);
+        original.Apply();
+        const TextureBuffer* storage = original.ColorBuffer();
+        ASSERT_NE(storage, nullptr);
+        { Texture copy(original); }
         {
-            PushState state;
-            ASSERT_TRUE(target.Select());
-            TextureUnit(0, texture).Apply();
-            GLint bound = 0;
-            glGetIntegerv(GL_TEXTURE_BINDING_RECTANGLE, &bound);
-            EXPECT_NE(bound, 0);
-            sPlane.Draw(0.0f, 0.0f, 16.0f, 8.0f, 0.0f);
+            Texture assigned;
+            assigned = original;
         }
-        const std::vector<unsigned char> pixels = ReadContent(target, 16, 8);
-        EXPECT_EQ(At(pixels, 16, 5, 6)[0], 5);
-        EXPECT_EQ(At(pixels, 16, 5, 6)[1], 6);
+        SubImageTexture other(&image);
+        other.Apply();
+        EXPECT_NE(other.ColorBuffer(), storage) << "the copy gave the original's storage back";
+        EXPECT_EQ(original.ColorBuffer(), storage);
+        EXPECT_EQ(At(ReadContent(original, 16, 8), 16, 5, 6)[0], 5);
+    }));
+}
+
+// Pointed at a larger image than its storage holds, a texture takes storage that does.
+TEST(SubImageTexture, StorageFollowsALargerImage) {
+    ASSERT_TRUE(OnWorker([] {
+        TestImage small(Formats::BGRA8, 100, 100), large(Formats::BGRA8, 3000, 1500);
+        FillRowCoded(small);
+        FillRowCoded(large);
+        SubImageTexture texture(&small);
+        texture.Apply();
+        texture.SetImage(&large);
+        texture.Apply();
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+        ASSERT_NE(texture.ColorBuffer(), nullptr);
+        EXPECT_GE(texture.ColorBuffer()->Width(), 3000);
+        const std::vector<unsigned char> pixels = ReadContent(texture, 3000, 1500);
+        EXPECT_EQ(At(pixels, 3000, 2999, 1499)[0], 2999 % 256);
+        EXPECT_EQ(At(pixels, 3000, 2999, 1499)[1], 1499 % 256);
     }));
 }
 

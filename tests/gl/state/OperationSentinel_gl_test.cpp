@@ -1,0 +1,169 @@
+// Every public drawing operation leaves the context as it found it: run on the GL worker over
+// sentinel state (objects bound on two units, a framebuffer, a program, every snapshot part set
+// away from its default), each row must leave the snapshot identical (the attribute, client
+// attribute and matrix stack depths among it) and raise no OpenGL error. An operation joins the
+// table with one row; what it draws from and into is made beforehand in Subjects.
+#include "core/Errors.h"
+#include "gl/render/ApplyMode.h"
+#include "gl/render/GLSL.h"
+#include "gl/render/Region.h"
+#include "gl/resources/ResourceTestSupport.h"
+#include "gl/targets/AntiAliasBuffer.h"
+#include "gl/targets/RenderedTexture.h"
+#include "gl/targets/TiledBuffer.h"
+#include "gl/texture/SubImageTexture.h"
+#include "gl/texture/WriteTexture.h"
+#include "support/StateSentinel.h"
+#include "support/TestImage.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+using namespace OGL_ZEP6_AE;
+using namespace zep6test;
+
+namespace {
+
+// The protected uploads of a texture, on storage of its own (no framebuffer of a render target).
+class Uploading : public Texture {
+public:
+    Uploading(int width, int height, unsigned int format, unsigned int type) {
+        SetType(GL_TEXTURE_RECTANGLE, width, height, format, type, false);
+        CreateTexture();
+    }
+    using Texture::ClearTexture;
+    using Texture::LoadTexture;
+    using Texture::MaskTexture;
+};
+
+Region All(const XIImage& image) {
+    return Region(0, 0, static_cast<unsigned int>(image.GetWidth()),
+                  static_cast<unsigned int>(image.GetHeight()));
+}
+
+TestImage Image(const ImageFormat& format, long width, long height, bool bottomUp) {
+    TestImage image(format, width, height);
+    image.SetBottomUp(bottomUp);
+    for (std::size_t i = 0; i < image.ByteCount(); ++i)
+        image.Bytes()[i] = static_cast<unsigned char>(i * 7 + 3);
+    return image;
+}
+
+// What the operations work on, made (and their storage taken) before the snapshot.
+struct Subjects {
+    TestImage bottomUp = Image(Formats::BGRA8, 64, 32, true);
+    TestImage topDown = Image(Formats::BGRA8, 64, 32, false);
+    TestImage wide = Image(Formats::RGBA16, 40, 20, false);
+    TestImage depthImage{GL_DEPTH_COMPONENT, 32, 1, 64, 32};
+    TestImage frame{Formats::RGBA8, 2100, 40};
+    TestImage supersampled{Formats::RGBA8, 1024, 540};
+    Uploading texture{64, 32, GL_RGBA, Texture::GetBestType()};
+    Uploading fitted{100, 100, GL_RGBA, Texture::GetBestType()};
+    Uploading depth{64, 32, GL_DEPTH_COMPONENT, GL_FLOAT};
+    RenderedTexture target{64, 32};
+    GLSL::Shader broken{GL_FRAGMENT_SHADER, "void process( ) { this does not compile; }"};
+
+    Subjects() {
+        fitted.SetFit();
+        target.Clear();
+    }
+};
+
+struct Row {
+    const char* name;
+    std::function<void(Subjects&)> run;
+};
+
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << row.name;
+}
+
+// An exception must have left the operation: a row that provokes one fails when none comes.
+void ExpectThrows(const std::function<void()>& operation) {
+    bool thrown = false;
+    try {
+        operation();
+    } catch (const std::exception&) {
+        thrown = true;
+    }
+    EXPECT_TRUE(thrown) << "the operation was expected to fail";
+}
+
+// clang-format off
+const Row kRows[] = {
+    {"UploadDirect", [](Subjects& s) { s.texture.LoadTexture(&s.bottomUp, All(s.bottomUp), All(s.bottomUp)); }},
+    {"UploadConvertedTopDown", [](Subjects& s) { s.texture.LoadTexture(&s.topDown, All(s.topDown), Region()); }},
+    {"UploadResized", [](Subjects& s) { s.texture.LoadTexture(&s.bottomUp, All(s.bottomUp), Region(0, 0, 30, 10)); }},
+    {"UploadFit", [](Subjects& s) { s.fitted.LoadTexture(&s.wide, All(s.wide), Region(0, 0, 100, 100)); }},
+    {"UploadMask", [](Subjects& s) { s.texture.MaskTexture(&s.topDown, All(s.topDown), Region()); }},
+    {"UploadDepth", [](Subjects& s) { s.depth.LoadTexture(&s.depthImage, All(s.depthImage), Region()); }},
+    {"ClearTexture", [](Subjects& s) { s.texture.ClearTexture(Color::Red); }},
+    {"WriteToFile", [](Subjects& s) { s.target.WriteToFile("unused", Channel()); }},
+    // 20 converted uploads in one job: a level of the attribute stack left by each overflows it.
+    {"TwentyConvertedUploads", [](Subjects& s) { for (int i = 0; i < 20; ++i) s.texture.LoadTexture(&s.topDown, All(s.topDown), Region()); }},
+    {"UploadFailingInItsProgram", [](Subjects& s) {
+        s.texture.SetLoadProcessing(&s.broken);
+        ExpectThrows([&] { s.texture.LoadTexture(&s.bottomUp, All(s.bottomUp), Region()); });
+    }},
+    {"ReadDirect", [](Subjects& s) { s.target.Read(&s.bottomUp); }},
+    {"ReadConverted", [](Subjects& s) { s.target.Read(&s.wide); }},
+    {"ReadFailingInItsProgram", [](Subjects& s) {
+        s.target.SetReadProcessing(&s.broken);
+        ExpectThrows([&] { s.target.Read(&s.topDown); });
+    }},
+    {"Write", [](Subjects& s) { s.target.Write(&s.topDown); }},
+    {"WriteStretched", [](Subjects& s) { s.target.Write(&s.wide); }},
+    {"WriteFit", [](Subjects& s) { s.target.WriteFit(&s.wide); }},
+    {"Clear", [](Subjects& s) { s.target.Clear(); }},
+    {"WriteTexture", [](Subjects& s) { SubImageTexture texture(&s.topDown); WriteTexture(texture, Region(3, 2, 20, 10)); }},
+    {"Blit", [](Subjects& s) { s.target.Blit(Region(0, 0, 64, 32), 0.5f); }},
+    {"BlitWithDepth", [](Subjects& s) { s.target.BlitWithDepth(Region(0, 0, 64, 32), 0.5f); }},
+    {"TiledLoop", [](Subjects& s) {
+        TiledBuffer tiles(&s.frame);
+        while (tiles.Next()) {
+            tiles.Write(&s.topDown, 2030, 10);
+            tiles.WriteFit(&s.wide);
+            tiles.Read(&s.wide);
+        }
+    }},
+    // Level 5 (factor 8): 16 tiles of 256 x 135, each with a converted upload.
+    {"SupersampledLoop", [](Subjects& s) {
+        AntiAliasBuffer tiles(&s.supersampled, 5);
+        while (tiles.Next()) {
+            tiles.Write(&s.topDown, 250, 130);
+            tiles.WriteFit(&s.wide);
+        }
+    }},
+    {"ApplyModeComposite", [](Subjects& s) {
+        ApplyMode::Apply(&s.topDown, &s.wide, &s.bottomUp, &s.frame, PixelApplyMultiply, 0.5f);
+    }},
+};
+// clang-format on
+
+class OperationSentinel : public ::testing::TestWithParam<Row> {};
+
+TEST_P(OperationSentinel, LeavesTheStateAsItFoundIt) {
+    ASSERT_TRUE(OnWorker([&] {
+        Subjects subjects;
+        Sentinels objects;
+        objects.Create();
+        objects.Damage(5.0);
+        const Snapshot before = Snapshot::Take();
+        ASSERT_EQ(ErrorsLeft(), "");
+        GetParam().run(subjects);
+        EXPECT_EQ(ErrorsLeft(), "");
+        EXPECT_EQ(Snapshot::Take().DifferencesFrom(before), "");
+        objects.Destroy();
+    }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Operations, OperationSentinel, ::testing::ValuesIn(kRows),
+                         [](const ::testing::TestParamInfo<Row>& info) {
+                             return std::string(info.param.name);
+                         });
+
+} // namespace
