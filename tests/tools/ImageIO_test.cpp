@@ -577,6 +577,31 @@ TEST_F(ImageIOTest, BadFilesFailWithTheirName) {
     }
 }
 
+// A picture whose pixels would need more than --max-memory is refused, naming the file, before
+// any row is read; sizes parse as bytes or with a binary unit.
+TEST_F(ImageIOTest, PicturesBeyondTheMemoryLimitAreRefused) {
+    zep6gl::WriteImage(Path("big.png"), MakeImage(kRgba, kDepth8, 600, 500));
+    zep6gl::WriteImage(Path("big.exr"), MakeImage(kRgba, kDepthFloat, 300, 250));
+    const unsigned long long saved = zep6gl::MemoryLimit();
+    zep6gl::SetMemoryLimit(1 << 20);
+    for (const char* name : {"big.png", "big.exr"}) {
+        const std::string text = ErrorOf([&] { zep6gl::ReadImage(Path(name)); });
+        EXPECT_EQ(text, Path(name) + ": a " + (name[4] == 'p' ? "600 x 500" : "300 x 250") +
+                            " picture needs 2 MiB, more than the memory limit of 1 MiB (--max-memory)");
+    }
+    zep6gl::SetMemoryLimit(saved);
+
+    const std::pair<const char*, unsigned long long> sizes[] = {
+        {"1048576", 1048576}, {"512M", 512ull << 20}, {"4G", 4ull << 30}, {"64k", 64 << 10},
+        {"2GiB", 2ull << 30}, {"1T", 1ull << 40}, {"0", 0}, {"", 0}, {"-1G", 0}, {"4X", 0}, {"1.5G", 0},
+        {"G", 0}, {"99999999999T", 0}};
+    for (const auto& [text, want] : sizes) {
+        unsigned long long bytes = 0;
+        EXPECT_EQ(zep6gl::ParseSize(text, bytes), want != 0) << text;
+        EXPECT_EQ(bytes, want) << text;
+    }
+}
+
 TEST_F(ImageIOTest, FailedWritesLeaveNoFile) {
     const HostImage bytes = MakeImage(kRgba, kDepth8, 4, 4), floats = MakeImage(kRgba, kDepthFloat, 4, 4);
     zep6gl::WriteImage(Path("keep.png"), bytes);

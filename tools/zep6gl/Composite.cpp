@@ -153,12 +153,13 @@ CompositeArguments ParseCompositeArguments(const std::vector<std::string>& args)
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
         if (a.size() > 1 && a[0] == '-') {
-            if (a != "--mode" && a != "--mix" && a != "--mask")
+            if (a != "--mode" && a != "--mix" && a != "--mask" && a != "--max-memory")
                 throw UsageError("unknown option '" + a + "'");
             if (i + 1 >= args.size())
                 throw UsageError("option " + a + " needs a value");
             const std::string& value = args[++i];
-            bool& seen = a == "--mode" ? haveMode : a == "--mix" ? haveMix : haveMask;
+            bool haveLimit = false;
+            bool& seen = a == "--mode" ? haveMode : a == "--mix" ? haveMix : a == "--mask" ? haveMask : haveLimit;
             if (seen)
                 throw UsageError("option " + a + " given twice");
             seen = true;
@@ -175,6 +176,11 @@ CompositeArguments ParseCompositeArguments(const std::vector<std::string>& args)
                 if (mix < 0.0f || mix > 1.0f)
                     throw UsageError("--mix '" + value + "': must lie between 0 and 1");
                 parsed.mix = mix;
+            } else if (a == "--max-memory") {
+                unsigned long long bytes = 0;
+                if (!ParseSize(value, bytes))
+                    throw UsageError("--max-memory '" + value + "': not a size (bytes, or a number with K, M, G or T)");
+                SetMemoryLimit(bytes);
             } else {
                 parsed.mask = value;
             }
@@ -281,6 +287,8 @@ int RunComposite(const std::vector<std::string>& args) {
                                      (floatFront ? "float, from OpenEXR" : "integer, from PNG") +
                                      "), so it needs a " + (floatFront ? ".exr" : ".png") + " file");
 
+        const unsigned long long bytes = static_cast<unsigned long long>(front.GetRowBytes()) * front.GetHeight();
+        RequireMemory(a.front, bytes * (mask ? 4 : 3), "compositing it");
         HostImage destination(front.GetColorSpace(), front.GetBitDepth(), front.GetWhiteLevel(),
                               front.GetWidth(), front.GetHeight(), 0, front.IsBottomUp());
         {

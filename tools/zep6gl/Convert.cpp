@@ -129,6 +129,19 @@ Options ParseArguments(const std::vector<std::string>& args) {
             options.layout = FindLayout(name);
             if (!options.layout)
                 throw UsageError("--layout: unknown layout '" + name + "' (one of " + LayoutNames() + ")");
+        } else if (arg == "--max-memory" || arg.rfind("--max-memory=", 0) == 0) {
+            std::string size;
+            if (arg == "--max-memory") {
+                if (i + 1 == args.size())
+                    throw UsageError("--max-memory: missing size (bytes, or a number with K, M, G or T)");
+                size = args[++i];
+            } else {
+                size = arg.substr(13);
+            }
+            unsigned long long bytes = 0;
+            if (!ParseSize(size, bytes))
+                throw UsageError("--max-memory: '" + size + "' is not a size (bytes, or a number with K, M, G or T)");
+            SetMemoryLimit(bytes);
         } else if (arg == "--top-down") {
             options.topDown = true;
         } else if (arg == "--premultiply") {
@@ -245,6 +258,9 @@ int RunConvert(const std::vector<std::string>& args) {
                                      " is more than the library takes (at most 16383 on a side)");
         const Layout& layout = options.layout ? *options.layout : DefaultLayout(options.out, source);
         CheckOutputName(options.out, layout);
+        const unsigned long long pixels = static_cast<unsigned long long>(source.GetWidth()) * source.GetHeight();
+        RequireMemory(options.in, pixels * (source.GetBitDepth() + layout.bitDepth) / 8,
+                      "converting it into " + std::string(layout.name));
 
         HostImage destination(layout.colorSpace, layout.bitDepth, layout.whiteLevel, source.GetWidth(),
                               source.GetHeight(), 0, !options.topDown);
@@ -267,6 +283,9 @@ int RunConvert(const std::vector<std::string>& args) {
         if (!error.empty())
             throw std::runtime_error(options.in + ": " + error);
         WriteImage(options.out, destination, IsFloat(layout));
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "zep6gl convert: %s: out of memory\n", options.in.c_str());
+        return 1;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "zep6gl convert: %s\n", e.what());
         return 1;

@@ -8,6 +8,7 @@
 #include <ImfHeader.h>
 #include <ImfInputFile.h>
 #include <ImfOutputFile.h>
+#include <openexr.h>
 #include <half.h>
 #include <png.h>
 
@@ -22,6 +23,7 @@
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
+#include <new>
 #include <unistd.h>
 #include <vector>
 
@@ -32,10 +34,15 @@ namespace zep6gl {
 
 namespace {
 
+// A failure this file reports, told apart from the exceptions of the file libraries.
+struct FileError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 // Every failure is one line: the file, then the reason (libraries' messages may span lines).
 [[noreturn]] void Fail(const std::string& path, std::string reason) {
     std::replace(reason.begin(), reason.end(), '\n', ' ');
-    throw std::runtime_error(path + ": " + reason);
+    throw FileError(path + ": " + reason);
 }
 
 struct FileCloser {
@@ -107,60 +114,55 @@ const unsigned char* PictureRow(const XIImage& image, long y) {
     return static_cast<const unsigned char*>(image.GetBaseAddress()) + memoryRow * image.GetRowBytes();
 }
 
-// Integer pixels as top-down RGBA of the same channel size (8 or 16 bits), with white brought
-// to the top of the range: value * maximum / white, rounded to nearest and clamped.
-std::vector<unsigned short> IntegerRgba(const XIImage& image, const Layout& layout) {
-    const long width = image.GetWidth(), height = image.GetHeight();
+// Row y of the picture (from the top) as RGBA of the file's channel size, converted as it is
+// written, so that writing holds one row beside the image. Integer data: 8 or 16 bits, white
+// brought to the top of the range (value * maximum / white, rounded to nearest and clamped).
+void IntegerRow(const XIImage& image, const Layout& layout, long y, unsigned char* out) {
+    const long width = image.GetWidth();
     const bool bytes = layout.channel == Channel::Byte;
     const double maximum = bytes ? 255.0 : 65535.0;
     const bool asIs = layout.whiteLevel == static_cast<long>(maximum);
-    std::vector<unsigned short> out(static_cast<size_t>(width) * height * 4);
-    for (long y = 0; y < height; ++y) {
-        const unsigned char* row = PictureRow(image, y);
-        for (long x = 0; x < width; ++x) {
-            for (int c = 0; c < 4; ++c) {
-                long raw;
-                if (bytes) {
-                    raw = row[x * 4 + layout.order[c]];
-                } else if (layout.signedShort) {
-                    short s;
-                    std::memcpy(&s, row + (x * 4 + layout.order[c]) * 2, 2);
-                    raw = std::max<long>(0, s);
-                } else {
-                    unsigned short u;
-                    std::memcpy(&u, row + (x * 4 + layout.order[c]) * 2, 2);
-                    raw = u;
-                }
-                const double scaled =
-                    asIs ? double(raw) : double(raw) * maximum / double(layout.whiteLevel) + 0.5;
-                out[(static_cast<size_t>(y) * width + x) * 4 + c] =
-                    static_cast<unsigned short>(std::min(maximum, scaled));
+    const unsigned char* row = PictureRow(image, y);
+    for (long x = 0; x < width; ++x) {
+        for (int c = 0; c < 4; ++c) {
+            long raw;
+            if (bytes) {
+                raw = row[x * 4 + layout.order[c]];
+            } else if (layout.signedShort) {
+                short s;
+                std::memcpy(&s, row + (x * 4 + layout.order[c]) * 2, 2);
+                raw = std::max<long>(0, s);
+            } else {
+                unsigned short u;
+                std::memcpy(&u, row + (x * 4 + layout.order[c]) * 2, 2);
+                raw = u;
             }
+            const double scaled = asIs ? double(raw) : double(raw) * maximum / double(layout.whiteLevel) + 0.5;
+            const unsigned short value = static_cast<unsigned short>(std::min(maximum, scaled));
+            if (bytes)
+                out[x * 4 + c] = static_cast<unsigned char>(value);
+            else
+                std::memcpy(out + (x * 4 + c) * 2, &value, 2);
         }
     }
-    return out;
 }
 
-std::vector<float> FloatRgba(const XIImage& image, const Layout& layout) {
-    const long width = image.GetWidth(), height = image.GetHeight();
-    std::vector<float> out(static_cast<size_t>(width) * height * 4);
-    for (long y = 0; y < height; ++y) {
-        const unsigned char* row = PictureRow(image, y);
-        for (long x = 0; x < width; ++x) {
-            for (int c = 0; c < 4; ++c) {
-                float value;
-                if (layout.channel == Channel::Float) {
-                    std::memcpy(&value, row + (x * 4 + layout.order[c]) * 4, 4);
-                } else {
-                    half h;
-                    std::memcpy(&h, row + (x * 4 + layout.order[c]) * 2, 2);
-                    value = float(h);
-                }
-                out[(static_cast<size_t>(y) * width + x) * 4 + c] = value;
+// Float data as RGBA of T (float or half).
+template <typename T> void FloatRow(const XIImage& image, const Layout& layout, long y, T* out) {
+    const unsigned char* row = PictureRow(image, y);
+    for (long x = 0; x < image.GetWidth(); ++x) {
+        for (int c = 0; c < 4; ++c) {
+            float value;
+            if (layout.channel == Channel::Float) {
+                std::memcpy(&value, row + (x * 4 + layout.order[c]) * 4, 4);
+            } else {
+                half h;
+                std::memcpy(&h, row + (x * 4 + layout.order[c]) * 2, 2);
+                value = float(h);
             }
+            out[x * 4 + c] = T(value);
         }
     }
-    return out;
 }
 
 // ---- writing through a temporary file --------------------------------------------------------
@@ -219,9 +221,22 @@ void PngErrorHandler(png_structp png, png_const_charp text) {
 
 void PngWarningHandler(png_structp, png_const_charp) {}
 
+// Rows for the PNG writer: Fill converts picture row y into `row`.
+struct PngRowSource {
+    void (*fill)(const PngRowSource* source, int y, png_bytep row);
+    const XIImage* image;
+    const Layout* layout;
+    png_bytep row;
+};
+
+void FillIntegerRow(const PngRowSource* source, int y, png_bytep row) {
+    IntegerRow(*source->image, *source->layout, y, row);
+}
+
 // The C side of writing: no object with a destructor lives in this frame, since libpng leaves
 // through longjmp on an error. Returns null on success, else the reason.
-const char* WritePngRows(std::FILE* file, int width, int height, int bits, png_bytep* rows, PngError* error) {
+const char* WritePngRows(std::FILE* file, int width, int height, int bits, const PngRowSource* source,
+                         PngError* error) {
     png_structp png =
         png_create_write_struct(PNG_LIBPNG_VER_STRING, error, PngErrorHandler, PngWarningHandler);
     if (!png)
@@ -241,7 +256,10 @@ const char* WritePngRows(std::FILE* file, int width, int height, int bits, png_b
     png_write_info(png, info);
     if (bits == 16)
         png_set_swap(png); // PNG stores 16-bit values big-endian
-    png_write_image(png, rows);
+    for (int y = 0; y < height; ++y) {
+        source->fill(source, y, source->row);
+        png_write_row(png, source->row);
+    }
     png_write_end(png, nullptr);
     png_destroy_write_struct(&png, &info);
     return nullptr;
@@ -250,24 +268,15 @@ const char* WritePngRows(std::FILE* file, int width, int height, int bits, png_b
 void WritePng(const std::string& path, const XIImage& image, const Layout& layout) {
     const int width = static_cast<int>(image.GetWidth()), height = static_cast<int>(image.GetHeight());
     const int bits = layout.channel == Channel::Byte ? 8 : 16;
-    const std::vector<unsigned short> rgba = IntegerRgba(image, layout);
-    std::vector<unsigned char> bytes(rgba.size() * (bits / 8));
-    for (size_t i = 0; i < rgba.size(); ++i) {
-        if (bits == 8)
-            bytes[i] = static_cast<unsigned char>(rgba[i]);
-        else
-            std::memcpy(&bytes[i * 2], &rgba[i], 2);
-    }
-    std::vector<png_bytep> rows(height);
-    for (int y = 0; y < height; ++y)
-        rows[y] = bytes.data() + static_cast<size_t>(y) * width * 4 * (bits / 8);
+    std::vector<png_byte> row(static_cast<size_t>(width) * 4 * (bits / 8));
+    const PngRowSource source{FillIntegerRow, &image, &layout, row.data()};
 
     TemporaryFile temporary(path);
     std::FILE* file = std::fopen(temporary.Name().c_str(), "wb");
     if (!file)
         Fail(path, std::string("cannot write: ") + std::strerror(errno));
     PngError error{};
-    const char* failure = WritePngRows(file, width, height, bits, rows.data(), &error);
+    const char* failure = WritePngRows(file, width, height, bits, &source, &error);
     const int writeErrno = errno;
     const bool closed = std::fclose(file) == 0; // a full disk may show only here
     if (failure)
@@ -311,6 +320,11 @@ const char* ReadPngHeader(PngSource* source, PngReader* reader, PngError* error)
     if (setjmp(error->jump))
         return error->message;
     png_set_read_fn(reader->png, source, PngRead);
+    // Refused by libpng before it takes memory for them: a side above the library's 16383, and
+    // ancillary chunks (profiles, text) that would need more than 8 MiB or come in their thousands.
+    png_set_user_limits(reader->png, 16383, 16383);
+    png_set_chunk_malloc_max(reader->png, 8u << 20);
+    png_set_chunk_cache_max(reader->png, 256);
     png_read_info(reader->png, reader->info);
     const int colorType = png_get_color_type(reader->png, reader->info);
     const int bits = png_get_bit_depth(reader->png, reader->info);
@@ -356,6 +370,11 @@ HostImage ReadPng(const std::string& path, std::FILE* file) {
     check(ReadPngHeader(&source, &reader, &error));
     if (reader.width < 1 || reader.height < 1 || reader.width > 16383 || reader.height > 16383)
         check("size outside 1..16383");
+    RequireMemory(path, static_cast<unsigned long long>(reader.width) * reader.height * reader.bits / 2,
+                  "a " + std::to_string(reader.width) + " x " + std::to_string(reader.height) + " picture");
+    // The rows are decoded one after the other into memory that is taken as they are written
+    // (PixelMemory): a file that ends early fails at its first missing row, having cost what it
+    // held.
     HostImage image(OGL_ZEP6_AE::FourCC("RGBA"), reader.bits * 4, reader.bits == 16 ? 65535 : 255,
                     reader.width, reader.height, 0, false);
     std::vector<png_bytep> rows(reader.height);
@@ -367,16 +386,72 @@ HostImage ReadPng(const std::string& path, std::FILE* file) {
 
 // ---- OpenEXR --------------------------------------------------------------------------------
 
+// OpenEXR's own limits, for the reader of the C++ interface: sides of at most 16383 (the
+// library's limit), checked when a header is read, before any table or buffer is sized by it.
+struct ExrLimits {
+    ExrLimits() {
+        Imf::Header::setMaxImageSize(16383, 16383);
+        Imf::Header::setMaxTileSize(16383, 16383);
+    }
+};
+
+// What the C++ reader would take on trust, checked first through OpenEXR's core reader, which
+// parses the header and nothing else: sides within 16383 (its own size limits), one flat part,
+// and a chunk table that fits in the file. The C++ reader sizes its table of chunk offsets by
+// the header (a tiled header with 1 x 1 tiles claims 268 million chunks) before it reads
+// them; a table larger than the file is a lie. Returns the reason, or an empty string.
+std::string CheckExrHeader(const std::string& path) {
+    exr_context_initializer_t init = EXR_DEFAULT_CONTEXT_INITIALIZER;
+    init.max_image_width = 16383;
+    init.max_image_height = 16383;
+    init.max_tile_width = 16383;
+    init.max_tile_height = 16383;
+    std::string message;
+    init.user_data = &message;
+    init.error_handler_fn = [](exr_const_context_t context, exr_result_t code, const char* text) {
+        void* data = nullptr;
+        if (exr_get_user_data(context, &data) == EXR_ERR_SUCCESS && data &&
+            static_cast<std::string*>(data)->empty())
+            *static_cast<std::string*>(data) = text ? text : exr_get_default_error_message(code);
+    };
+    exr_context_t context = nullptr;
+    exr_result_t result = exr_start_read(&context, path.c_str(), &init);
+    std::string reason;
+    if (result != EXR_ERR_SUCCESS) {
+        reason = message.empty() ? exr_get_default_error_message(result) : message;
+    } else {
+        int parts = 0;
+        exr_storage_t storage = EXR_STORAGE_LAST_TYPE;
+        int32_t chunks = 0;
+        std::error_code error;
+        const auto fileSize = std::filesystem::file_size(path, error);
+        if (exr_get_count(context, &parts) != EXR_ERR_SUCCESS || parts < 1 ||
+            exr_get_storage(context, 0, &storage) != EXR_ERR_SUCCESS)
+            reason = message.empty() ? "unreadable header" : message;
+        else if (storage != EXR_STORAGE_SCANLINE && storage != EXR_STORAGE_TILED)
+            reason = "deep data is not supported";
+        else if (exr_get_chunk_count(context, 0, &chunks) != EXR_ERR_SUCCESS || chunks < 0)
+            reason = message.empty() ? "unreadable chunk table" : message;
+        else if (!error && static_cast<unsigned long long>(chunks) * 8 > fileSize)
+            reason = "the header claims " + std::to_string(chunks) + " chunks, more than the file holds";
+    }
+    exr_finish(&context);
+    return reason;
+}
+
 HostImage ReadExr(const std::string& path) {
-    std::string failure;
-    try {
-        Imf::InputFile file(path.c_str());
-        const Imath::Box2i window = file.header().dataWindow();
-        const long width = long(window.max.x) - window.min.x + 1,
-                   height = long(window.max.y) - window.min.y + 1;
-        if (width < 1 || height < 1 || width > 16383 || height > 16383) {
-            failure = "size outside 1..16383";
-        } else {
+    static const ExrLimits limits;
+    std::string failure = CheckExrHeader(path);
+    if (failure.empty()) {
+        try {
+            Imf::InputFile file(path.c_str());
+            const Imath::Box2i window = file.header().dataWindow();
+            const long width = long(window.max.x) - window.min.x + 1,
+                       height = long(window.max.y) - window.min.y + 1;
+            if (width < 1 || height < 1 || width > 16383 || height > 16383)
+                Fail(path, "bad OpenEXR: size outside 1..16383");
+            RequireMemory(path, static_cast<unsigned long long>(width) * height * 16,
+                          "a " + std::to_string(width) + " x " + std::to_string(height) + " picture");
             const Imf::ChannelList& channels = file.header().channels();
             const bool grey = !channels.findChannel("R") && channels.findChannel("Y");
             HostImage image(OGL_ZEP6_AE::FourCC("RGBA"), 128, 1, width, height, 0, false);
@@ -393,7 +468,10 @@ HostImage ReadExr(const std::string& path) {
                                               static_cast<size_t>(width) * 16, 1, 1, c == 3 ? 1.0 : 0.0));
             }
             file.setFrameBuffer(frame);
-            file.readPixels(window.min.y, window.max.y);
+            // In strips, so that a file whose data ends early fails there, having written (and so
+            // taken memory for) only the rows before.
+            for (int y = window.min.y; y <= window.max.y; y += 256)
+                file.readPixels(y, std::min(window.max.y, y + 255));
             if (grey) {
                 for (long y = 0; y < height; ++y) {
                     unsigned char* pixel = image.Row(y);
@@ -404,35 +482,52 @@ HostImage ReadExr(const std::string& path) {
                 }
             }
             return image;
+        } catch (const FileError&) {
+            throw;
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const std::exception& e) {
+            failure = e.what();
         }
-    } catch (const std::exception& e) {
-        failure = e.what();
     }
     Fail(path, "bad OpenEXR: " + failure);
 }
 
+// Written in strips of rows converted as they go, so that writing holds one strip beside the
+// image.
 void WriteExr(const std::string& path, const XIImage& image, const Layout& layout, bool floatChannels) {
     const int width = static_cast<int>(image.GetWidth()), height = static_cast<int>(image.GetHeight());
-    const std::vector<float> rgba = FloatRgba(image, layout);
-    std::vector<half> halves;
-    if (!floatChannels)
-        halves.assign(rgba.begin(), rgba.end());
+    constexpr int kStrip = 64;
+    std::vector<float> floats(floatChannels ? static_cast<size_t>(width) * 4 * kStrip : 0);
+    std::vector<half> halves(floatChannels ? 0 : static_cast<size_t>(width) * 4 * kStrip);
     TemporaryFile temporary(path);
     try {
         Imf::Header header(width, height);
         const Imf::PixelType type = floatChannels ? Imf::FLOAT : Imf::HALF;
         const size_t size = floatChannels ? sizeof(float) : sizeof(half);
-        char* base = floatChannels ? reinterpret_cast<char*>(const_cast<float*>(rgba.data()))
-                                   : reinterpret_cast<char*>(halves.data());
-        Imf::FrameBuffer frame;
+        char* base = floatChannels ? reinterpret_cast<char*>(floats.data()) : reinterpret_cast<char*>(halves.data());
         const char* names[4] = {"R", "G", "B", "A"};
-        for (int c = 0; c < 4; ++c) {
+        for (int c = 0; c < 4; ++c)
             header.channels().insert(names[c], Imf::Channel(type));
-            frame.insert(names[c], Imf::Slice(type, base + c * size, 4 * size, 4 * size * width));
-        }
         Imf::OutputFile file(temporary.Name().c_str(), header);
-        file.setFrameBuffer(frame);
-        file.writePixels(height);
+        for (int y0 = 0; y0 < height; y0 += kStrip) {
+            const int rows = std::min(kStrip, height - y0);
+            for (int r = 0; r < rows; ++r) {
+                if (floatChannels)
+                    FloatRow(image, layout, y0 + r, floats.data() + static_cast<size_t>(r) * width * 4);
+                else
+                    FloatRow(image, layout, y0 + r, halves.data() + static_cast<size_t>(r) * width * 4);
+            }
+            // The strip's slices address its rows by their place in the picture.
+            Imf::FrameBuffer frame;
+            for (int c = 0; c < 4; ++c)
+                frame.insert(names[c], Imf::Slice::Make(type, base + c * size, Imath::V2i(0, y0), width, rows,
+                                                        4 * size, 4 * size * width));
+            file.setFrameBuffer(frame);
+            file.writePixels(rows);
+        }
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (const std::exception& e) {
         Fail(path, std::string("cannot write: ") + e.what());
     }
@@ -448,7 +543,11 @@ std::string Extension(const std::string& path) {
 
 } // namespace
 
-HostImage ReadImage(const std::string& path) {
+namespace {
+
+unsigned long long gMemoryLimit = DefaultMemoryLimit();
+
+HostImage ReadFile(const std::string& path) {
     FilePtr file(std::fopen(path.c_str(), "rb"));
     if (!file)
         Fail(path, std::string("cannot open: ") + std::strerror(errno));
@@ -466,20 +565,85 @@ HostImage ReadImage(const std::string& path) {
     Fail(path, got == 0 ? "empty file" : "not a PNG or OpenEXR file");
 }
 
+std::string MiB(unsigned long long bytes) {
+    return std::to_string((bytes + (1u << 20) - 1) >> 20) + " MiB";
+}
+
+} // namespace
+
+unsigned long long DefaultMemoryLimit() {
+    const long pages = sysconf(_SC_PHYS_PAGES), pageSize = sysconf(_SC_PAGE_SIZE);
+    return pages > 0 && pageSize > 0 ? static_cast<unsigned long long>(pages) * pageSize / 2 : 1ull << 32;
+}
+
+unsigned long long MemoryLimit() {
+    return gMemoryLimit;
+}
+
+void SetMemoryLimit(unsigned long long bytes) {
+    gMemoryLimit = bytes;
+}
+
+bool ParseSize(const std::string& text, unsigned long long& bytes) {
+    size_t digits = 0;
+    while (digits < text.size() && std::isdigit(static_cast<unsigned char>(text[digits])))
+        ++digits;
+    if (digits == 0 || digits > 15)
+        return false;
+    unsigned long long value = std::stoull(text.substr(0, digits));
+    const std::string unit = text.substr(digits);
+    const std::string units = "KMGT";
+    if (unit.size() > 1 && !(unit.size() == 3 && unit.compare(1, 2, "iB") == 0) &&
+        !(unit.size() == 2 && unit[1] == 'B'))
+        return false;
+    if (!unit.empty()) {
+        const size_t power = units.find(static_cast<char>(std::toupper(static_cast<unsigned char>(unit[0]))));
+        if (power == std::string::npos)
+            return false;
+        for (size_t i = 0; i <= power; ++i) {
+            if (value > (~0ull >> 10))
+                return false;
+            value <<= 10;
+        }
+    }
+    if (value == 0)
+        return false;
+    bytes = value;
+    return true;
+}
+
+void RequireMemory(const std::string& culprit, unsigned long long bytes, const std::string& what) {
+    if (bytes > gMemoryLimit)
+        throw FileError(culprit + ": " + what + " needs " + MiB(bytes) +
+                                 ", more than the memory limit of " + MiB(gMemoryLimit) + " (--max-memory)");
+}
+
+HostImage ReadImage(const std::string& path) {
+    try {
+        return ReadFile(path);
+    } catch (const std::bad_alloc&) {
+        Fail(path, "out of memory");
+    }
+}
+
 void WriteImage(const std::string& path, const XIImage& image, bool floatChannels) {
     const Layout layout = LayoutOf(path, image);
     const bool isFloat = layout.channel == Channel::Float || layout.channel == Channel::Half;
     const std::string extension = Extension(path);
-    if (extension == ".png") {
-        if (isFloat)
-            Fail(path, "float pixels need an .exr file");
-        WritePng(path, image, layout);
-    } else if (extension == ".exr") {
-        if (!isFloat)
-            Fail(path, "integer pixels need a .png file");
-        WriteExr(path, image, layout, floatChannels);
-    } else {
-        Fail(path, "unknown file extension (use .png or .exr)");
+    try {
+        if (extension == ".png") {
+            if (isFloat)
+                Fail(path, "float pixels need an .exr file");
+            WritePng(path, image, layout);
+        } else if (extension == ".exr") {
+            if (!isFloat)
+                Fail(path, "integer pixels need a .png file");
+            WriteExr(path, image, layout, floatChannels);
+        } else {
+            Fail(path, "unknown file extension (use .png or .exr)");
+        }
+    } catch (const std::bad_alloc&) {
+        Fail(path, "out of memory");
     }
 }
 

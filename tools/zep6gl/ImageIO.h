@@ -24,6 +24,18 @@ HostImage ReadImage(const std::string& path);
 void WriteImage(const std::string& path, const XIImage& image, bool floatChannels = false);
 
 // Every failure of the two functions above throws std::runtime_error with one line naming the
-// file and the reason.
+// file and the reason; running out of memory included.
+
+// The most bytes of pictures one command may hold (--max-memory); by default half the machine's
+// physical memory. Readers check a file's claimed size against it before they take any memory,
+// and commands check the pictures they will hold together.
+unsigned long long MemoryLimit();
+void SetMemoryLimit(unsigned long long bytes);
+unsigned long long DefaultMemoryLimit();
+// A size as --max-memory takes it: bytes, or a number with K, M, G or T (powers of 1024).
+bool ParseSize(const std::string& text, unsigned long long& bytes);
+// Throws "<culprit>: <what> needs N MiB, more than the memory limit of M MiB (--max-memory)"
+// when `bytes` exceed the limit.
+void RequireMemory(const std::string& culprit, unsigned long long bytes, const std::string& what);
 
 } // namespace zep6gl
