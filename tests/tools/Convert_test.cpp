@@ -12,6 +12,9 @@
 
 #include <GL/gl.h>
 #include <GL/glext.h>
+#include <ImfHeader.h>
+#include <ImfInputFile.h>
+#include <ImfRgbaFile.h>
 
 #include <ostream>
 
@@ -182,6 +185,31 @@ TEST_F(ConvertTest, FrameLargerThanOneTargetIsConvertedWithoutSeams) {
                 [&](long x, long y, int c) { return Value(picture, x, y, c); },
                 [&](double v) { return Tolerance(layout, v, 1); });
         }
+}
+
+// ---- OpenEXR luminance and chroma, and windows ---------------------------------------------------
+
+// A luminance/chroma file (Y, RY, BY, chroma at half resolution) is colour, not grey; and a
+// picture's data and display windows come through to an OpenEXR output.
+TEST_F(ConvertTest, LuminanceChromaIsColourAndWindowsAreKept) {
+    REQUIRE_OPENGL();
+    const Imath::Box2i display({0, 0}, {15, 11}), data({2, 4}, {9, 9});
+    const float colour[4] = {0.8f, 0.3f, 0.1f, 1.0f};
+    {
+        std::vector<Imf::Rgba> pixels(8 * 6, Imf::Rgba(colour[0], colour[1], colour[2], colour[3]));
+        Imf::RgbaOutputFile file(Path("yc.exr").c_str(), display, data, Imf::WRITE_YC);
+        file.setFrameBuffer(Imf::ComputeBasePointer(pixels.data(), data), 1, 8);
+        file.writePixels(6);
+    }
+    const Outcome outcome = Convert({Path("yc.exr"), Path("out.exr")});
+    ASSERT_EQ(outcome.status, 0) << outcome.errors;
+    Imf::InputFile out(Path("out.exr").c_str());
+    EXPECT_EQ(out.header().dataWindow(), data);
+    EXPECT_EQ(out.header().displayWindow(), display);
+    // Luminance and chroma are stored with rounded significands: 1 % is far from grey.
+    ExpectValues(
+        zep6gl::ReadImage(Path("out.exr")), 8, 6, [&](long, long, int c) { return colour[c]; },
+        [](double) { return 0.01; });
 }
 
 // ---- premultiplying -------------------------------------------------------------------------

@@ -295,7 +295,7 @@ int RunComposite(const std::vector<std::string>& args) {
             LibraryUse use;
             CompositeImages(front, &back, mask ? &*mask : nullptr, destination, a.mode, a.mix);
         }
-        WriteImage(a.out, destination);
+        WriteImage(a.out, destination, false, front.Windows());
         return 0;
     } catch (const UsageError& e) {
         std::fprintf(stderr, "zep6gl composite: %s\n", e.what());

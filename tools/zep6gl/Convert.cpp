@@ -282,7 +282,7 @@ int RunConvert(const std::vector<std::string>& args) {
         }
         if (!error.empty())
             throw std::runtime_error(options.in + ": " + error);
-        WriteImage(options.out, destination, IsFloat(layout));
+        WriteImage(options.out, destination, IsFloat(layout), source.Windows());
     } catch (const std::bad_alloc&) {
         std::fprintf(stderr, "zep6gl convert: %s: out of memory\n", options.in.c_str());
         return 1;

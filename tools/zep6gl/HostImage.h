@@ -33,6 +33,15 @@ private:
     std::size_t size_ = 0;
 };
 
+// Where an OpenEXR picture lies: its pixels are the data window, whose lower corner is given
+// here, inside the display window. Carried from a file read to a file written, so that a picture
+// keeps its place; absent for pictures that have none (PNG, pictures made by the tool).
+struct FileWindows {
+    bool present = false;
+    int dataX = 0, dataY = 0;
+    int displayMinX = 0, displayMinY = 0, displayMaxX = 0, displayMaxY = 0;
+};
+
 // A host frame as the tool hands it to the library: pixels it owns, with the description
 // (colour space, bit depth, white level, orientation) set by whoever made it.
 class HostImage : public XIImage {
@@ -56,6 +65,8 @@ public:
     bool IsBottomUp() const override { return bottomUp_; }
     void* GetNative() const override { return nullptr; }
 
+    const FileWindows& Windows() const { return windows_; }
+    void SetWindows(const FileWindows& windows) { windows_ = windows; }
     void SetRowBytes(long rowBytes) { rowBytes_ = rowBytes; }
     void SetBottomUp(bool bottomUp) { bottomUp_ = bottomUp; }
     unsigned char* Row(long y) { return pixels_.Data() + static_cast<std::size_t>(y) * rowBytes_; }
@@ -65,6 +76,7 @@ private:
     long colorSpace_, bitDepth_, whiteLevel_, width_, height_, rowBytes_;
     bool bottomUp_;
     PixelMemory pixels_;
+    FileWindows windows_;
 };
 
 // Names of the OpenGL enumerants the tool prints.

@@ -8,6 +8,7 @@
 #include <ImfHeader.h>
 #include <ImfInputFile.h>
 #include <ImfOutputFile.h>
+#include <ImfRgbaFile.h>
 #include <openexr.h>
 #include <half.h>
 #include <png.h>
@@ -17,6 +18,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csetjmp>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -439,6 +441,64 @@ std::string CheckExrHeader(const std::string& path) {
     return reason;
 }
 
+// Channels read as they are: R, G, B and A as floats (full precision), or a grey file's Y.
+void ReadChannels(Imf::InputFile& file, HostImage& image, const Imath::Box2i& window, bool grey) {
+    const long width = image.GetWidth();
+    // A frame buffer holds one slice per channel name, so a grey file's Y goes to red and is
+    // copied to green and blue afterwards. Slices address pixels by data-window coordinates; our
+    // first row is the window's top row.
+    Imf::FrameBuffer frame;
+    const char* names[4] = {grey ? "Y" : "R", "G", "B", "A"};
+    for (int c = 0; c < 4; ++c) {
+        if (grey && (c == 1 || c == 2))
+            continue;
+        frame.insert(names[c], Imf::Slice::Make(Imf::FLOAT, image.Row(0) + c * 4, window, 16,
+                                                static_cast<size_t>(width) * 16, 1, 1, c == 3 ? 1.0 : 0.0));
+    }
+    file.setFrameBuffer(frame);
+    // In strips, so that a file whose data ends early fails there, having written (and so taken
+    // memory for) only the rows before.
+    for (int y = window.min.y; y <= window.max.y; y += 256)
+        file.readPixels(y, std::min(window.max.y, y + 255));
+    if (grey) {
+        for (long y = 0; y < image.GetHeight(); ++y) {
+            unsigned char* pixel = image.Row(y);
+            for (long x = 0; x < width; ++x, pixel += 16) {
+                std::memcpy(pixel + 4, pixel, 4);
+                std::memcpy(pixel + 8, pixel, 4);
+            }
+        }
+    }
+}
+
+// Luminance and chroma (Y, RY, BY, usually with chroma at half resolution) are no picture until
+// OpenEXR's RGBA interface turns them into colour with the file's chromaticities; it yields half
+// floats, which is the precision such files store. Read in strips like the channels above.
+void ReadLuminanceChroma(const std::string& path, HostImage& image, const Imath::Box2i& window) {
+    Imf::RgbaInputFile file(path.c_str());
+    const long width = image.GetWidth();
+    constexpr int kStrip = 64;
+    std::vector<Imf::Rgba> strip(static_cast<size_t>(width) * kStrip);
+    for (int y0 = window.min.y; y0 <= window.max.y; y0 += kStrip) {
+        const int y1 = std::min(window.max.y, y0 + kStrip - 1);
+        file.setFrameBuffer(reinterpret_cast<Imf::Rgba*>(reinterpret_cast<std::uintptr_t>(strip.data()) -
+                                                         (static_cast<std::intptr_t>(y0) * width + window.min.x) *
+                                                             static_cast<std::intptr_t>(sizeof(Imf::Rgba))),
+                            1, static_cast<size_t>(width));
+        file.readPixels(y0, y1);
+        for (int y = y0; y <= y1; ++y) {
+            float* out = reinterpret_cast<float*>(image.Row(y - window.min.y));
+            const Imf::Rgba* in = strip.data() + static_cast<size_t>(y - y0) * width;
+            for (long x = 0; x < width; ++x) {
+                out[x * 4 + 0] = in[x].r;
+                out[x * 4 + 1] = in[x].g;
+                out[x * 4 + 2] = in[x].b;
+                out[x * 4 + 3] = in[x].a;
+            }
+        }
+    }
+}
+
 HostImage ReadExr(const std::string& path) {
     static const ExrLimits limits;
     std::string failure = CheckExrHeader(path);
@@ -453,34 +513,17 @@ HostImage ReadExr(const std::string& path) {
             RequireMemory(path, static_cast<unsigned long long>(width) * height * 16,
                           "a " + std::to_string(width) + " x " + std::to_string(height) + " picture");
             const Imf::ChannelList& channels = file.header().channels();
-            const bool grey = !channels.findChannel("R") && channels.findChannel("Y");
+            if (!channels.findChannel("R") && !channels.findChannel("G") && !channels.findChannel("B") &&
+                !channels.findChannel("Y") && !channels.findChannel("A"))
+                Fail(path, "bad OpenEXR: none of the channels R, G, B, Y or A");
             HostImage image(OGL_ZEP6_AE::FourCC("RGBA"), 128, 1, width, height, 0, false);
-            // A frame buffer holds one slice per channel name, so a grey file's Y goes to red
-            // and is copied to green and blue afterwards. Slices address pixels by data-window
-            // coordinates; our first row is the window's top row.
-            Imf::FrameBuffer frame;
-            const char* names[4] = {grey ? "Y" : "R", "G", "B", "A"};
-            for (int c = 0; c < 4; ++c) {
-                if (grey && (c == 1 || c == 2))
-                    continue;
-                frame.insert(names[c],
-                             Imf::Slice::Make(Imf::FLOAT, image.Row(0) + c * 4, window, 16,
-                                              static_cast<size_t>(width) * 16, 1, 1, c == 3 ? 1.0 : 0.0));
-            }
-            file.setFrameBuffer(frame);
-            // In strips, so that a file whose data ends early fails there, having written (and so
-            // taken memory for) only the rows before.
-            for (int y = window.min.y; y <= window.max.y; y += 256)
-                file.readPixels(y, std::min(window.max.y, y + 255));
-            if (grey) {
-                for (long y = 0; y < height; ++y) {
-                    unsigned char* pixel = image.Row(y);
-                    for (long x = 0; x < width; ++x, pixel += 16) {
-                        std::memcpy(pixel + 4, pixel, 4);
-                        std::memcpy(pixel + 8, pixel, 4);
-                    }
-                }
-            }
+            const Imath::Box2i display = file.header().displayWindow();
+            image.SetWindows({true, window.min.x, window.min.y, display.min.x, display.min.y, display.max.x,
+                              display.max.y});
+            if (channels.findChannel("RY") || channels.findChannel("BY"))
+                ReadLuminanceChroma(path, image, window);
+            else
+                ReadChannels(file, image, window, !channels.findChannel("R") && channels.findChannel("Y"));
             return image;
         } catch (const FileError&) {
             throw;
@@ -495,14 +538,21 @@ HostImage ReadExr(const std::string& path) {
 
 // Written in strips of rows converted as they go, so that writing holds one strip beside the
 // image.
-void WriteExr(const std::string& path, const XIImage& image, const Layout& layout, bool floatChannels) {
+void WriteExr(const std::string& path, const XIImage& image, const Layout& layout, bool floatChannels,
+              const FileWindows& windows) {
     const int width = static_cast<int>(image.GetWidth()), height = static_cast<int>(image.GetHeight());
     constexpr int kStrip = 64;
     std::vector<float> floats(floatChannels ? static_cast<size_t>(width) * 4 * kStrip : 0);
     std::vector<half> halves(floatChannels ? 0 : static_cast<size_t>(width) * 4 * kStrip);
     TemporaryFile temporary(path);
     try {
-        Imf::Header header(width, height);
+        const bool placed = windows.present;
+        const Imath::V2i origin = placed ? Imath::V2i(windows.dataX, windows.dataY) : Imath::V2i(0, 0);
+        const Imath::Box2i data(origin, origin + Imath::V2i(width - 1, height - 1));
+        const Imath::Box2i display = placed ? Imath::Box2i({windows.displayMinX, windows.displayMinY},
+                                                           {windows.displayMaxX, windows.displayMaxY})
+                                            : data;
+        Imf::Header header(display, data);
         const Imf::PixelType type = floatChannels ? Imf::FLOAT : Imf::HALF;
         const size_t size = floatChannels ? sizeof(float) : sizeof(half);
         char* base = floatChannels ? reinterpret_cast<char*>(floats.data()) : reinterpret_cast<char*>(halves.data());
@@ -521,7 +571,7 @@ void WriteExr(const std::string& path, const XIImage& image, const Layout& layou
             // The strip's slices address its rows by their place in the picture.
             Imf::FrameBuffer frame;
             for (int c = 0; c < 4; ++c)
-                frame.insert(names[c], Imf::Slice::Make(type, base + c * size, Imath::V2i(0, y0), width, rows,
+                frame.insert(names[c], Imf::Slice::Make(type, base + c * size, origin + Imath::V2i(0, y0), width, rows,
                                                         4 * size, 4 * size * width));
             file.setFrameBuffer(frame);
             file.writePixels(rows);
@@ -626,7 +676,7 @@ HostImage ReadImage(const std::string& path) {
     }
 }
 
-void WriteImage(const std::string& path, const XIImage& image, bool floatChannels) {
+void WriteImage(const std::string& path, const XIImage& image, bool floatChannels, const FileWindows& windows) {
     const Layout layout = LayoutOf(path, image);
     const bool isFloat = layout.channel == Channel::Float || layout.channel == Channel::Half;
     const std::string extension = Extension(path);
@@ -638,7 +688,7 @@ void WriteImage(const std::string& path, const XIImage& image, bool floatChannel
         } else if (extension == ".exr") {
             if (!isFloat)
                 Fail(path, "integer pixels need a .png file");
-            WriteExr(path, image, layout, floatChannels);
+            WriteExr(path, image, layout, floatChannels, windows);
         } else {
             Fail(path, "unknown file extension (use .png or .exr)");
         }

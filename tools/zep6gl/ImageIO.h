@@ -19,9 +19,12 @@ HostImage ReadImage(const std::string& path);
 // data goes to PNG of the same depth, 16-bit values as value * 65535 / white level, rounded and
 // clamped (data the library passes to OpenGL as signed shorts clamps at black); float data goes
 // to OpenEXR (half channels unless `floatChannels`). The format follows the extension (".png" or
-// ".exr"); a float image cannot go to PNG nor an integer one to EXR. The file appears only when
-// it is complete: it is written beside its place under a temporary name and renamed at the end.
-void WriteImage(const std::string& path, const XIImage& image, bool floatChannels = false);
+// ".exr"); a float image cannot go to PNG nor an integer one to EXR. OpenEXR files get the
+// windows given, when present and of the image's size, else a data and display window of the
+// image at the origin. The file appears only when it is complete: it is written beside its
+// place under a temporary name and renamed at the end.
+void WriteImage(const std::string& path, const XIImage& image, bool floatChannels = false,
+                const FileWindows& windows = {});
 
 // Every failure of the two functions above throws std::runtime_error with one line naming the
 // file and the reason; running out of memory included.
