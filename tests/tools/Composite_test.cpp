@@ -63,7 +63,7 @@ TEST(ApplyModeNames, AnythingElseIsRejected) {
 
 TEST(ModesCommand, ListsEveryModeOncePerLineInOrder) {
     ::testing::internal::CaptureStdout();
-    ASSERT_EQ(zep6gl::RunModes({}), 0);
+    ASSERT_EQ(zep6gl::Run("modes", {}), 0);
     const std::vector<std::string> lines = Lines(::testing::internal::GetCapturedStdout());
     ASSERT_EQ(lines.size(), 49u);
     for (int mode = 0; mode < 49; ++mode) {
@@ -75,7 +75,7 @@ TEST(ModesCommand, ListsEveryModeOncePerLineInOrder) {
         EXPECT_EQ(zep6gl::ParseApplyMode(name), mode) << lines[mode];
         EXPECT_TRUE(rest.empty()) << lines[mode];
     }
-    ExpectOneLineNaming(RunCommand(zep6gl::RunModes, {"--all"}), "--all");
+    ExpectOneLineNaming(RunCommand("modes", {"--all"}), "--all");
 }
 
 // ---- the command ----------------------------------------------------------------------------
@@ -87,7 +87,7 @@ protected:
         for (std::string& a : args)
             if (a.rfind("@", 0) == 0)
                 a = Path(a.substr(1));
-        return RunCommand(zep6gl::RunComposite, args);
+        return RunCommand("composite", args);
     }
 };
 
@@ -127,7 +127,7 @@ TEST_F(CompositeCommand, BadArgumentsAndFilesAreNamedAndWriteNothing) {
         {{"--mode", "over", "@front.png", "@back.png", "@out.png", "--mask"}, "--mask"},
         {{"--mode", "over", "--blend", "@front.png", "@back.png", "@out.png"}, "--blend"},
         {{"--mode", "over", "@front.png", "@out.png"}, "FRONT BACK OUT"},
-        {{"--mode", "over", "@front.png", "@back.png", "@out.png", "@extra.png"}, "FRONT BACK OUT"},
+        {{"--mode", "over", "@front.png", "@back.png", "@out.png", "@extra.png"}, "extra.png"},
         {{"--mode", "over", "@missing.png", "@back.png", "@out.png"}, "missing.png"},
         {{"--mode", "over", "@front.png", "@text.png", "@out.png"}, "text.png"},
         {{"--mode", "over", "@front.png", "@back.png", "@out.png", "--mask", "@missing.png"}, "missing.png"},

@@ -103,7 +103,7 @@ double Representable(const Layout& layout, double v) {
 class ConvertTest : public ToolTest {
 protected:
     static Outcome Convert(const std::vector<std::string>& args) {
-        return RunCommand(zep6gl::RunConvert, args);
+        return RunCommand("convert", args);
     }
 
     // Converts `in` to `out` in `layout`, bottom-up or top-down; the run must succeed.

@@ -105,8 +105,8 @@ class DemoCommand : public ToolTest {};
 TEST_F(DemoCommand, RefusesAnOutputFolderThatIsAFileOrASecondOneWithOneLine) {
     Store(Path("taken"), "x");
     const std::vector<std::string> before = Files();
-    ExpectOneLineNaming(RunCommand(zep6gl::RunDemo, {Path("taken")}), Path("taken"));
-    ExpectOneLineNaming(RunCommand(zep6gl::RunDemo, {Path("a"), Path("b")}), Path("b"));
+    ExpectOneLineNaming(RunCommand("demo", {Path("taken")}), Path("taken"));
+    ExpectOneLineNaming(RunCommand("demo", {Path("a"), Path("b")}), Path("b"));
     EXPECT_EQ(Files(), before);
 }
 
@@ -114,7 +114,7 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
     REQUIRE_OPENGL();
     const fs::path out = dir_ / "nested" / "out";
     ::testing::internal::CaptureStdout();
-    ASSERT_EQ(zep6gl::RunDemo({out.string()}), 0);
+    ASSERT_EQ(zep6gl::Run("demo", {out.string()}), 0);
     const std::string printed = ::testing::internal::GetCapturedStdout();
 
     std::set<std::string> expected = {"front.png", "back.png", "contact-sheet.png"};

@@ -26,7 +26,11 @@
 #include <optional>
 #include <string>
 #include <vector>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+extern char** environ;
 
 namespace zep6gltest {
 
@@ -89,11 +93,52 @@ struct Outcome {
 };
 
 // Runs a subcommand, keeping what it wrote to the error stream.
-inline Outcome RunCommand(int (*command)(const std::vector<std::string>&),
-                          const std::vector<std::string>& args) {
+inline Outcome RunCommand(const std::string& command, const std::vector<std::string>& args) {
     ::testing::internal::CaptureStderr();
-    const int status = command(args);
+    const int status = zep6gl::Run(command, args);
     return {status, ::testing::internal::GetCapturedStderr()};
+}
+
+// A run of the built tool as its own process: exit status (128 + the signal when one ended it),
+// what it printed, and its peak resident memory.
+struct ToolRun {
+    int status;
+    std::string out, errors;
+    long peakKiB;
+};
+
+inline ToolRun RunTool(const std::vector<std::string>& args, const std::vector<std::string>& environment = {}) {
+    char outName[] = "/tmp/zep6gl-stdout-XXXXXX", errName[] = "/tmp/zep6gl-stderr-XXXXXX";
+    const int out = ::mkstemp(outName), err = ::mkstemp(errName);
+    std::vector<std::string> strings = {ZEP6GL_BINARY};
+    strings.insert(strings.end(), args.begin(), args.end());
+    std::vector<char*> argv, envp;
+    for (std::string& s : strings)
+        argv.push_back(s.data());
+    argv.push_back(nullptr);
+    std::vector<std::string> env(environment);
+    for (char** e = environ; *e; ++e)
+        env.push_back(*e);
+    for (std::string& s : env)
+        envp.push_back(s.data());
+    envp.push_back(nullptr);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::dup2(out, 1);
+        ::dup2(err, 2);
+        ::execve(argv[0], argv.data(), envp.data());
+        ::_exit(127);
+    }
+    int status = 0;
+    struct rusage usage {};
+    ::wait4(pid, &status, 0, &usage);
+    ::close(out);
+    ::close(err);
+    ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), Contents(outName),
+                Contents(errName), usage.ru_maxrss};
+    ::unlink(outName);
+    ::unlink(errName);
+    return run;
 }
 
 // A failure report: a non-zero status and exactly one line, which names `culprit`.
