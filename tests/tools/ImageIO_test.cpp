@@ -20,6 +20,8 @@
 #include <array>
 #include <map>
 #include <random>
+#include <csignal>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace zep6gltest {
@@ -638,29 +640,87 @@ TEST_F(ImageIOTest, FailedWritesLeaveNoFile) {
     EXPECT_FALSE(fs::exists("/proc/zep6gl-out.png"));
 }
 
-// The output replaces an existing file and gets the permissions of any new file (0666 less the
-// umask), not those of a private temporary.
-TEST_F(ImageIOTest, OutputReplacesOldFileWithOrdinaryPermissions) {
-    const mode_t saved = ::umask(022);
-    zep6gl::WriteImage(Path("out.png"), MakeImage(kRgba, kDepth8, 4, 4));
-    zep6gl::WriteImage(Path("out.png"), MakeImage(kRgba, kDepth16, 5, 3));
-    zep6gl::WriteImage(Path("out.exr"), MakeImage(kRgba, kDepthFloat, 2, 2));
-    ::umask(077);
-    zep6gl::WriteImage(Path("private.png"), MakeImage(kRgba, kDepth8, 4, 4));
-    ::umask(saved);
-
-    const HostImage back = zep6gl::ReadImage(Path("out.png"));
-    EXPECT_EQ(back.GetWidth(), 5);
-    EXPECT_EQ(back.GetBitDepth(), 64);
-    auto permissions = [&](const char* name) {
+// The output is written as writing in place does: a new file gets the permissions of any new
+// file (0666 less the umask), an existing one keeps its mode, a symbolic link keeps pointing at
+// its target, which receives the picture; no write permission on the folder is needed, and a
+// name of 255 bytes works. A read-only output is refused and keeps its content.
+TEST_F(ImageIOTest, OutputIsWrittenInPlace) {
+    const HostImage picture = MakeImage(kRgba, kDepth8, 4, 4);
+    zep6gl::WriteImage(Path("reference.png"), picture);
+    const std::string reference = Contents(Path("reference.png"));
+    auto mode = [&](const std::string& name) {
         struct stat info {};
-        EXPECT_EQ(::stat(Path(name).c_str(), &info), 0) << name;
-        return info.st_mode & 0777;
+        EXPECT_EQ(::lstat(Path(name).c_str(), &info), 0) << name;
+        return info.st_mode;
     };
-    EXPECT_EQ(permissions("out.png"), 0644u);
-    EXPECT_EQ(permissions("out.exr"), 0644u);
-    EXPECT_EQ(permissions("private.png"), 0600u);
-    EXPECT_EQ(Files(), (std::vector<std::string>{"out.exr", "out.png", "private.png"}));
+    const std::string longName = std::string(251, 'n') + ".png";
+    const struct {
+        std::string name;           // written through this name
+        std::function<void()> make; // what is there before
+        mode_t umask;
+        std::string wrote;          // the file that must then hold the picture
+        mode_t wantMode;
+    } cases[] = {
+        {"new.png", [] {}, 022, "new.png", 0644},
+        {"private.png", [] {}, 077, "private.png", 0600},
+        {"kept-mode.png", [&] { Store(Path("kept-mode.png"), "old"); fs::permissions(Path("kept-mode.png"), fs::perms(0640)); },
+         022, "kept-mode.png", 0640},
+        {"link.png", [&] { Store(Path("target.png"), "old"); fs::create_symlink("target.png", Path("link.png")); }, 022,
+         "target.png", 0644},
+        {"folder/in-read-only.png",
+         [&] {
+             fs::create_directory(Path("folder"));
+             Store(Path("folder/in-read-only.png"), "old");
+             fs::permissions(Path("folder"), fs::perms(0555));
+         },
+         022, "folder/in-read-only.png", 0644},
+        {longName, [] {}, 022, longName, 0644},
+    };
+    for (const auto& k : cases) {
+        SCOPED_TRACE(k.name.substr(0, 40));
+        k.make();
+        const mode_t saved = ::umask(k.umask);
+        zep6gl::WriteImage(Path(k.name), picture);
+        ::umask(saved);
+        EXPECT_TRUE(Contents(Path(k.wrote)) == reference);
+        EXPECT_EQ(mode(k.wrote) & 07777, k.wantMode);
+        if (k.name != k.wrote) {
+            EXPECT_TRUE(S_ISLNK(mode(k.name))) << "the link must stay a link";
+        }
+    }
+    fs::permissions(Path("folder"), fs::perms(0755));
+
+    Store(Path("read-only.png"), "keep");
+    fs::permissions(Path("read-only.png"), fs::perms(0444));
+    const std::string text = ErrorOf([&] { zep6gl::WriteImage(Path("read-only.png"), picture); });
+    EXPECT_EQ(text, Path("read-only.png") + ": cannot write: the file is read-only");
+    EXPECT_EQ(Contents(Path("read-only.png")), "keep");
+}
+
+// A write that fails part way (here the file-size limit, as a full disk would) removes what it
+// wrote, whether the output was new or replaced an old file.
+TEST_F(ImageIOTest, WriteFailingPartWayLeavesNoOutput) {
+    HostImage noise(FourCC("RGBA"), 32, 255, 200, 200, 0, false);
+    std::mt19937 random(3);
+    for (long y = 0; y < 200; ++y)
+        for (long x = 0; x < 800; ++x)
+            noise.Row(y)[x] = static_cast<unsigned char>(random());
+    Store(Path("old.png"), "old");
+    struct rlimit saved {};
+    ::getrlimit(RLIMIT_FSIZE, &saved);
+    struct rlimit small = saved;
+    small.rlim_cur = 20000;
+    const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    for (const char* name : {"new.png", "old.png", "new.exr"}) {
+        const std::string text = ErrorOf([&] {
+            zep6gl::WriteImage(Path(name), name[4] == 'e' ? MakeImage(kRgba, kDepthFloat, 200, 200) : noise, true);
+        });
+        EXPECT_EQ(text.rfind(Path(name) + ": cannot write: ", 0), 0u) << text;
+    }
+    ::setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, previous);
+    EXPECT_TRUE(Files().empty()) << ::testing::PrintToString(Files());
 }
 
 } // namespace

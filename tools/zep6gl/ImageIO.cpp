@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csetjmp>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -26,6 +27,7 @@
 #include <memory>
 #include <stdexcept>
 #include <new>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -167,45 +169,123 @@ template <typename T> void FloatRow(const XIImage& image, const Layout& layout, 
     }
 }
 
-// ---- writing through a temporary file --------------------------------------------------------
+// ---- the output file ------------------------------------------------------------------------
 
-// A temporary file beside the destination (so that the rename stays within one file system)
-// that is removed unless Commit() renames it into place. It is made with the permissions an
-// ordinary new file gets (0666 less the umask), since it becomes the output file.
-class TemporaryFile {
+// The output is written in place, as any program writing a file does: opened (following a
+// symbolic link to its target) and truncated, or made with the permissions of a new file (0666
+// less the umask). So an existing output keeps its mode, owner and links, a link's target is
+// what gets written, no write permission on the folder is needed, and a name of any legal length
+// works. Writing through a temporary file and renaming it would lose all four. What that costs:
+// a file is not complete until the end. So on any failure, and on an interruption by SIGINT,
+// SIGTERM or SIGHUP while writing, what was written is removed (truncated, then unlinked): a
+// failed write leaves no output, not even the old file, which a half-written one would replace
+// no better. Checks that can fail (format, extension, layout) all come before the file is
+// opened, and leave an existing output untouched.
+//
+// A read-only output is refused: one the process may not write, and, since root may write
+// anything, one that carries no write permission at all: marking it read-only says "keep".
+
+char gWriting[4096]; // the file being written, for the signal handler; empty when none
+
+extern "C" void RemovePartialOutput(int signal) {
+    if (gWriting[0])
+        unlink(gWriting);
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+class OutputFile {
 public:
-    explicit TemporaryFile(const std::string& path) : destination_(path) {
-        static unsigned serial = 0;
-        for (int attempt = 0;; ++attempt) {
-            std::string name = path + ".tmp-" + std::to_string(getpid()) + "-" + std::to_string(++serial);
-            const int fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-            if (fd >= 0) {
-                close(fd);
-                name_ = std::move(name);
-                return;
-            }
-            if (errno != EEXIST || attempt == 100)
-                Fail(path, std::string("cannot write: ") + std::strerror(errno));
+    explicit OutputFile(const std::string& path) : path_(path) {
+        struct stat existing {};
+        if (stat(path.c_str(), &existing) == 0 && S_ISREG(existing.st_mode) &&
+            (access(path.c_str(), W_OK) != 0 || (existing.st_mode & 0222) == 0))
+            Fail(path, "cannot write: the file is read-only");
+        const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        if (fd < 0)
+            Fail(path, std::string("cannot write: ") + std::strerror(errno));
+        struct stat opened {};
+        char* real = fstat(fd, &opened) == 0 && S_ISREG(opened.st_mode) ? realpath(path.c_str(), nullptr) : nullptr;
+        if (real && std::strlen(real) < sizeof gWriting) {
+            real_ = real;
+            std::memcpy(gWriting, real, real_.size() + 1);
+            for (int signal : {SIGINT, SIGTERM, SIGHUP})
+                previous_.push_back(std::signal(signal, RemovePartialOutput));
+        }
+        std::free(real);
+        file_ = fdopen(fd, "wb");
+        if (!file_) {
+            close(fd);
+            Remove();
+            Fail(path, std::string("cannot write: ") + std::strerror(errno));
         }
     }
-    ~TemporaryFile() {
-        if (!name_.empty())
-            std::remove(name_.c_str());
+    ~OutputFile() {
+        if (file_) {
+            std::fclose(file_);
+            Remove();
+        }
     }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    const std::string& Name() const { return name_; }
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    std::FILE* Stream() const { return file_; }
+
+    // Closes the file; a full disk may show only here.
     void Commit() {
-        std::error_code error;
-        std::filesystem::rename(name_, destination_, error);
-        if (error)
-            Fail(destination_, "cannot write: " + error.message());
-        name_.clear();
+        const bool written = std::fflush(file_) == 0 && !std::ferror(file_);
+        const int error = errno;
+        const bool closed = std::fclose(file_) == 0;
+        file_ = nullptr;
+        if (!written || !closed) {
+            Remove();
+            Fail(path_, std::string("cannot write: ") + std::strerror(written ? errno : error));
+        }
+        Forget();
     }
 
 private:
-    std::string destination_;
-    std::string name_;
+    // A regular file made or truncated here goes; anything else (a device) is left alone.
+    void Remove() {
+        if (!real_.empty()) {
+            truncate(real_.c_str(), 0);
+            unlink(real_.c_str());
+        }
+        Forget();
+    }
+    void Forget() {
+        if (!real_.empty()) {
+            gWriting[0] = '\0';
+            const int signals[] = {SIGINT, SIGTERM, SIGHUP};
+            for (std::size_t i = 0; i < previous_.size(); ++i)
+                std::signal(signals[i], previous_[i]);
+            previous_.clear();
+            real_.clear();
+        }
+    }
+
+    std::string path_;
+    std::string real_; // the regular file written, with links resolved
+    std::FILE* file_ = nullptr;
+    std::vector<void (*)(int)> previous_;
+};
+
+// OpenEXR writes through this into the output file.
+class ExrStream : public Imf::OStream {
+public:
+    ExrStream(std::FILE* file, const std::string& path) : Imf::OStream(path.c_str()), file_(file) {}
+    void write(const char c[], int n) override {
+        if (std::fwrite(c, 1, static_cast<size_t>(n), file_) != static_cast<size_t>(n))
+            throw std::runtime_error(std::strerror(errno));
+    }
+    uint64_t tellp() override { return static_cast<uint64_t>(ftello(file_)); }
+    void seekp(uint64_t position) override {
+        if (fseeko(file_, static_cast<off_t>(position), SEEK_SET) != 0)
+            throw std::runtime_error(std::strerror(errno));
+    }
+
+private:
+    std::FILE* file_;
 };
 
 // ---- PNG ------------------------------------------------------------------------------------
@@ -273,20 +353,13 @@ void WritePng(const std::string& path, const XIImage& image, const Layout& layou
     std::vector<png_byte> row(static_cast<size_t>(width) * 4 * (bits / 8));
     const PngRowSource source{FillIntegerRow, &image, &layout, row.data()};
 
-    TemporaryFile temporary(path);
-    std::FILE* file = std::fopen(temporary.Name().c_str(), "wb");
-    if (!file)
-        Fail(path, std::string("cannot write: ") + std::strerror(errno));
+    OutputFile output(path);
     PngError error{};
-    const char* failure = WritePngRows(file, width, height, bits, &source, &error);
-    const int writeErrno = errno;
-    const bool closed = std::fclose(file) == 0; // a full disk may show only here
+    const char* failure = WritePngRows(output.Stream(), width, height, bits, &source, &error);
     if (failure)
         Fail(path, std::string("cannot write: ") +
-                       (std::strcmp(failure, "Write Error") == 0 ? std::strerror(writeErrno) : failure));
-    if (!closed)
-        Fail(path, std::string("cannot write: ") + std::strerror(errno));
-    temporary.Commit();
+                       (std::strcmp(failure, "Write Error") == 0 ? std::strerror(errno) : failure));
+    output.Commit();
 }
 
 // libpng reads through this so that a file that ends early is told apart from a damaged one.
@@ -544,7 +617,7 @@ void WriteExr(const std::string& path, const XIImage& image, const Layout& layou
     constexpr int kStrip = 64;
     std::vector<float> floats(floatChannels ? static_cast<size_t>(width) * 4 * kStrip : 0);
     std::vector<half> halves(floatChannels ? 0 : static_cast<size_t>(width) * 4 * kStrip);
-    TemporaryFile temporary(path);
+    OutputFile output(path);
     try {
         const bool placed = windows.present;
         const Imath::V2i origin = placed ? Imath::V2i(windows.dataX, windows.dataY) : Imath::V2i(0, 0);
@@ -559,7 +632,8 @@ void WriteExr(const std::string& path, const XIImage& image, const Layout& layou
         const char* names[4] = {"R", "G", "B", "A"};
         for (int c = 0; c < 4; ++c)
             header.channels().insert(names[c], Imf::Channel(type));
-        Imf::OutputFile file(temporary.Name().c_str(), header);
+        ExrStream stream(output.Stream(), path);
+        Imf::OutputFile file(stream, header);
         for (int y0 = 0; y0 < height; y0 += kStrip) {
             const int rows = std::min(kStrip, height - y0);
             for (int r = 0; r < rows; ++r) {
@@ -581,7 +655,7 @@ void WriteExr(const std::string& path, const XIImage& image, const Layout& layou
     } catch (const std::exception& e) {
         Fail(path, std::string("cannot write: ") + e.what());
     }
-    temporary.Commit();
+    output.Commit();
 }
 
 std::string Extension(const std::string& path) {

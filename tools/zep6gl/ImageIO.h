@@ -21,8 +21,9 @@ HostImage ReadImage(const std::string& path);
 // to OpenEXR (half channels unless `floatChannels`). The format follows the extension (".png" or
 // ".exr"); a float image cannot go to PNG nor an integer one to EXR. OpenEXR files get the
 // windows given, when present and of the image's size, else a data and display window of the
-// image at the origin. The file appears only when it is complete: it is written beside its
-// place under a temporary name and renamed at the end.
+// image at the origin. The file is written in place, as a program writing a file does (an existing
+// one keeps its mode, a symbolic link's target is written), a read-only output is refused, and a
+// failed or interrupted write leaves no output file.
 void WriteImage(const std::string& path, const XIImage& image, bool floatChannels = false,
                 const FileWindows& windows = {});
 
