@@ -22,6 +22,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
+#include <set>
 #include <iterator>
 #include <optional>
 #include <string>
