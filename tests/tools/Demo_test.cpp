@@ -102,14 +102,6 @@ TEST(BitmapFont, DrawsWhereAskedInEveryLayoutAndRowOrderAndClipsAtTheEdges) {
 
 class DemoCommand : public ToolTest {};
 
-TEST_F(DemoCommand, RefusesAnOutputFolderThatIsAFileOrASecondOneWithOneLine) {
-    Store(Path("taken"), "x");
-    const std::vector<std::string> before = Files();
-    ExpectOneLineNaming(RunCommand("demo", {Path("taken")}), Path("taken"));
-    ExpectOneLineNaming(RunCommand("demo", {Path("a"), Path("b")}), Path("b"));
-    EXPECT_EQ(Files(), before);
-}
-
 TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
     REQUIRE_OPENGL();
     const fs::path out = dir_ / "nested" / "out";

@@ -28,7 +28,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -102,7 +101,8 @@ inline Outcome RunCommand(const std::string& command, const std::vector<std::str
 }
 
 // A run of the built tool as its own process: exit status (128 + the signal when one ended it),
-// what it printed, and its peak resident memory.
+// what it printed, and its peak resident memory. The peak is measured by /usr/bin/time: a child
+// forked from this process would count this process's own pages in its peak.
 struct ToolRun {
     int status;
     std::string out, errors;
@@ -110,9 +110,11 @@ struct ToolRun {
 };
 
 inline ToolRun RunTool(const std::vector<std::string>& args, const std::vector<std::string>& environment = {}) {
-    char outName[] = "/tmp/zep6gl-stdout-XXXXXX", errName[] = "/tmp/zep6gl-stderr-XXXXXX";
+    char outName[] = "/tmp/zep6gl-stdout-XXXXXX", errName[] = "/tmp/zep6gl-stderr-XXXXXX",
+         peakName[] = "/tmp/zep6gl-peak-XXXXXX";
     const int out = ::mkstemp(outName), err = ::mkstemp(errName);
-    std::vector<std::string> strings = {ZEP6GL_BINARY};
+    ::close(::mkstemp(peakName));
+    std::vector<std::string> strings = {"/usr/bin/time", "-f", "%M", "-o", peakName, ZEP6GL_BINARY};
     strings.insert(strings.end(), args.begin(), args.end());
     std::vector<char*> argv, envp;
     for (std::string& s : strings)
@@ -132,14 +134,17 @@ inline ToolRun RunTool(const std::vector<std::string>& args, const std::vector<s
         ::_exit(127);
     }
     int status = 0;
-    struct rusage usage {};
-    ::wait4(pid, &status, 0, &usage);
+    ::waitpid(pid, &status, 0);
     ::close(out);
     ::close(err);
+    // time exits with the tool's status, or 128 + the signal that ended it, and writes the peak
+    // as the last line of its file (after a note about the signal, if any).
+    const std::string peak = Contents(peakName);
+    const std::size_t line = peak.find_last_of('\n', peak.size() >= 2 ? peak.size() - 2 : 0);
     ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), Contents(outName),
-                Contents(errName), usage.ru_maxrss};
-    ::unlink(outName);
-    ::unlink(errName);
+                Contents(errName), std::atol(peak.c_str() + (line == std::string::npos ? 0 : line + 1))};
+    for (const char* name : {outName, errName, peakName})
+        ::unlink(name);
     return run;
 }
 
