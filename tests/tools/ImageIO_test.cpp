@@ -467,7 +467,8 @@ template <typename Action> std::string ErrorOf(Action action) {
 }
 
 // A picture whose pixels would need more than --max-memory is refused, naming the file, before
-// any row is read; sizes parse as bytes or with a binary unit.
+// any row is read, and running out of memory names the file too; sizes parse as bytes or with a
+// binary unit.
 TEST_F(ImageIOTest, PicturesBeyondTheMemoryLimitAreRefused) {
     zep6gl::WriteImage(Path("big.png"), MakeImage(kRgba, kDepth8, 600, 500));
     zep6gl::WriteImage(Path("big.exr"), MakeImage(kRgba, kDepthFloat, 300, 250));
@@ -479,6 +480,30 @@ TEST_F(ImageIOTest, PicturesBeyondTheMemoryLimitAreRefused) {
                             " picture needs 2 MiB, more than the memory limit of 1 MiB (--max-memory)");
     }
     zep6gl::SetMemoryLimit(saved);
+
+#ifndef __SANITIZE_ADDRESS__ // the address sanitizer needs far more address space than any limit
+    // Out of memory (here: an address-space limit just above what the process uses) is one line
+    // naming the file as well.
+    zep6gl::WriteImage(Path("large.png"), HostImage(FourCC("RGBA"), 32, 255, 3000, 3000, 0, false));
+    std::ifstream status("/proc/self/status");
+    unsigned long long usedKiB = 0;
+    for (std::string line; std::getline(status, line);)
+        if (line.rfind("VmSize:", 0) == 0)
+            usedKiB = std::stoull(line.substr(7));
+    struct rlimit limit {}, tight {};
+    ::getrlimit(RLIMIT_AS, &limit);
+    tight = limit;
+    tight.rlim_cur = (usedKiB + (16 << 10)) << 10;
+    ::setrlimit(RLIMIT_AS, &tight);
+    std::string text;
+    try {
+        zep6gl::ReadImage(Path("large.png"));
+    } catch (const std::exception& e) {
+        text = e.what();
+    }
+    ::setrlimit(RLIMIT_AS, &limit);
+    EXPECT_EQ(text, Path("large.png") + ": out of memory");
+#endif
 
     const std::pair<const char*, unsigned long long> sizes[] = {
         {"1048576", 1048576}, {"512M", 512ull << 20}, {"4G", 4ull << 30}, {"64k", 64 << 10},
