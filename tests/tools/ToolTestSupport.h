@@ -31,8 +31,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-extern char** environ;
-
 namespace zep6gltest {
 
 namespace fs = std::filesystem;
@@ -100,51 +98,29 @@ inline Outcome RunCommand(const std::string& command, const std::vector<std::str
     return {status, ::testing::internal::GetCapturedStderr()};
 }
 
-// A run of the built tool as its own process: exit status (128 + the signal when one ended it),
-// what it printed, and its peak resident memory. The peak is measured by /usr/bin/time: a child
-// forked from this process would count this process's own pages in its peak.
+// A run of the built tool as its own process, under /usr/bin/time for its peak resident memory
+// (a child forked from this process would count this process's pages in its own peak): exit
+// status (128 + the signal that ended it), what it printed, the peak. `environment`: NAME=VALUE.
 struct ToolRun {
     int status;
     std::string out, errors;
     long peakKiB;
 };
 
-inline ToolRun RunTool(const std::vector<std::string>& args, const std::vector<std::string>& environment = {}) {
-    char outName[] = "/tmp/zep6gl-stdout-XXXXXX", errName[] = "/tmp/zep6gl-stderr-XXXXXX",
-         peakName[] = "/tmp/zep6gl-peak-XXXXXX";
-    const int out = ::mkstemp(outName), err = ::mkstemp(errName);
-    ::close(::mkstemp(peakName));
-    std::vector<std::string> strings = {"/usr/bin/time", "-f", "%M", "-o", peakName, ZEP6GL_BINARY};
-    strings.insert(strings.end(), args.begin(), args.end());
-    std::vector<char*> argv, envp;
-    for (std::string& s : strings)
-        argv.push_back(s.data());
-    argv.push_back(nullptr);
-    std::vector<std::string> env(environment);
-    for (char** e = environ; *e; ++e)
-        env.push_back(*e);
-    for (std::string& s : env)
-        envp.push_back(s.data());
-    envp.push_back(nullptr);
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::dup2(out, 1);
-        ::dup2(err, 2);
-        ::execve(argv[0], argv.data(), envp.data());
-        ::_exit(127);
+inline ToolRun RunTool(const std::vector<std::string>& args, const std::string& environment = "") {
+    const std::string base = fs::temp_directory_path() / ("zep6gl-run-" + std::to_string(::getpid()));
+    std::string command = "env " + environment + " /usr/bin/time -q -f %M -o " + base + ".peak " ZEP6GL_BINARY;
+    for (const std::string& a : args) {
+        std::string quoted = "'";
+        for (char c : a)
+            quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        command += " " + quoted + "'";
     }
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-    ::close(out);
-    ::close(err);
-    // time exits with the tool's status, or 128 + the signal that ended it, and writes the peak
-    // as the last line of its file (after a note about the signal, if any).
-    const std::string peak = Contents(peakName);
-    const std::size_t line = peak.find_last_of('\n', peak.size() >= 2 ? peak.size() - 2 : 0);
-    ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), Contents(outName),
-                Contents(errName), std::atol(peak.c_str() + (line == std::string::npos ? 0 : line + 1))};
-    for (const char* name : {outName, errName, peakName})
-        ::unlink(name);
+    const int status = std::system((command + " >" + base + ".out 2>" + base + ".err").c_str());
+    ToolRun run{WEXITSTATUS(status), Contents(base + ".out"), Contents(base + ".err"),
+                std::atol(Contents(base + ".peak").c_str())};
+    for (const char* suffix : {".out", ".err", ".peak"})
+        fs::remove(base + suffix);
     return run;
 }
 
