@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the built library into a scratch prefix, then builds and runs a small outside program
-# against it twice: once through find_package, once through pkg-config.
+# against it twice: once through find_package, once through pkg-config; and runs the installed
+# command-line tool from the prefix as a user would, with no library path set.
 set -euo pipefail
 build=$1
 work=$2
@@ -31,3 +32,15 @@ export PKG_CONFIG_PATH="$libdir/pkgconfig"
 c++ -std=c++17 ${extra[@]+"${extra[@]}"} "$here/consumer.cpp" -o "$work/consumer-pc" \
     $(pkg-config --cflags --libs ogl_zep6_ae)
 "$work/consumer-pc"
+
+# The installed tool must start from the prefix on its own run path, not through LD_LIBRARY_PATH.
+tool="$prefix/bin/zep6gl"
+if [ -x "$tool" ]; then
+    echo "== installed zep6gl"
+    env -u LD_LIBRARY_PATH "$tool" --help >"$work/tool-help.log"
+    grep -q "zep6gl convert" "$work/tool-help.log"
+    env -u LD_LIBRARY_PATH "$tool" formats >"$work/tool-formats.log"
+    grep -q "RGBA float" "$work/tool-formats.log"
+else
+    echo "== installed zep6gl: not built (ZEP6_BUILD_TOOLS=OFF), not checked"
+fi

@@ -22,10 +22,13 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
+#include <set>
 #include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace zep6gltest {
@@ -89,11 +92,36 @@ struct Outcome {
 };
 
 // Runs a subcommand, keeping what it wrote to the error stream.
-inline Outcome RunCommand(int (*command)(const std::vector<std::string>&),
-                          const std::vector<std::string>& args) {
+inline Outcome RunCommand(const std::string& command, const std::vector<std::string>& args) {
     ::testing::internal::CaptureStderr();
-    const int status = command(args);
+    const int status = zep6gl::Run(command, args);
     return {status, ::testing::internal::GetCapturedStderr()};
+}
+
+// A run of the built tool as its own process, under /usr/bin/time for its peak resident memory
+// (a child forked from this process would count this process's pages in its own peak): exit
+// status (128 + the signal that ended it), what it printed, the peak. `environment`: NAME=VALUE.
+struct ToolRun {
+    int status;
+    std::string out, errors;
+    long peakKiB;
+};
+
+inline ToolRun RunTool(const std::vector<std::string>& args, const std::string& environment = "") {
+    const std::string base = fs::temp_directory_path() / ("zep6gl-run-" + std::to_string(::getpid()));
+    std::string command = "env " + environment + " /usr/bin/time -q -f %M -o " + base + ".peak " ZEP6GL_BINARY;
+    for (const std::string& a : args) {
+        std::string quoted = "'";
+        for (char c : a)
+            quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        command += " " + quoted + "'";
+    }
+    const int status = std::system((command + " >" + base + ".out 2>" + base + ".err").c_str());
+    ToolRun run{WEXITSTATUS(status), Contents(base + ".out"), Contents(base + ".err"),
+                std::atol(Contents(base + ".peak").c_str())};
+    for (const char* suffix : {".out", ".err", ".peak"})
+        fs::remove(base + suffix);
+    return run;
 }
 
 // A failure report: a non-zero status and exactly one line, which names `culprit`.

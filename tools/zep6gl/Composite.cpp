@@ -19,7 +19,6 @@
 #include "Composite.h"
 #include "ImageIO.h"
 
-#include "gl/context/Shared.h"
 #include "gl/render/ApplyMode.h"
 
 #include <algorithm>
@@ -117,82 +116,6 @@ std::string Lower(std::string text) {
     return text;
 }
 
-// The job that runs the composite on the worker thread. There, ApplyMode::Apply does its work at
-// once instead of marshalling again, and whatever it throws ends this job with its message.
-class CompositeJob : public OGL_ZEP6_AE::Shared {
-public:
-    CompositeJob(const XIImage* front, const XIImage* back, const XIImage* mask, XIImage* destination,
-                 PixelApplyMode mode, float mix)
-        : front_(front), back_(back), mask_(mask), destination_(destination), mode_(mode), mix_(mix) {}
-    void Run() override { ApplyMode::Apply(front_, back_, mask_, destination_, mode_, mix_); }
-
-private:
-    const XIImage* front_;
-    const XIImage* back_;
-    const XIImage* mask_;
-    XIImage* destination_;
-    PixelApplyMode mode_;
-    float mix_;
-};
-
-// A failed argument: the line to print and the exit status of a usage error.
-struct UsageError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-struct CompositeArguments {
-    int mode = -1;
-    float mix = 1.0f;
-    std::string front, back, out, mask;
-};
-
-CompositeArguments ParseCompositeArguments(const std::vector<std::string>& args) {
-    CompositeArguments parsed;
-    std::vector<std::string> files;
-    bool haveMode = false, haveMix = false, haveMask = false;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string& a = args[i];
-        if (a.size() > 1 && a[0] == '-') {
-            if (a != "--mode" && a != "--mix" && a != "--mask")
-                throw UsageError("unknown option '" + a + "'");
-            if (i + 1 >= args.size())
-                throw UsageError("option " + a + " needs a value");
-            const std::string& value = args[++i];
-            bool& seen = a == "--mode" ? haveMode : a == "--mix" ? haveMix : haveMask;
-            if (seen)
-                throw UsageError("option " + a + " given twice");
-            seen = true;
-            if (a == "--mode") {
-                parsed.mode = ParseApplyMode(value);
-                if (parsed.mode < 0)
-                    throw UsageError("--mode '" + value +
-                                     "': not an apply mode (a name of `zep6gl modes` or a number 0 to 48)");
-            } else if (a == "--mix") {
-                char* end = nullptr;
-                const float mix = value.empty() ? NAN : std::strtof(value.c_str(), &end);
-                if (value.empty() || *end != '\0' || !std::isfinite(mix))
-                    throw UsageError("--mix '" + value + "': not a number");
-                if (mix < 0.0f || mix > 1.0f)
-                    throw UsageError("--mix '" + value + "': must lie between 0 and 1");
-                parsed.mix = mix;
-            } else {
-                parsed.mask = value;
-            }
-        } else {
-            files.push_back(a);
-        }
-    }
-    if (!haveMode)
-        throw UsageError("--mode is required (see `zep6gl modes`)");
-    if (files.size() != 3)
-        throw UsageError("expected FRONT BACK OUT, got " + std::to_string(files.size()) + " file name" +
-                         (files.size() == 1 ? "" : "s"));
-    parsed.front = files[0];
-    parsed.back = files[1];
-    parsed.out = files[2];
-    return parsed;
-}
-
 std::string Extension(const std::string& path) {
     return Lower(std::filesystem::path(path).extension().string());
 }
@@ -233,69 +156,64 @@ int ParseApplyMode(const std::string& text) {
 
 void CompositeImages(const XIImage& front, const XIImage* back, const XIImage* mask, XIImage& destination,
                      int mode, float mix) {
-    CompositeJob job(&front, back, mask, &destination, static_cast<PixelApplyMode>(mode), mix);
-    if (job.ThreadQueue())
-        return;
-    // The library's messages (a GLSL log) may span lines; the tool reports one.
-    std::string reason;
-    for (const char* c = job.ErrorMessage(); *c; ++c) {
-        const bool blank = *c == '\n' || *c == '\r' || *c == '\t' || *c == ' ';
-        if (!blank)
-            reason += *c;
-        else if (!reason.empty() && reason.back() != ' ')
-            reason += ' ';
+    try {
+        RunOnWorker([&] {
+            ApplyMode::Apply(&front, back, mask, &destination, static_cast<PixelApplyMode>(mode), mix);
+        });
+    } catch (const std::exception& e) {
+        throw std::runtime_error(std::string("the library could not composite: ") + e.what());
     }
-    while (!reason.empty() && reason.back() == ' ')
-        reason.pop_back();
-    throw std::runtime_error("the library could not composite: " + reason);
 }
 
-int RunModes(const std::vector<std::string>& args) {
-    if (!args.empty()) {
-        std::fprintf(stderr, "zep6gl modes: unexpected argument '%s'\n", args[0].c_str());
-        return 2;
-    }
+void RunModes(const Arguments&) {
     for (int i = 0; i < kApplyModeCount; ++i)
         std::printf("%2d  %s\n", i, ApplyModeName(i).c_str());
-    return 0;
 }
 
-int RunComposite(const std::vector<std::string>& args) {
-    try {
-        const CompositeArguments a = ParseCompositeArguments(args);
-        const std::string outExtension = Extension(a.out);
-        if (outExtension != ".png" && outExtension != ".exr")
-            throw std::runtime_error(a.out + ": unknown file extension (use .png or .exr)");
-
-        const HostImage front = ReadImage(a.front);
-        const HostImage back = ReadImage(a.back);
-        RequireSize(a.back, back, a.front, front);
-        std::optional<HostImage> mask;
-        if (!a.mask.empty()) {
-            mask.emplace(ReadImage(a.mask));
-            RequireSize(a.mask, *mask, a.front, front);
-        }
-        const bool floatFront = front.GetBitDepth() == 128;
-        if (floatFront != (outExtension == ".exr"))
-            throw std::runtime_error(a.out + ": the result has the front's pixels (" +
-                                     (floatFront ? "float, from OpenEXR" : "integer, from PNG") +
-                                     "), so it needs a " + (floatFront ? ".exr" : ".png") + " file");
-
-        HostImage destination(front.GetColorSpace(), front.GetBitDepth(), front.GetWhiteLevel(),
-                              front.GetWidth(), front.GetHeight(), 0, front.IsBottomUp());
-        {
-            LibraryUse use;
-            CompositeImages(front, &back, mask ? &*mask : nullptr, destination, a.mode, a.mix);
-        }
-        WriteImage(a.out, destination);
-        return 0;
-    } catch (const UsageError& e) {
-        std::fprintf(stderr, "zep6gl composite: %s\n", e.what());
-        return 2;
-    } catch (const std::exception& e) {
-        std::fprintf(stderr, "zep6gl composite: %s\n", e.what());
-        return 1;
+void RunComposite(const Arguments& arguments) {
+    if (!arguments.Has("--mode"))
+        throw UsageError("--mode is required (see `zep6gl modes`)");
+    const std::string modeText = arguments.Value("--mode");
+    const int mode = ParseApplyMode(modeText);
+    if (mode < 0)
+        throw UsageError("--mode '" + modeText + "': not an apply mode (a name of `zep6gl modes` or a number 0 to 48)");
+    float mix = 1.0f;
+    if (arguments.Has("--mix")) {
+        const std::string value = arguments.Value("--mix");
+        char* end = nullptr;
+        mix = value.empty() ? NAN : std::strtof(value.c_str(), &end);
+        if (value.empty() || *end != '\0' || !std::isfinite(mix))
+            throw UsageError("--mix '" + value + "': not a number");
+        if (mix < 0.0f || mix > 1.0f)
+            throw UsageError("--mix '" + value + "': must lie between 0 and 1");
     }
+    const std::string& frontPath = arguments.operands[0];
+    const std::string& backPath = arguments.operands[1];
+    const std::string& out = arguments.operands[2];
+    const std::string maskPath = arguments.Value("--mask");
+    const std::string outExtension = Extension(out);
+    if (outExtension != ".png" && outExtension != ".exr")
+        throw std::runtime_error(out + ": unknown file extension (use .png or .exr)");
+
+    const HostImage front = ReadImage(frontPath);
+    const HostImage back = ReadImage(backPath);
+    RequireSize(backPath, back, frontPath, front);
+    std::optional<HostImage> mask;
+    if (arguments.Has("--mask")) {
+        mask.emplace(ReadImage(maskPath));
+        RequireSize(maskPath, *mask, frontPath, front);
+    }
+    const bool floatFront = front.GetBitDepth() == 128;
+    if (floatFront != (outExtension == ".exr"))
+        throw std::runtime_error(out + ": the result has the front's pixels (" +
+                                 (floatFront ? "float, from OpenEXR" : "integer, from PNG") + "), so it needs a " +
+                                 (floatFront ? ".exr" : ".png") + " file");
+    const unsigned long long bytes = static_cast<unsigned long long>(front.GetRowBytes()) * front.GetHeight();
+    RequireMemory(frontPath, bytes * (mask ? 4 : 3), "compositing it");
+    HostImage destination(front.GetColorSpace(), front.GetBitDepth(), front.GetWhiteLevel(), front.GetWidth(),
+                          front.GetHeight(), 0, front.IsBottomUp());
+    CompositeImages(front, &back, mask ? &*mask : nullptr, destination, mode, mix);
+    WriteImage(out, destination, false, front.Windows());
 }
 
 } // namespace zep6gl

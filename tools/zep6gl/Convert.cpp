@@ -4,29 +4,27 @@
 // and orientation (converted on the card where the layout needs it, optionally premultiplied or
 // unpremultiplied on the way out), which is then written to OUT.
 //
-// Frames larger than one render target (2048 x 1080) are done in tiles of that size: each tile
-// of the picture is uploaded, drawn and read back into its own region of the destination, so a
-// frame of any size the library takes needs no more card memory than one tile.
+// Frames larger than one render target (2048 x 1080) go through the library's tile loop
+// (TiledBuffer): each tile of the destination is drawn from the picture and read back into its
+// own region, so a frame of any size the library takes needs one render target on the card.
 #include "Command.h"
 #include "HostImage.h"
 #include "ImageIO.h"
 
 #include "core/Errors.h"
 #include "core/PixelFormat.h"
-#include "gl/context/Shared.h"
-#include "gl/context/Thread.h"
 #include "gl/render/Conversion.h"
-#include "gl/render/Region.h"
 #include "gl/state/Blend.h"
-#include "gl/state/State.h"
-#include "gl/targets/RenderedTexture.h"
-#include "gl/texture/SubImageTexture.h"
+#include "gl/state/Push.h"
+#include "gl/targets/TiledBuffer.h"
 
 #include <GL/gl.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <cstring>
+#include <vector>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -92,64 +90,6 @@ std::string LowerExtension(const std::string& path) {
     return extension;
 }
 
-enum class Processing { None, Premultiply, Unpremultiply };
-
-struct Options {
-    std::string in;
-    std::string out;
-    const Layout* layout = nullptr;
-    bool topDown = false;
-    Processing processing = Processing::None;
-};
-
-// A command-line mistake: reported as "zep6gl convert: <text>" with exit status 2.
-struct UsageError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-Options ParseArguments(const std::vector<std::string>& args) {
-    Options options;
-    std::vector<std::string> positional;
-    auto setProcessing = [&](Processing p, const std::string& arg) {
-        if (options.processing != Processing::None && options.processing != p)
-            throw UsageError("'" + arg + "': --premultiply and --unpremultiply exclude each other");
-        options.processing = p;
-    };
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        if (arg == "--layout" || arg.rfind("--layout=", 0) == 0) {
-            std::string name;
-            if (arg == "--layout") {
-                if (i + 1 == args.size())
-                    throw UsageError("--layout: missing layout name (one of " + LayoutNames() + ")");
-                name = args[++i];
-            } else {
-                name = arg.substr(9);
-            }
-            options.layout = FindLayout(name);
-            if (!options.layout)
-                throw UsageError("--layout: unknown layout '" + name + "' (one of " + LayoutNames() + ")");
-        } else if (arg == "--top-down") {
-            options.topDown = true;
-        } else if (arg == "--premultiply") {
-            setProcessing(Processing::Premultiply, arg);
-        } else if (arg == "--unpremultiply") {
-            setProcessing(Processing::Unpremultiply, arg);
-        } else if (arg.size() > 1 && arg[0] == '-') {
-            throw UsageError("unknown option '" + arg + "'");
-        } else if (positional.size() == 2) {
-            throw UsageError("unexpected argument '" + arg + "'");
-        } else {
-            positional.push_back(arg);
-        }
-    }
-    if (positional.size() < 2)
-        throw UsageError(positional.empty() ? "missing IN and OUT" : "missing OUT");
-    options.in = positional[0];
-    options.out = positional[1];
-    return options;
-}
-
 // Integer layouts go to PNG and float ones to OpenEXR; the file's extension must say which. Told
 // before any work, so a mistake costs no upload.
 void CheckOutputName(const std::string& out, const Layout& layout) {
@@ -170,49 +110,30 @@ const Layout& DefaultLayout(const std::string& out, const HostImage& source) {
     return *FindLayout(source.GetBitDepth() == 32 ? "rgba8" : "rgba16");
 }
 
-// The upload, draw and read-back, tile by tile. Runs as a job on the GL worker thread; every
-// failure ends in `error`, `ran` tells that the job ran at all (it does not where no context can
-// be made).
-void ConvertOnCard(const HostImage* source, HostImage* destination, OGL_ZEP6_AE::GLSL::Shader* processing,
-                   std::string* error, bool* ran) {
+// Reverses the image's rows in memory and its orientation flag: the same picture.
+void FlipRows(HostImage& image) {
+    std::vector<unsigned char> row(static_cast<size_t>(image.GetRowBytes()));
+    for (long top = 0, bottom = image.GetHeight() - 1; top < bottom; ++top, --bottom) {
+        std::memcpy(row.data(), image.Row(top), row.size());
+        std::memcpy(image.Row(top), image.Row(bottom), row.size());
+        std::memcpy(image.Row(bottom), row.data(), row.size());
+    }
+    image.SetBottomUp(!image.IsBottomUp());
+}
+
+// The upload, draw and read-back, tile by tile through the library's loop, on the GL worker
+// thread.
+void ConvertOnCard(const HostImage& source, HostImage& destination, OGL_ZEP6_AE::GLSL::Shader* processing) {
     using namespace OGL_ZEP6_AE;
-    if (MarshalToWorker(&ConvertOnCard, source, destination, processing, error, ran))
-        return;
-    *ran = true;
-    try {
+    RunOnWorker([&] {
         while (glGetError() != GL_NO_ERROR) {
         }
-        const int width = static_cast<int>(source->GetWidth());
-        const int height = static_cast<int>(source->GetHeight());
-        RenderedTexture target; // described as one full tile
-        const int tileWidth = target.Width();
-        const int tileHeight = target.Height();
-        for (int y = 0; y < height; y += tileHeight) {
-            for (int x = 0; x < width; x += tileWidth) {
-                const int w = std::min(tileWidth, width - x);
-                const int h = std::min(tileHeight, height - y);
-                // Regions count rows from the bottom of the picture, for the texture and for the
-                // read alike, whatever the memory order of either image.
-                const Region tile(x, y, static_cast<unsigned int>(w), static_cast<unsigned int>(h));
-                SubImageTexture texture(source);
-                texture.SetRegion(tile);
-                // Upload before selecting the target: an upload that converts draws through a
-                // framebuffer of its own.
-                texture.Load();
-                target.Resize(w, h, GL_RGBA, 0);
-                {
-                    PushState state;
-                    if (!target.Select())
-                        throw std::runtime_error("the card could not make a " + std::to_string(w) + " x " +
-                                                 std::to_string(h) + " render target");
-                    // A plain copy: the selected target's default state blends by alpha.
-                    Push<BlendFunc> replace(BlendFunc::Replace);
-                    texture.Blit(Region(static_cast<unsigned int>(w), static_cast<unsigned int>(h)), 1.0f);
-                }
-                // Set per tile: a resize gives the target's shader back with everything else.
-                target.SetReadProcessing(processing);
-                target.Read(destination, tile, false);
-            }
+        TiledBuffer tiles(&destination);
+        tiles.SetPostProcessing(processing);
+        while (tiles.Next()) {
+            // A plain copy: a tile's default state blends by alpha.
+            Push<BlendFunc> replace(BlendFunc::Replace);
+            tiles.Write(&source, 0, 0);
         }
         const GLenum code = glGetError();
         if (code != GL_NO_ERROR) {
@@ -220,58 +141,53 @@ void ConvertOnCard(const HostImage* source, HostImage* destination, OGL_ZEP6_AE:
             std::snprintf(text, sizeof text, "OpenGL error 0x%04X while converting", code);
             throw std::runtime_error(text);
         }
-    } catch (const std::exception& e) {
-        *error = e.what();
-    }
+    });
 }
 
 } // namespace
 
-int RunConvert(const std::vector<std::string>& args) {
-    Options options;
-    try {
-        options = ParseArguments(args);
-    } catch (const UsageError& e) {
-        std::fprintf(stderr, "zep6gl convert: %s\n", e.what());
-        return 2;
+void RunConvert(const Arguments& arguments) {
+    const std::string& in = arguments.operands[0];
+    const std::string& out = arguments.operands[1];
+    const Layout* chosen = nullptr;
+    if (arguments.Has("--layout")) {
+        chosen = FindLayout(arguments.Value("--layout"));
+        if (!chosen)
+            throw UsageError("--layout: unknown layout '" + arguments.Value("--layout") + "' (one of " +
+                             LayoutNames() + ")");
     }
+    if (arguments.Has("--premultiply") && arguments.Has("--unpremultiply"))
+        throw UsageError("--premultiply and --unpremultiply exclude each other");
+    if (chosen)
+        CheckOutputName(out, *chosen);
+
+    HostImage source = ReadImage(in);
+    if (!OGL_ZEP6_AE::IsValid(&source))
+        throw std::runtime_error(in + ": " + std::to_string(source.GetWidth()) + " x " +
+                                 std::to_string(source.GetHeight()) +
+                                 " is more than the library takes (at most 16383 on a side)");
+    const Layout& layout = chosen ? *chosen : DefaultLayout(out, source);
+    CheckOutputName(out, layout);
+    const unsigned long long pixels = static_cast<unsigned long long>(source.GetWidth()) * source.GetHeight();
+    RequireMemory(in, pixels * (source.GetBitDepth() + layout.bitDepth) / 8,
+                  "converting it into " + std::string(layout.name));
+
+    HostImage destination(layout.colorSpace, layout.bitDepth, layout.whiteLevel, source.GetWidth(),
+                          source.GetHeight(), 0, !arguments.Has("--top-down"));
+    // Handed over bottom-up, the order OpenGL takes rows in: the files' RGBA of 8 bits, 16 bits
+    // at white 65535 and floats then upload without a conversion pass on the card.
+    FlipRows(source);
+    OGL_ZEP6_AE::GLSL::Shader* processing = nullptr;
+    if (arguments.Has("--premultiply"))
+        processing = &OGL_ZEP6_AE::Conversion::sPremultiply;
+    else if (arguments.Has("--unpremultiply"))
+        processing = &OGL_ZEP6_AE::Conversion::sUnpremultiply;
     try {
-        if (options.layout)
-            CheckOutputName(options.out, *options.layout);
-        const HostImage source = ReadImage(options.in);
-        if (!OGL_ZEP6_AE::IsValid(&source))
-            throw std::runtime_error(options.in + ": " + std::to_string(source.GetWidth()) + " x " +
-                                     std::to_string(source.GetHeight()) +
-                                     " is more than the library takes (at most 16383 on a side)");
-        const Layout& layout = options.layout ? *options.layout : DefaultLayout(options.out, source);
-        CheckOutputName(options.out, layout);
-
-        HostImage destination(layout.colorSpace, layout.bitDepth, layout.whiteLevel, source.GetWidth(),
-                              source.GetHeight(), 0, !options.topDown);
-        OGL_ZEP6_AE::GLSL::Shader* processing = nullptr;
-        if (options.processing == Processing::Premultiply)
-            processing = &OGL_ZEP6_AE::Conversion::sPremultiply;
-        else if (options.processing == Processing::Unpremultiply)
-            processing = &OGL_ZEP6_AE::Conversion::sUnpremultiply;
-
-        std::string error;
-        bool ran = false;
-        {
-            LibraryUse use;
-            ConvertOnCard(&source, &destination, processing, &error, &ran);
-            if (!ran)
-                error = std::string("no OpenGL context could be made (") +
-                        (OGL_ZEP6_AE::sThread ? OGL_ZEP6_AE::sThread->ErrorMessage() : "no worker thread") +
-                        ")";
-        }
-        if (!error.empty())
-            throw std::runtime_error(options.in + ": " + error);
-        WriteImage(options.out, destination, IsFloat(layout));
+        ConvertOnCard(source, destination, processing);
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "zep6gl convert: %s\n", e.what());
-        return 1;
+        throw std::runtime_error(in + ": " + e.what());
     }
-    return 0;
+    WriteImage(out, destination, IsFloat(layout), source.Windows());
 }
 
 } // namespace zep6gl

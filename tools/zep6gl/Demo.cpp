@@ -148,13 +148,9 @@ std::string TwoDigits(int n) {
 
 } // namespace
 
-int RunDemo(const std::vector<std::string>& args) {
-    try {
-        if (args.size() > 1)
-            throw std::invalid_argument("unexpected argument '" + args[1] +
-                                        "' (usage: zep6gl demo [OUTDIR])");
-        if (!args.empty() && args[0].size() > 1 && args[0][0] == '-')
-            throw std::invalid_argument("unknown option '" + args[0] + "' (usage: zep6gl demo [OUTDIR])");
+void RunDemo(const Arguments& arguments) {
+    {
+        const std::vector<std::string>& args = arguments.operands;
         const fs::path dir = args.empty() || args[0].empty() ? fs::path("out/demo") : fs::path(args[0]);
         const Clock::time_point start = Clock::now();
 
@@ -216,13 +212,6 @@ int RunDemo(const std::vector<std::string>& args) {
                sheetMs);
         Report("wrote " + sheetPath, Milliseconds(step));
         Report("done: " + std::to_string(results.size() + 3) + " files", Milliseconds(start));
-        return 0;
-    } catch (const std::invalid_argument& e) {
-        std::fprintf(stderr, "zep6gl demo: %s\n", e.what());
-        return 2;
-    } catch (const std::exception& e) {
-        std::fprintf(stderr, "zep6gl demo: %s\n", e.what());
-        return 1;
     }
 }
 

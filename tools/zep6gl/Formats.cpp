@@ -91,11 +91,7 @@ std::string ColorSpaceText(long code) {
 
 } // namespace
 
-int RunFormats(const std::vector<std::string>& args) {
-    if (!args.empty()) {
-        std::fprintf(stderr, "zep6gl formats: unexpected argument '%s'\n", args[0].c_str());
-        return 2;
-    }
+void RunFormats(const Arguments&) {
     std::printf("%-32s %-9s %4s %6s %11s %5s  %-18s %-29s %9s %8s %8s %12s %12s\n", "description", "space",
                 "bits", "white", "size", "valid", "format", "type", "scale", "cvt:flt", "cvt:half",
                 "tex RGBA32F", "tex on card");
@@ -121,7 +117,6 @@ int RunFormats(const std::vector<std::string>& args) {
                     GlEnumName(format), GlEnumName(type), scale, toFloat ? "yes" : "no", toHalf ? "yes" : "no",
                     texture, onCard);
     }
-    return 0;
 }
 
 } // namespace zep6gl

@@ -19,11 +19,27 @@ HostImage ReadImage(const std::string& path);
 // data goes to PNG of the same depth, 16-bit values as value * 65535 / white level, rounded and
 // clamped (data the library passes to OpenGL as signed shorts clamps at black); float data goes
 // to OpenEXR (half channels unless `floatChannels`). The format follows the extension (".png" or
-// ".exr"); a float image cannot go to PNG nor an integer one to EXR. The file appears only when
-// it is complete: it is written beside its place under a temporary name and renamed at the end.
-void WriteImage(const std::string& path, const XIImage& image, bool floatChannels = false);
+// ".exr"); a float image cannot go to PNG nor an integer one to EXR. OpenEXR files get the
+// windows given, when present and of the image's size, else a data and display window of the
+// image at the origin. The file is written in place, as a program writing a file does (an existing
+// one keeps its mode, a symbolic link's target is written), a read-only output is refused, and a
+// failed or interrupted write leaves no output file.
+void WriteImage(const std::string& path, const XIImage& image, bool floatChannels = false,
+                const FileWindows& windows = {});
 
 // Every failure of the two functions above throws std::runtime_error with one line naming the
-// file and the reason.
+// file and the reason; running out of memory included.
+
+// The most bytes of pictures one command may hold (--max-memory); by default half the machine's
+// physical memory. Readers check a file's claimed size against it before they take any memory,
+// and commands check the pictures they will hold together.
+unsigned long long MemoryLimit();
+void SetMemoryLimit(unsigned long long bytes);
+unsigned long long DefaultMemoryLimit();
+// A size as --max-memory takes it: bytes, or a number with K, M, G or T (powers of 1024).
+bool ParseSize(const std::string& text, unsigned long long& bytes);
+// Throws "<culprit>: <what> needs N MiB, more than the memory limit of M MiB (--max-memory)"
+// when `bytes` exceed the limit.
+void RequireMemory(const std::string& culprit, unsigned long long bytes, const std::string& what);
 
 } // namespace zep6gl

@@ -9,33 +9,25 @@
 
 #include <cstdio>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace zep6gl {
 
-int RunInfo(const std::vector<std::string>& args) {
-    bool extensions = false;
-    for (const std::string& a : args) {
-        if (a == "--extensions") {
-            extensions = true;
-        } else {
-            std::fprintf(stderr, "zep6gl info: unknown argument '%s'\n", a.c_str());
-            return 2;
-        }
-    }
+void RunInfo(const Arguments& arguments) {
     LibraryUse use;
+    // Without a context the report would be a page of "Unknown": only the reason is printed.
+    if (OGL_ZEP6_AE::GetCard() == "Unknown")
+        throw std::runtime_error(std::string("no OpenGL context could be made (") +
+                                 (OGL_ZEP6_AE::sThread ? OGL_ZEP6_AE::sThread->ErrorMessage() : "no worker thread") +
+                                 ")");
     const std::string report = OGL_ZEP6_AE::HardwareInfoString();
     std::fputs(report.c_str(), stdout);
     if (report.empty() || report.back() != '\n')
         std::fputc('\n', stdout);
-    if (OGL_ZEP6_AE::GetCard() == "Unknown") {
-        std::fprintf(stderr, "zep6gl info: no OpenGL context could be made (%s)\n",
-                     OGL_ZEP6_AE::sThread ? OGL_ZEP6_AE::sThread->ErrorMessage() : "no worker thread");
-        return 1;
-    }
-    if (!extensions)
-        return 0;
+    if (!arguments.Has("--extensions"))
+        return;
 
     std::printf("\nVendor:            %s\n", OGL_ZEP6_AE::GetVendor().c_str());
     std::printf("Card series:       %ld\n", OGL_ZEP6_AE::GetCardSeries());
@@ -65,7 +57,6 @@ int RunInfo(const std::vector<std::string>& args) {
     std::printf("\nOpenGL extensions (%zu):\n", listed.size());
     for (const std::string& name : listed)
         std::printf("  %s%s\n", name.c_str(), OGL_ZEP6_AE::IsExtensionSupported(name.c_str()) ? "" : "  (disabled)");
-    return 0;
 }
 
 } // namespace zep6gl

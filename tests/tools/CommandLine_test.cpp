@@ -1,0 +1,145 @@
+// The tool's command line, the same for every command: options as `--opt value` or
+// `--opt=value`, anywhere, never twice; `--` ends them; `zep6gl CMD --help` prints that
+// command's help; every mistake in arguments or files is one line naming it, and no file.
+#include "ToolTestSupport.h"
+
+#include "ImageIO.h"
+
+namespace zep6gltest {
+namespace {
+
+TEST(CommandLine, EveryCommandHasItsHelpListingItsOptions) {
+    for (const zep6gl::Command& command : zep6gl::Commands()) {
+        SCOPED_TRACE(command.name);
+        for (const char* help : {"--help", "-h"}) {
+            ::testing::internal::CaptureStdout();
+            // Help wins over everything else on the line, even a mistake.
+            EXPECT_EQ(zep6gl::Run(command.name, {"--no-such-option", help}), 0);
+            const std::string text = ::testing::internal::GetCapturedStdout();
+            EXPECT_EQ(text.rfind(std::string("usage: zep6gl ") + command.name, 0), 0u) << text;
+            for (const zep6gl::Option& option : command.options)
+                EXPECT_NE(text.find(option.name), std::string::npos) << option.name;
+        }
+    }
+}
+
+class CommandLineErrors : public ToolTest {
+protected:
+    void SetUp() override {
+        ToolTest::SetUp();
+        auto plain = [](long width, long height) {
+            return RgbaImage(32, width, height, [](long x, long y, int c) { return c == 0 ? x / 8.0 : y / 6.0; });
+        };
+        zep6gl::WriteImage(Path("in.png"), plain(8, 6));
+        zep6gl::WriteImage(Path("wide.png"), plain(9, 6));
+        zep6gl::WriteImage(Path("tall.png"), plain(8, 7));
+        zep6gl::WriteImage(Path("in.exr"), RgbaImage(128, 8, 6, [](long, long, int) { return 0.5; }));
+        Store(Path("text.png"), "not a picture\n");
+        Store(Path("taken"), "x");
+    }
+};
+
+// Every mistake is one line naming the argument or file, status 2 for the command line and 1 for
+// the files, and leaves no file behind. Both forms of an option take the same value, so both give
+// the same report. Checks of names and sizes come before any work: none needs OpenGL.
+TEST_F(CommandLineErrors, EveryMistakeIsOneLineNamingItAndWritesNothing) {
+    const std::vector<std::string> before = Files();
+    const std::string in = Path("in.png"), out = Path("out.png"), missing = Path("missing.png");
+    const std::vector<std::string> over = {"--mode", "over", in, in, out};
+    auto composite = [&](std::vector<std::string> options, std::vector<std::string> files) {
+        options.insert(options.end(), files.begin(), files.end());
+        return options;
+    };
+    const struct {
+        const char* command;
+        std::vector<std::string> args;
+        int status;
+        std::string named;
+    } cases[] = {
+        {"convert", {in, out, "--layout", "xyz16"}, 2,
+         "(one of rgba8, bgra8, argb8, rgba16, bgra16, argb16, rgba16-ffff, rgba16-8000, rgba16-4000, bgra16-ffff, "
+         "bgra16-8000, bgra16-4000, argb16-ffff, argb16-8000, argb16-4000, rgba32f, bgra32f, argb32f)"},
+        {"convert", {in, out, "--layout=xyz16"}, 2, "xyz16"},
+        {"convert", {"--layout=rgba8", in, out, "--layout", "rgba8"}, 2, "--layout given twice"},
+        {"convert", {in, out, "--top-down", "--top-down"}, 2, "--top-down given twice"},
+        {"convert", {in, out, "--top-down=yes"}, 2, "--top-down takes no value"},
+        {"convert", {in, out, "--layout"}, 2, "--layout needs a value"},
+        {"convert", {in, out, "--sharpen"}, 2, "--sharpen"},
+        {"convert", {in, out, "--max-memory", "lots"}, 2, "lots"},
+        {"convert", {in, out, "--max-memory=lots"}, 2, "lots"},
+        {"convert", {in, out, "--premultiply", "--unpremultiply"}, 2, "--unpremultiply"},
+        {"convert", {in, out, "extra"}, 2, "'extra'"},
+        {"convert", {in}, 2, "IN OUT"},
+        {"convert", {"--", "-in.png", out}, 1, "-in.png: cannot open"},
+        // A layout and a file type that do not go together: refused before the input is read.
+        {"convert", {missing, Path("float.png"), "--layout", "rgba32f"}, 1, Path("float.png")},
+        {"convert", {missing, Path("byte.exr"), "--layout", "bgra8"}, 1, Path("byte.exr")},
+        {"convert", {missing, Path("picture.tiff"), "--layout", "rgba16"}, 1, Path("picture.tiff")},
+        {"convert", {in, out, "--max-memory", "100"}, 1, "more than the memory limit"},
+        {"composite", {in, in, out}, 2, "--mode"},
+        {"composite", composite({"--mode", "fancy"}, {in, in, out}), 2, "fancy"},
+        {"composite", composite({"--mode", "49"}, {in, in, out}), 2, "49"},
+        {"composite", composite({"--mode", "-1"}, {in, in, out}), 2, "-1"},
+        {"composite", composite({"--mode=over", "--mode=add"}, {in, in, out}), 2, "--mode given twice"},
+        {"composite", composite({"--mix=2", "--mode=over"}, {in, in, out}), 2, "--mix '2'"},
+        {"composite", composite({"--mix", "2", "--mode", "over"}, {in, in, out}), 2, "--mix '2'"},
+        {"composite", composite({"--mode", "over", "--mix", "half"}, {in, in, out}), 2, "half"},
+        {"composite", composite({"--mode", "over", "--mix", "nan"}, {in, in, out}), 2, "nan"},
+        {"composite", composite({"--mode", "over", "--mix", ""}, {in, in, out}), 2, "--mix"},
+        {"composite", composite(over, {"--mask"}), 2, "--mask"},
+        {"composite", composite({"--blend", "over"}, {in, in, out}), 2, "--blend"},
+        {"composite", composite({"--mode", "over"}, {in, in}), 2, "FRONT BACK OUT"},
+        {"composite", composite(over, {Path("extra.png")}), 2, "extra.png"},
+        {"composite", composite({"--mode", "over"}, {missing, in, out}), 1, "missing.png"},
+        {"composite", composite({"--mode", "over"}, {in, Path("text.png"), out}), 1, "text.png"},
+        {"composite", composite(over, {"--mask", missing}), 1, "missing.png"},
+        {"composite", composite({"--mode", "over"}, {in, Path("wide.png"), out}), 1, "wide.png"},
+        {"composite", composite({"--mode", "over"}, {in, Path("tall.png"), out}), 1, "tall.png"},
+        {"composite", composite(over, {"--mask", Path("wide.png")}), 1, "wide.png"},
+        {"composite", composite({"--mode", "over"}, {in, in, Path("out.jpg")}), 1, "out.jpg"},
+        {"composite", composite({"--mode", "over"}, {in, in, Path("out")}), 1, Path("out")},
+        // The result has the front's pixels: integer from PNG, float from OpenEXR.
+        {"composite", composite({"--mode", "over"}, {in, in, Path("out.exr")}), 1, "out.exr"},
+        {"composite", composite({"--mode", "over"}, {Path("in.exr"), in, out}), 1, "out.png"},
+        {"info", {"--extension"}, 2, "--extension"},
+        {"formats", {"all"}, 2, "'all'"},
+        {"modes", {"--all"}, 2, "--all"},
+        {"demo", {Path("a"), Path("b")}, 2, Path("b")},
+        {"demo", {Path("taken")}, 1, Path("taken")},
+        {"nonsense", {}, 2, "nonsense"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.command) + " " + ::testing::PrintToString(c.args));
+        const Outcome outcome = RunCommand(c.command, c.args);
+        ExpectOneLineNaming(outcome, c.named);
+        EXPECT_EQ(outcome.status, c.status);
+        EXPECT_EQ(Files(), before);
+    }
+}
+
+// An output that cannot be written is reported after the card has done its work, and still
+// leaves nothing behind.
+TEST_F(CommandLineErrors, AnUnwritableOutputIsNamedAfterTheWorkOnTheCard) {
+    REQUIRE_OPENGL();
+    const std::vector<std::string> before = Files();
+    const std::string in = Path("in.png"), out = Path("no/such/folder/out.png");
+    for (const auto& [command, args] : std::vector<std::pair<std::string, std::vector<std::string>>>{
+             {"convert", {in, out}}, {"composite", {"--mode", "add", in, in, out}}}) {
+        SCOPED_TRACE(command);
+        ExpectOneLineNaming(RunCommand(command, args), out);
+        EXPECT_EQ(Files(), before);
+    }
+}
+
+// Without an OpenGL context `info` prints the reason alone, not a report of unknowns. Run as a
+// process of its own: the library keeps its answers for the life of a process.
+TEST(CommandLine, InfoWithoutAContextPrintsOnlyTheError) {
+    const ToolRun run = RunTool({"info"}, "ZEP6_EGL_DEVICE=99");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.errors.rfind("zep6gl info: no OpenGL context could be made", 0), 0u) << run.errors;
+    EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
+}
+
+} // namespace
+} // namespace zep6gltest

@@ -1,0 +1,203 @@
+// The tool's commands, its one command-line parser and its one way onto the GL worker thread.
+#include "Command.h"
+#include "ImageIO.h"
+
+#include "gl/context/Shared.h"
+
+#include <algorithm>
+#include <new>
+
+namespace zep6gl {
+
+namespace {
+
+const Option kMaxMemory = {"--max-memory", "SIZE",
+                           "most memory for pictures, as bytes or with K, M, G, T (default: half the "
+                           "machine's memory)"};
+
+const Option* FindOption(const Command& command, const std::string& name) {
+    for (const Option& option : command.options)
+        if (name == option.name)
+            return &option;
+    return nullptr;
+}
+
+Arguments Parse(const Command& command, const std::vector<std::string>& args) {
+    Arguments parsed;
+    bool optionsEnded = false;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if (optionsEnded || arg.size() < 2 || arg[0] != '-') {
+            parsed.operands.push_back(arg);
+            continue;
+        }
+        if (arg == "--") {
+            optionsEnded = true;
+            continue;
+        }
+        const std::size_t equals = arg.find('=');
+        const std::string name = arg.substr(0, equals);
+        const Option* option = FindOption(command, name);
+        if (!option)
+            throw UsageError("unknown option '" + name + "'");
+        if (parsed.Has(name))
+            throw UsageError(name + " given twice");
+        std::string value;
+        if (!option->value) {
+            if (equals != std::string::npos)
+                throw UsageError(name + " takes no value");
+        } else if (equals != std::string::npos) {
+            value = arg.substr(equals + 1);
+        } else if (i + 1 < args.size()) {
+            value = args[++i];
+        } else {
+            throw UsageError(name + " needs a value (" + option->value + ")");
+        }
+        parsed.options[name] = value;
+    }
+    const int count = static_cast<int>(parsed.operands.size());
+    if (count > command.maxOperands)
+        throw UsageError("unexpected argument '" + parsed.operands[command.maxOperands] + "'");
+    if (count < command.minOperands)
+        throw UsageError(std::string("expected ") + command.operands + ", got " + std::to_string(count) +
+                         " argument" + (count == 1 ? "" : "s"));
+    return parsed;
+}
+
+std::string UsageLine(const Command& command) {
+    std::string line = std::string("zep6gl ") + command.name;
+    if (*command.operands)
+        line += std::string(" ") + command.operands;
+    for (const Option& option : command.options)
+        line += std::string(" [") + option.name + (option.value ? std::string(" ") + option.value : "") + "]";
+    return line;
+}
+
+void PrintCommandHelp(const Command& command) {
+    std::printf("usage: %s\n\n%s\n", UsageLine(command).c_str(), command.summary);
+    if (!command.options.empty())
+        std::printf("\noptions (--opt VALUE or --opt=VALUE):\n");
+    for (const Option& option : command.options) {
+        const std::string left = std::string(option.name) + (option.value ? std::string(" ") + option.value : "");
+        std::printf("  %-20s %s\n", left.c_str(), option.help);
+    }
+}
+
+// The library's messages (a GLSL log) may span lines; the tool reports one.
+std::string OneLine(const char* text) {
+    std::string line;
+    for (const char* c = text; c && *c; ++c) {
+        const bool blank = *c == '\n' || *c == '\r' || *c == '\t' || *c == ' ';
+        if (!blank)
+            line += *c;
+        else if (!line.empty() && line.back() != ' ')
+            line += ' ';
+    }
+    while (!line.empty() && line.back() == ' ')
+        line.pop_back();
+    return line;
+}
+
+class WorkerJob : public OGL_ZEP6_AE::Shared {
+public:
+    explicit WorkerJob(const std::function<void()>& work) : work_(work) {}
+    void Run() override { work_(); }
+
+private:
+    const std::function<void()>& work_;
+};
+
+} // namespace
+
+const std::vector<Command>& Commands() {
+    static const std::vector<Command> commands = {
+        {"formats", "", 0, 0, {},
+         "Show how the library sees a built-in list of image descriptions (OpenGL format, type, "
+         "white-level scale, conversion, texture sizes).",
+         RunFormats},
+        {"info", "", 0, 0,
+         {{"--extensions", nullptr, "also the capability answers and the extension list"}},
+         "Print the hardware report of the OpenGL context the library renders in.", RunInfo},
+        {"convert", "IN OUT", 2, 2,
+         {{"--layout", "NAME",
+           "destination pixel layout: rgba8 bgra8 argb8, rgba16 bgra16 argb16, "
+           "rgba16-ffff|-8000|-4000 (also bgra16-, argb16-), rgba32f bgra32f argb32f"},
+          {"--top-down", nullptr, "the destination's first row is the top row"},
+          {"--premultiply", nullptr, "multiply colour by alpha on the way out"},
+          {"--unpremultiply", nullptr, "divide colour by alpha on the way out"},
+          kMaxMemory},
+         "Send an image file through the card (upload, draw, read back into the layout) and write it: "
+         "integer layouts to .png, float layouts to .exr.",
+         RunConvert},
+        {"composite", "FRONT BACK OUT", 3, 3,
+         {{"--mode", "NAME", "apply mode: a name of `zep6gl modes` or a number 0 to 48 (required)"},
+          {"--mask", "MASK", "a picture of FRONT's size whose alpha multiplies the front's"},
+          {"--mix", "X", "0 to 1: the mode's result (1, the default) blended with the plain sum (0)"},
+          kMaxMemory},
+         "Composite FRONT over BACK with an apply mode into OUT (.png for a PNG front, .exr for an "
+         "OpenEXR front).",
+         RunComposite},
+        {"modes", "", 0, 0, {}, "List the apply modes by number and name.", RunModes},
+        {"demo", "[OUTDIR]", 0, 1, {},
+         "Render built-in sample images through every apply mode and write a labelled contact sheet "
+         "(default OUTDIR: out/demo).",
+         RunDemo},
+    };
+    return commands;
+}
+
+void PrintHelp(std::FILE* out) {
+    std::fprintf(out, "usage: zep6gl <command> [arguments]   (zep6gl <command> --help for one command)\n\n"
+                      "commands:\n");
+    for (const Command& c : Commands())
+        std::fprintf(out, "  %s\n      %s\n", UsageLine(c).c_str(), c.summary);
+}
+
+int Run(const std::string& name, const std::vector<std::string>& args) {
+    const auto command = std::find_if(Commands().begin(), Commands().end(),
+                                      [&](const Command& c) { return name == c.name; });
+    if (command == Commands().end()) {
+        std::fprintf(stderr, "zep6gl: unknown command '%s' (see zep6gl --help)\n", name.c_str());
+        return 2;
+    }
+    const std::vector<std::string> beforeEnd(args.begin(), std::find(args.begin(), args.end(), "--"));
+    for (const std::string& a : beforeEnd)
+        if (a == "--help" || a == "-h") {
+            PrintCommandHelp(*command);
+            return 0;
+        }
+    std::string firstOperand;
+    try {
+        const Arguments arguments = Parse(*command, args);
+        if (!arguments.operands.empty())
+            firstOperand = arguments.operands[0] + ": ";
+        SetMemoryLimit(DefaultMemoryLimit());
+        if (arguments.Has(kMaxMemory.name)) {
+            unsigned long long bytes = 0;
+            const std::string size = arguments.Value(kMaxMemory.name);
+            if (!ParseSize(size, bytes))
+                throw UsageError("--max-memory '" + size + "': not a size (bytes, or a number with K, M, G or T)");
+            SetMemoryLimit(bytes);
+        }
+        command->run(arguments);
+        return 0;
+    } catch (const UsageError& e) {
+        std::fprintf(stderr, "zep6gl %s: %s\n", command->name, e.what());
+        return 2;
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "zep6gl %s: %sout of memory\n", command->name, firstOperand.c_str());
+        return 1;
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "zep6gl %s: %s\n", command->name, OneLine(e.what()).c_str());
+        return 1;
+    }
+}
+
+void RunOnWorker(const std::function<void()>& work) {
+    LibraryUse use;
+    WorkerJob job(work);
+    if (!job.ThreadQueue())
+        throw std::runtime_error(OneLine(job.ErrorMessage()));
+}
+
+} // namespace zep6gl
