@@ -8,7 +8,7 @@
 #include "Command.h"
 #include "HostImage.h"
 
-#include "../gl/render/ApplyModeReference.h"
+#include "../support/ApplyModeReference.h"
 
 #include "core/PixelFormat.h"
 #include "gl/context/Capabilities.h"
