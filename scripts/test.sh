@@ -19,10 +19,10 @@ if [ "${ZEP6_SKIP_SANITIZE:-0}" != "1" ]; then
         ctest --test-dir build-asan --no-tests=error --output-on-failure -j2 --timeout 900
 fi
 
-if [ "${ZEP6_SKIP_SANITIZE:-0}" != "1" ] && [ -x build-asan/tests/zep6gl_fuzz ]; then
+if [ "${ZEP6_SKIP_SANITIZE:-0}" != "1" ]; then
     # A minute of mutation fuzzing of the tool's image readers under the sanitizers: a crash, a
     # sanitizer report, a hang or a refusal that is not one line naming the file fails the run
     # (the input is kept; see README for longer runs).
-    UBSAN_OPTIONS=print_stacktrace=1 ./build-asan/tests/zep6gl_fuzz --seconds 60 tests/data/bad
+    UBSAN_OPTIONS=print_stacktrace=1 ./build-asan/fuzz/zep6gl_fuzz --seconds 60 tests/data/bad
 fi
 echo "all tests passed"
