@@ -16,6 +16,9 @@ public:
     virtual ~Shared();
 
     // Creates the worker thread when needed and runs this job on it; returns the job's result.
+    // The worker stays until the call has returned: a last StaticList::Decrement() on another
+    // thread waits for it, and a call arriving during that shutdown waits and then starts a new
+    // worker.
     bool ThreadQueue();
 
     // Whether the worker thread exists and the caller is that thread.

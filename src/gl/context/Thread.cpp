@@ -12,11 +12,18 @@
 
 namespace OGL_ZEP6_AE {
 
-Thread* sThread = nullptr;
+AtomicPointer<Thread> sThread;
+
+namespace {
+// The Thread object whose worker loop runs on the calling thread, null on every other thread.
+thread_local Thread* tRunningWorker = nullptr;
+} // namespace
 
 namespace detail {
 JobStateHooks gJobStateHooks;
-}
+
+Thread* RunningWorker() { return tRunningWorker; }
+} // namespace detail
 
 namespace {
 
@@ -111,6 +118,7 @@ void Thread::Finalize() {
 }
 
 bool Thread::Process() {
+    tRunningWorker = this;
     RootContext guard;
     bool justWorked = false;
     for (;;) {
@@ -141,6 +149,7 @@ bool Thread::Process() {
 
     RootContext::Finalize();
     platform::ReleaseThread();
+    tRunningWorker = nullptr;
     done_.SetEvent();
     return false;
 }

@@ -3,6 +3,7 @@
 #include "Export.h"
 #include "sync/XSyncObj.h"
 
+#include <atomic>
 #include <cstddef>
 
 namespace OGL_ZEP6_AE {
@@ -46,7 +47,29 @@ private:
     char messageBuffer_[4096];
 };
 
+// A pointer whose every read and write is atomic, used like the plain pointer it stands for
+// (tested, dereferenced, assigned).
+template <class T> class AtomicPointer {
+public:
+    constexpr AtomicPointer(T* pointer = nullptr) noexcept : pointer_(pointer) {}
+    AtomicPointer(const AtomicPointer&) = delete;
+    AtomicPointer& operator=(const AtomicPointer&) = delete;
+
+    AtomicPointer& operator=(T* pointer) noexcept {
+        pointer_.store(pointer);
+        return *this;
+    }
+    operator T*() const noexcept { return pointer_.load(); }
+    T* operator->() const noexcept { return pointer_.load(); }
+
+private:
+    std::atomic<T*> pointer_;
+};
+
 // The one worker thread of the process: created on first use, null before and after shutdown.
-extern ZEP6_API Thread* sThread;
+// Host threads test it while another host thread's first call creates the worker, hence atomic.
+// Use it only from inside a call that keeps the worker alive (Shared::ThreadQueue does): the
+// last StaticList::Decrement() deletes it.
+extern ZEP6_API AtomicPointer<Thread> sThread;
 
 } // namespace OGL_ZEP6_AE

@@ -52,12 +52,19 @@ extern void (*gJobEndHook)();
 } // namespace OGL_ZEP6_AE
 
 namespace OGL_ZEP6_AE {
+class Thread;
 namespace detail {
 
-// Orderly end of the worker: when it is running, runs lastJob on it (if given) so that it
-// happens with the root context current, then stops the worker, deletes the Thread object and
-// sets sThread to null. Safe against a host thread that is creating the worker at that moment.
+// Orderly end of the worker: waits until no call uses the worker (calls arriving meanwhile wait
+// for the end and then start a new worker), runs lastJob on it when it is running (so that it
+// happens with the root context current), stops it, deletes the Thread object and sets sThread
+// to null. Must not be called from the worker itself.
 void StopAndDeleteWorker(void (*lastJob)());
+
+// The Thread whose worker loop runs on the calling thread; null on every other thread. Lets the
+// worker recognise itself without touching sThread's object, which another thread's shutdown
+// may be deleting.
+Thread* RunningWorker();
 
 } // namespace detail
 } // namespace OGL_ZEP6_AE
