@@ -1,9 +1,7 @@
 // The blend modes on llvmpipe against CPU references of their formulas (the one place each
 // formula is checked): every mode object with both main programs and three mix values over a grid
 // of front and back pixels (opaque, transparent, partly transparent, and values at each formula's
-// branch points), read back as floats. Also the dissolve seed and threshold, and that a mode links
-// once, again after Finalize, and reports a broken body once.
-#include "core/TestCountersPrivate.h"
+// branch points), read back as floats. Also the dissolve seed and threshold, and a broken body.
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/ApplyMode.h"
@@ -258,35 +256,6 @@ TEST_F(ApplyModeTest, SoftDissolveTakesTheOverBranchAboveTheThreshold) {
         EXPECT_NEAR(p[0], 0.5f, 1e-5);
         EXPECT_NEAR(p[3], 0.5f, 1e-5);
     }
-}
-
-TEST_F(ApplyModeTest, DrawingRepeatedlyNeitherRelinksNorRequeriesAndFinalizeRebuilds) {
-    ApplyMode& mode = ApplyMode::sMultiply;
-    const ModeCase& c = kModes[PixelApplyMultiply];
-    mode.ApplyBound(1.0f);
-    mode.ApplyLightBound(1.0f);
-    const long links = TestCount(TestCounter::Links), lookups = TestCount(TestCounter::UniformLookups);
-    const long discoveries = TestCount(TestCounter::UniformDiscoveries);
-    for (int k = 0; k < 3; ++k) {
-        EXPECT_LE(Draw(c, Main::Straight, 0.25f * float(k)), 1e-4);
-        EXPECT_LE(Draw(c, Main::Light, 1.0f), 1e-4);
-    }
-    EXPECT_EQ(TestCount(TestCounter::Links), links);
-    EXPECT_EQ(TestCount(TestCounter::UniformLookups), lookups);
-    EXPECT_EQ(TestCount(TestCounter::UniformDiscoveries), discoveries);
-
-    mode.Finalize();
-    EXPECT_EQ(mode.GetProgram().Name(), 0);
-    EXPECT_EQ(mode.LightProgram().GetProgram().Name(), 0);
-    EXPECT_EQ(mode.Body().Name(), 0u);
-    EXPECT_LE(Draw(c, Main::Straight, 1.0f), 1e-4);
-    EXPECT_LE(Draw(c, Main::Light, 0.5f), 1e-4);
-    EXPECT_EQ(mode.ShaderCount(), 3);
-    // The shutdown finalizes every listed resource, so the light program may also be finalized
-    // on its own; it is rebuilt all the same.
-    mode.LightProgram().Finalize();
-    EXPECT_LE(Draw(c, Main::Light, 1.0f), 1e-4);
-    EXPECT_EQ(mode.LightProgram().ShaderCount(), 3);
 }
 
 TEST_F(ApplyModeTest, ABrokenBodyThrowsOnceAndIsNotAddedTwice) {

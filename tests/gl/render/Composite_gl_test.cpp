@@ -1,16 +1,13 @@
 // The composite of host images (ApplyMode::Apply with XIImages) against the CPU references of
 // the modes: the tiles, mixes and masks with a few modes, a frame of many tiles, the inputs that
-// are left out, smaller or make the call do nothing, several host threads at once, and every pixel
-// layout of the round trip as front and as destination.
+// are left out, smaller or make the call do nothing.
 
 #include "core/PixelFormat.h"
 #include "gl/render/ApplyMode.h"
 #include "gl/texture/SubImageTexture.h"
-#include "gl/texture/Texture.h"
 
 #include "support/ApplyModeReference.h"
 #include "gl/resources/ResourceTestSupport.h"
-#include "support/PixelLayouts.h"
 #include "support/TestImage.h"
 #include "sync/StaticList.h"
 
@@ -24,7 +21,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
@@ -193,7 +189,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, CompositeMode, ::testing::ValuesIn(kModeRows),
                              return std::string(info.param.name);
                          });
 
-// ---- A frame of many tiles, several host threads -----------------------------------------
+// ---- A frame of many tiles ---------------------------------------------------------------
 
 TEST(Composite, FrameOfManyTilesMatchesTheReference) {
     // 5000 x 3000 is three columns (2048, 2048, 904) by three rows (1080, 1080, 840) of tiles.
@@ -205,31 +201,6 @@ TEST(Composite, FrameOfManyTilesMatchesTheReference) {
     ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyScreen, 1.0f);
     const double worst = CompareBytes(front, back, destination, modes::Screen);
     std::printf("composite 5000 x 3000 Screen: largest error %.3f steps\n", worst);
-}
-
-TEST(Composite, HostThreadsEachGetTheirOwnResult) {
-    constexpr int kThreads = 4;
-    constexpr int kCalls = 5;
-    std::vector<double> worst(kThreads, 0.0);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back([t, &worst] {
-            for (int call = 0; call < kCalls; ++call) {
-                // Every (thread, call) has images of its own.
-                const unsigned seed = unsigned(t * 100 + call);
-                TestImage front(Formats::RGBA8, 33, 19), back(Formats::RGBA8, 33, 19);
-                TestImage destination(Formats::RGBA8, 33, 19);
-                FillBytes(front, seed);
-                FillBytes(back, seed * 7 + 3);
-                ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyMultiply, 1.0f);
-                worst[size_t(t)] =
-                    std::max(worst[size_t(t)], CompareBytes(front, back, destination, modes::Multiply));
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
-    for (int t = 0; t < kThreads; ++t)
-        EXPECT_LE(worst[size_t(t)], kByteTolerance) << "thread " << t;
 }
 
 // ---- Inputs left out or smaller, calls that do nothing, unknown modes --------------------
@@ -321,52 +292,6 @@ TEST_P(CompositeDegenerate, BehavesAsDocumented) {
 INSTANTIATE_TEST_SUITE_P(Inputs, CompositeDegenerate, ::testing::ValuesIn(kInputRows),
                          [](const ::testing::TestParamInfo<InputRow>& info) {
                              return std::string(info.param.name);
-                         });
-
-// ---- Every pixel layout ------------------------------------------------------------------
-
-// One front layout (as the round trip's sources) composited over an opaque float back into every
-// four-channel destination layout in both orientations. Over with an opaque back leaves the
-// result opaque, so nothing is divided by a small alpha. The round trip's tolerance covers the
-// front's colour rounded into storage and the result rounded again; the front's alpha, which
-// weighs the front against the back, is one more rounding into storage (llvmpipe truncates to
-// half floats, a whole unit of 2^-11 each time).
-class CompositeLayouts : public ::testing::TestWithParam<SourceCase> {};
-
-TEST_P(CompositeLayouts, EveryDestinationMatchesTheReference) {
-    constexpr long kW = 37, kH = 23;
-    const SourceCase& source = GetParam();
-    TestImage front(source.layout.format, kW, kH, 3 * (source.layout.format.bitDepth / 8));
-    front.SetBottomUp(source.bottomUp);
-    FillSource(front, source.layout);
-    auto backPixel = [](long x, long y) {
-        return V4{double((x * 5 + y * 3) % 33) / 32.0, double((x + y * 7) % 17) / 16.0,
-                  double((x * y) % 9) / 8.0, 1.0};
-    };
-    const FloatImage back(kW, kH, backPixel);
-
-    ForEachDestination(kW, kH, [&](TestImage& destination, const Layout& layout, const std::string& name) {
-        ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyOver, 1.0f);
-        const double tolerance =
-            Tolerance(layout.format) + (Texture::GetBestType() == GL_FLOAT ? 1e-6 : std::ldexp(1.0, -11));
-        const Comparison result =
-            CompareWithReference(destination, layout, tolerance, [&](long px, long py, double rgba[4]) {
-                double fg[4];
-                SourceRGBA(front, source.layout, px, py, fg);
-                const V4 want =
-                    StraightMain({fg[0], fg[1], fg[2], fg[3]}, backPixel(px, py), 1.0, modes::Over);
-                for (int c = 0; c < 4; ++c)
-                    rgba[c] = want[c];
-            });
-        EXPECT_LE(result.largest, tolerance) << CaseName(source) << " -> " << name << ": " << result;
-        std::printf("composite %-22s -> %-22s max error %.3e (tolerance %.3e)\n", CaseName(source).c_str(),
-                    name.c_str(), result.largest, tolerance);
-    });
-}
-
-INSTANTIATE_TEST_SUITE_P(Matrix, CompositeLayouts, ::testing::ValuesIn(SourceCases()),
-                         [](const ::testing::TestParamInfo<SourceCase>& info) {
-                             return CaseName(info.param);
                          });
 
 } // namespace
