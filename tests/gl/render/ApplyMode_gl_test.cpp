@@ -1,7 +1,5 @@
-// The blend modes on llvmpipe against CPU references of their formulas (the one place each
-// formula is checked): every mode object with both main programs and three mix values over a grid
-// of front and back pixels (opaque, transparent, partly transparent, and values at each formula's
-// branch points), read back as floats. Also the dissolve seed and threshold, and a broken body.
+// Every blend mode, both main programs and three mixes over a grid of front and back pixels,
+// against the CPU reference of its formula (the one place each formula is checked).
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/ApplyMode.h"

@@ -1,6 +1,4 @@
-// The composite of host images (ApplyMode::Apply with XIImages) against the CPU references of
-// the modes: the tiles, mixes and masks with a few modes, a frame of many tiles, the inputs that
-// are left out, smaller or make the call do nothing.
+// The composite of host images (ApplyMode::Apply with XIImages) against the modes' CPU references.
 
 #include "core/PixelFormat.h"
 #include "gl/render/ApplyMode.h"
@@ -236,7 +234,9 @@ TEST_P(CompositeRow, MatchesTheReference) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, CompositeRow, ::testing::ValuesIn(kRows),
-                         [](const ::testing::TestParamInfo<Row>& info) { return std::string(info.param.name); });
+                         [](const ::testing::TestParamInfo<Row>& info) {
+                             return std::string(info.param.name);
+                         });
 
 // ---- A frame of many tiles ---------------------------------------------------------------
 

@@ -1,6 +1,4 @@
-// The format conversions on llvmpipe: every main program with every process body and three
-// scales against CPU references of their formulas (channel order, where the scale applies, the
-// clamps, the unpremultiply threshold), switching shaders on one conversion object.
+// Every conversion main with every process body and three scales against CPU references.
 #include "gl/context/EntryPoints.h"
 #include "gl/render/Conversion.h"
 #include "gl/render/EffectProgram.h"

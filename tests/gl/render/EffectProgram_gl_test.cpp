@@ -1,6 +1,4 @@
-// Effect programs on a real context: the common fragment shader's functions, uniform discovery,
-// every row of the typed uniform transfer (including the transfers that must do nothing), the
-// failure messages, the full-target quad, and the uniform table's life cycle.
+// Effect programs on a real context: the common shader, the typed uniform transfer, the quad.
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/EffectProgram.h"

@@ -1,6 +1,4 @@
-// The GLSL wrappers on a real context: lazy compilation, compile and link failures with their
-// message prefixes, relinking after a change, uniform locations, the recorded current program,
-// loading a source file, and missing entry points (of effect programs too).
+// The GLSL wrappers on a real context: lazy compilation, failures, relinking, missing entry points.
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/EffectProgram.h"

@@ -1,10 +1,5 @@
-// The fixed-function drawing helpers (planes, regions, quads, grids, client arrays, quadrics,
-// tessellation) in one table: each row draws once into an independent feedback capture, once
-// under the library's Feedback and once for real, and is judged by the vertices OpenGL reports
-// (position, texture coordinate, colour, triangle structure and winding) or by the pixels it
-// covers. Every row also leaves the caller's matrix, client arrays and colour as they were.
-// Then the matrix functions against OpenGL's own, point parameters, and the life cycles. The
-// capture is made with plain gl calls rather than the library's Feedback.
+// The fixed-function drawing helpers judged by the vertices OpenGL reports in feedback mode or
+// by the pixels they cover; each must leave the caller's matrices, client arrays and colour.
 #include "core/Errors.h"
 #include "gl/render/Feedback.h"
 #include "gl/render/Geometry.h"

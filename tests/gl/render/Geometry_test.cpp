@@ -1,5 +1,4 @@
-// The fixed-function helpers' plain data, without any OpenGL context: the grid's vertex array,
-// an ObjectArray's storage, feedback parsing, and the light values' defaults.
+// The fixed-function helpers' plain data, without any OpenGL context.
 #include "gl/render/Feedback.h"
 #include "gl/render/Grid.h"
 #include "gl/render/Light.h"

@@ -1,6 +1,4 @@
-// The four glow programs on llvmpipe against CPU references: the luma threshold, the two
-// one-directional blurs (offsets 1.5, 3.5, ... with weights 1 - offset^2 / radius^2, samples
-// clamped to the texture, linear filtering), and the glow composite.
+// The four glow programs on llvmpipe against CPU references.
 #include "gl/render/EffectProgram.h"
 #include "gl/render/Glow.h"
 #include "gl/state/Texturing.h"
