@@ -203,6 +203,11 @@ TEST_F(ApplyModeTest, EveryModeMatchesItsFormulaWithBothMains) {
     }
 }
 
+TEST(ApplyModeSelector, UnknownValuesSelectNothing) {
+    for (const int value : {-1, 49, 50, 1000, -2147483647 - 1})
+        EXPECT_EQ(ApplyMode::GetApplyMode(static_cast<PixelApplyMode>(value)), nullptr) << value;
+}
+
 // The seed, its reset on selection, and that it reaches the program's uniform.
 TEST_F(ApplyModeTest, SoftDissolveSeedIsResetOnSelection) {
     ApplyMode& dissolve = ApplyMode::sSoftDissolve;
