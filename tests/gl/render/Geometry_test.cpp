@@ -50,10 +50,6 @@ TEST(Grid, VerticesFollowTheDocumentedLayoutExactly) {
 }
 
 TEST(ObjectArray, GrowsEmptiesAndReleases) {
-    ObjectArray array(GL_POINTS, 2);
-    for (int i = 0; i < 5; ++i)
-        array.Vertex(p3f(float(i), 0, 0));
-    EXPECT_EQ(array.Count(), 5);
     ObjectArray empty(GL_POINTS, 0);
     empty.Vertex(p3f());
     EXPECT_EQ(empty.Count(), 1);
