@@ -1,16 +1,11 @@
-// The composite of host images (ApplyMode::Apply with XIImages) against the CPU references of
-// the modes: the tiles, mixes and masks with a few modes, a frame of many tiles, the inputs that
-// are left out, smaller or make the call do nothing, several host threads at once, and every pixel
-// layout of the round trip as front and as destination.
+// The composite of host images (ApplyMode::Apply with XIImages) against the modes' CPU references.
 
 #include "core/PixelFormat.h"
 #include "gl/render/ApplyMode.h"
 #include "gl/texture/SubImageTexture.h"
-#include "gl/texture/Texture.h"
 
 #include "support/ApplyModeReference.h"
 #include "gl/resources/ResourceTestSupport.h"
-#include "support/PixelLayouts.h"
 #include "support/TestImage.h"
 #include "sync/StaticList.h"
 
@@ -24,7 +19,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
@@ -133,165 +127,69 @@ double CompareBytes(const TestImage& front, const TestImage& back, const TestIma
         255.0, kByteTolerance, "8-bit composite");
 }
 
-// ---- Modes, mixes and masks --------------------------------------------------------------
+// ---- Modes, mixes, masks, and inputs left out, smaller or making the call do nothing -------
 
-struct ModeRow {
+enum Flaw { kNone = 0, kNoFront = 1, kNoBack = 2, kNoMask = 4, kNoDestination = 8 };
+
+// The formulas themselves are checked mode by mode in ApplyMode_gl_test; here a few modes
+// (continuous in their inputs, so float rounding cannot take another branch than the double
+// reference) show that the mode, the mix and the mask (whose alpha multiplies the front's) reach
+// the tiles. A smaller or missing back leaves transparent black where it does not reach; an
+// unknown mode draws the default colour, opaque white; an invalid front or destination does
+// nothing.
+struct Row {
     const char* name;
-    PixelApplyMode mode;
-    ModeReference reference;
+    int mode;
+    ModeReference reference; // null: an unknown mode
     float mix;
     ImageFormat mask; // colour space 0: no mask
+    int flaws;
+    long backWidth = 41, backHeight = 19; // the front and the destination are 41 x 19
 };
 
-// The formulas themselves are checked once, mode by mode, in ApplyMode_gl_test; here a few modes
-// (continuous in their inputs, so that float rounding on the card cannot take another branch than
-// the double reference) check that the mode, the mix and the mask reach the tiles: mixes at both
-// ends and between, masks of both layouts, whose alpha multiplies the front's alpha.
-const ModeRow kModeRows[] = {
-    {"Over", PixelApplyOver, modes::Over, 1.0f, {}},
-    {"ScreenHalfMix", PixelApplyScreen, modes::Screen, 0.5f, {}},
-    {"DarkenNoMix", PixelApplyDarken, modes::Darken, 0.0f, {}},
-    {"Alpha8Mask", PixelApplyOver, modes::Over, 1.0f, Formats::Alpha8},
-    {"Alpha8MaskMix03", PixelApplyMultiply, modes::Multiply, 0.3f, Formats::Alpha8},
-    {"RGBA8Mask", PixelApplyOver, modes::Over, 0.8f, Formats::RGBA8},
+const Row kRows[] = {
+    {"Over", PixelApplyOver, modes::Over, 1.0f, {}, kNone},
+    {"ScreenHalfMix", PixelApplyScreen, modes::Screen, 0.5f, {}, kNone},
+    {"DarkenNoMix", PixelApplyDarken, modes::Darken, 0.0f, {}, kNone},
+    {"Alpha8Mask", PixelApplyOver, modes::Over, 1.0f, Formats::Alpha8, kNone},
+    {"Alpha8MaskMix03", PixelApplyMultiply, modes::Multiply, 0.3f, Formats::Alpha8, kNone},
+    {"RGBA8Mask", PixelApplyOver, modes::Over, 0.8f, Formats::RGBA8, kNone},
+    {"InvalidFront", PixelApplyOver, modes::Over, 1.0f, Formats::Alpha8, kNoFront},
+    {"InvalidDestination", PixelApplyOver, modes::Over, 1.0f, Formats::Alpha8, kNoDestination},
+    {"InvalidBack", PixelApplyOver, modes::Over, 1.0f, Formats::Alpha8, kNoBack | kNoMask},
+    {"InvalidMask", PixelApplyScreen, modes::Screen, 1.0f, Formats::Alpha8, kNoMask},
+    {"ModeAboveRange", 49, nullptr, 1.0f, {}, kNone},
+    {"NegativeMode", -1, nullptr, 1.0f, {}, kNone},
+    {"SmallerBack", PixelApplyOver, modes::Over, 1.0f, {}, kNone, 17, 11},
 };
 
-class CompositeMode : public ::testing::TestWithParam<ModeRow> {};
-
-TEST_P(CompositeMode, MatchesTheReferenceOfItsFormula) {
-    const ModeRow& row = GetParam();
-    FloatImage front(37, 23, FrontPixel), back(37, 23, BackPixel);
-    TestImage destination(Formats::RGBA32F, 37, 23);
-    const bool masked = row.mask.colorSpace != 0;
-    TestImage mask(masked ? row.mask : Formats::Alpha8, 37, 23);
-    const int maskBytes = int(mask.GetBitDepth() / 8);
-    // Mask alpha in 1/255 steps from about 0.3 to 1 (so the result's alpha stays away from 0).
-    auto maskAlpha = [](long x, long y) { return static_cast<unsigned char>(80 + (x * 13 + y * 7) % 176); };
-    for (long y = 0; y < 23; ++y)
-        for (long x = 0; x < 37; ++x) {
-            unsigned char* p = mask.Row(y) + x * maskBytes;
-            std::memset(p, 0x33, size_t(maskBytes)); // colour channels must not matter
-            p[maskBytes - 1] = maskAlpha(x, y);
-        }
-    ApplyMode::Apply(&front, &back, masked ? &mask : nullptr, &destination, row.mode, row.mix);
-    // A masked alpha is stored in half floats before the mode sees it (2^-12 relative), and the
-    // result is divided by an alpha down to about 0.1: 2e-3.
-    const double worst = Compare(
-        destination, FloatPixel,
-        [&](long x, long y) {
-            V4 fg = FrontPixel(x, y);
-            if (masked)
-                fg.a *= maskAlpha(x, y) / 255.0;
-            return StraightMain(fg, BackPixel(x, y), row.mix, row.reference);
-        },
-        1.0, masked ? 2e-3 : kHalfTolerance, row.name);
-    std::printf("composite %-16s mix %.2f: largest relative error %.3e\n", row.name, row.mix, worst);
+// Mask alpha in 1/255 steps from about 0.3 to 1 (so the result's alpha stays away from 0).
+unsigned char MaskAlpha(long x, long y) {
+    return static_cast<unsigned char>(80 + (x * 13 + y * 7) % 176);
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, CompositeMode, ::testing::ValuesIn(kModeRows),
-                         [](const ::testing::TestParamInfo<ModeRow>& info) {
-                             return std::string(info.param.name);
-                         });
+class CompositeRow : public ::testing::TestWithParam<Row> {};
 
-// ---- A frame of many tiles, several host threads -----------------------------------------
-
-TEST(Composite, FrameOfManyTilesMatchesTheReference) {
-    // 5000 x 3000 is three columns (2048, 2048, 904) by three rows (1080, 1080, 840) of tiles.
-    TestImage front(Formats::RGBA8, 5000, 3000), back(Formats::RGBA8, 5000, 3000);
-    TestImage destination(Formats::RGBA8, 5000, 3000);
-    FillBytes(front, 11);
-    FillBytes(back, 977);
-    destination.Fill(0xA5);
-    ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyScreen, 1.0f);
-    const double worst = CompareBytes(front, back, destination, modes::Screen);
-    std::printf("composite 5000 x 3000 Screen: largest error %.3f steps\n", worst);
-}
-
-TEST(Composite, HostThreadsEachGetTheirOwnResult) {
-    constexpr int kThreads = 4;
-    constexpr int kCalls = 5;
-    std::vector<double> worst(kThreads, 0.0);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back([t, &worst] {
-            for (int call = 0; call < kCalls; ++call) {
-                // Every (thread, call) has images of its own.
-                const unsigned seed = unsigned(t * 100 + call);
-                TestImage front(Formats::RGBA8, 33, 19), back(Formats::RGBA8, 33, 19);
-                TestImage destination(Formats::RGBA8, 33, 19);
-                FillBytes(front, seed);
-                FillBytes(back, seed * 7 + 3);
-                ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyMultiply, 1.0f);
-                worst[size_t(t)] =
-                    std::max(worst[size_t(t)], CompareBytes(front, back, destination, modes::Multiply));
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
-    for (int t = 0; t < kThreads; ++t)
-        EXPECT_LE(worst[size_t(t)], kByteTolerance) << "thread " << t;
-}
-
-// ---- Inputs left out or smaller, calls that do nothing, unknown modes --------------------
-
-struct InputRow {
-    const char* name;
-    bool frontValid, backValid, maskValid, destinationValid;
-    long backWidth, backHeight; // the front and the destination are 41 x 19
-    int mode;
-    V4 (*want)(long x, long y); // null: the destination is left untouched
-    double tolerance;
-};
-
-const InputRow kInputRows[] = {
-    {"InvalidFront", false, true, true, true, 41, 19, PixelApplyOver, nullptr, 0.0},
-    {"InvalidDestination", true, true, true, false, 41, 19, PixelApplyOver, nullptr, 0.0},
-    // Composited against transparent black, with a mode that leaves something of the front there (the
-    // destination's 0xA5 bytes read as floats are almost 0).
-    {"InvalidBack", true, false, false, true, 41, 19, PixelApplyOver,
-     [](long x, long y) {
-         return StraightMain(FrontPixel(x, y), V4{0, 0, 0, 0}, 1.0, modes::Over);
-     },
-     kHalfTolerance},
-    {"InvalidMask", true, true, false, true, 41, 19, PixelApplyScreen,
-     [](long x, long y) { return StraightMain(FrontPixel(x, y), BackPixel(x, y), 1.0, modes::Screen); },
-     kHalfTolerance},
-    // No program: the tiles are drawn in the default colour.
-    {"ModeAboveRange", true, true, false, true, 41, 19, 49,
-     [](long, long) {
-         return V4{1, 1, 1, 1};
-     },
-     0.0},
-    {"NegativeMode", true, true, false, true, 41, 19, -1,
-     [](long, long) {
-         return V4{1, 1, 1, 1};
-     },
-     0.0},
-    // A smaller back is aligned at the lower left and reaches only its own pixels; beyond it the
-    // front is composited against transparent black.
-    {"SmallerBack", true, true, false, true, 17, 11, PixelApplyOver,
-     [](long x, long y) {
-         const V4 bg = x < 17 && y < 11 ? BackPixel(x, y) : V4{0, 0, 0, 0};
-         return StraightMain(FrontPixel(x, y), bg, 1.0, modes::Over);
-     },
-     kHalfTolerance},
-};
-
-class CompositeDegenerate : public ::testing::TestWithParam<InputRow> {};
-
-TEST_P(CompositeDegenerate, BehavesAsDocumented) {
-    const InputRow& row = GetParam();
+TEST_P(CompositeRow, MatchesTheReference) {
+    const Row& row = GetParam();
     FloatImage front(41, 19, FrontPixel), back(row.backWidth, row.backHeight, BackPixel);
     TestImage destination(Formats::RGBA32F, 41, 19);
-    TestImage mask(Formats::Alpha8, 41, 19);
-    mask.Fill(0); // a mask that were used would make the front vanish
-    if (!row.frontValid)
+    const bool masked = row.mask.colorSpace != 0;
+    TestImage mask(masked ? row.mask : Formats::Alpha8, 41, 19);
+    const int maskBytes = int(mask.GetBitDepth() / 8);
+    for (long y = 0; y < 19; ++y)
+        for (long x = 0; x < 41; ++x) {
+            unsigned char* p = mask.Row(y) + x * maskBytes;
+            std::memset(p, 0x33, size_t(maskBytes)); // colour channels must not matter
+            p[maskBytes - 1] = MaskAlpha(x, y);
+        }
+    if (row.flaws & kNoFront)
         front.SetHeight(0);
-    if (!row.backValid)
+    if (row.flaws & kNoBack)
         back.SetNullBase(true);
-    if (!row.maskValid)
+    if (row.flaws & kNoMask)
         mask.SetWidth(0);
-    if (!row.destinationValid)
+    if (row.flaws & kNoDestination)
         destination.SetNullBase(true);
     destination.Fill(0xA5);
     const std::vector<unsigned char> before(destination.Bytes(),
@@ -309,64 +207,49 @@ TEST_P(CompositeDegenerate, BehavesAsDocumented) {
             textures.back()->Load();
         }
     }));
-    ApplyMode::Apply(&front, &back, &mask, &destination, static_cast<PixelApplyMode>(row.mode), 1.0f);
+    ApplyMode::Apply(&front, &back, masked ? &mask : nullptr, &destination,
+                     static_cast<PixelApplyMode>(row.mode), row.mix);
     ZEP6_AE::StaticList::Decrement();
 
-    if (row.want)
-        Compare(destination, FloatPixel, row.want, 1.0, row.tolerance, row.name);
-    else
+    if (row.flaws & (kNoFront | kNoDestination)) {
         EXPECT_TRUE(std::equal(before.begin(), before.end(), destination.Bytes()));
+        return;
+    }
+    const bool maskUsed = masked && !(row.flaws & kNoMask);
+    // A masked alpha is stored in half floats before the mode sees it (2^-12 relative), and the
+    // result is divided by an alpha down to about 0.1: 2e-3.
+    const double tolerance = !row.reference ? 0.0 : maskUsed ? 2e-3 : kHalfTolerance;
+    Compare(
+        destination, FloatPixel,
+        [&](long x, long y) {
+            if (!row.reference)
+                return V4{1, 1, 1, 1};
+            V4 fg = FrontPixel(x, y);
+            if (maskUsed)
+                fg.a *= MaskAlpha(x, y) / 255.0;
+            const bool reached = !(row.flaws & kNoBack) && x < row.backWidth && y < row.backHeight;
+            return StraightMain(fg, reached ? BackPixel(x, y) : V4{0, 0, 0, 0}, row.mix, row.reference);
+        },
+        1.0, tolerance, row.name);
 }
 
-INSTANTIATE_TEST_SUITE_P(Inputs, CompositeDegenerate, ::testing::ValuesIn(kInputRows),
-                         [](const ::testing::TestParamInfo<InputRow>& info) {
+INSTANTIATE_TEST_SUITE_P(Rows, CompositeRow, ::testing::ValuesIn(kRows),
+                         [](const ::testing::TestParamInfo<Row>& info) {
                              return std::string(info.param.name);
                          });
 
-// ---- Every pixel layout ------------------------------------------------------------------
+// ---- A frame of many tiles ---------------------------------------------------------------
 
-// One front layout (as the round trip's sources) composited over an opaque float back into every
-// four-channel destination layout in both orientations. Over with an opaque back leaves the
-// result opaque, so nothing is divided by a small alpha. The round trip's tolerance covers the
-// front's colour rounded into storage and the result rounded again; the front's alpha, which
-// weighs the front against the back, is one more rounding into storage (llvmpipe truncates to
-// half floats, a whole unit of 2^-11 each time).
-class CompositeLayouts : public ::testing::TestWithParam<SourceCase> {};
-
-TEST_P(CompositeLayouts, EveryDestinationMatchesTheReference) {
-    constexpr long kW = 37, kH = 23;
-    const SourceCase& source = GetParam();
-    TestImage front(source.layout.format, kW, kH, 3 * (source.layout.format.bitDepth / 8));
-    front.SetBottomUp(source.bottomUp);
-    FillSource(front, source.layout);
-    auto backPixel = [](long x, long y) {
-        return V4{double((x * 5 + y * 3) % 33) / 32.0, double((x + y * 7) % 17) / 16.0,
-                  double((x * y) % 9) / 8.0, 1.0};
-    };
-    const FloatImage back(kW, kH, backPixel);
-
-    ForEachDestination(kW, kH, [&](TestImage& destination, const Layout& layout, const std::string& name) {
-        ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyOver, 1.0f);
-        const double tolerance =
-            Tolerance(layout.format) + (Texture::GetBestType() == GL_FLOAT ? 1e-6 : std::ldexp(1.0, -11));
-        const Comparison result =
-            CompareWithReference(destination, layout, tolerance, [&](long px, long py, double rgba[4]) {
-                double fg[4];
-                SourceRGBA(front, source.layout, px, py, fg);
-                const V4 want =
-                    StraightMain({fg[0], fg[1], fg[2], fg[3]}, backPixel(px, py), 1.0, modes::Over);
-                for (int c = 0; c < 4; ++c)
-                    rgba[c] = want[c];
-            });
-        EXPECT_LE(result.largest, tolerance) << CaseName(source) << " -> " << name << ": " << result;
-        std::printf("composite %-22s -> %-22s max error %.3e (tolerance %.3e)\n", CaseName(source).c_str(),
-                    name.c_str(), result.largest, tolerance);
-    });
+TEST(Composite, FrameOfManyTilesMatchesTheReference) {
+    // 5000 x 3000 is three columns (2048, 2048, 904) by three rows (1080, 1080, 840) of tiles.
+    TestImage front(Formats::RGBA8, 5000, 3000), back(Formats::RGBA8, 5000, 3000);
+    TestImage destination(Formats::RGBA8, 5000, 3000);
+    FillBytes(front, 11);
+    FillBytes(back, 977);
+    destination.Fill(0xA5);
+    ApplyMode::Apply(&front, &back, nullptr, &destination, PixelApplyScreen, 1.0f);
+    const double worst = CompareBytes(front, back, destination, modes::Screen);
+    std::printf("composite 5000 x 3000 Screen: largest error %.3f steps\n", worst);
 }
-
-INSTANTIATE_TEST_SUITE_P(Matrix, CompositeLayouts, ::testing::ValuesIn(SourceCases()),
-                         [](const ::testing::TestParamInfo<SourceCase>& info) {
-                             return CaseName(info.param);
-                         });
 
 } // namespace

@@ -1,8 +1,4 @@
-// The format conversions on llvmpipe: every main program with every process body and three
-// scales against CPU references of their formulas (channel order, where the scale applies, the
-// clamps, the unpremultiply threshold), and the rule that a conversion relinks only when its
-// shaders change.
-#include "core/TestCountersPrivate.h"
+// Every conversion main with every process body and three scales against CPU references.
 #include "gl/context/EntryPoints.h"
 #include "gl/render/Conversion.h"
 #include "gl/render/EffectProgram.h"
@@ -164,43 +160,4 @@ TEST_F(ConversionTest, EveryMainWithEveryProcessBodyMatchesItsFormula) {
             }
         }
     }
-}
-
-TEST_F(ConversionTest, RelinksOnlyWhenAShaderChanges) {
-    Conversion conversion;
-    EXPECT_EQ(conversion.GetConversion(), nullptr);
-    EXPECT_EQ(conversion.GetProcessing(), nullptr);
-    EXPECT_EQ(conversion.GetScale(), 1.0f);
-    const long start = TestCount(TestCounter::Links);
-    conversion.Apply();
-    EXPECT_EQ(TestCount(TestCounter::Links), start + 1) << "no shader chosen: no swizzle, no process";
-    EXPECT_EQ(conversion.ShaderCount(), 2);
-
-    conversion.SetConversion(&Conversion::sToBGRA);
-    conversion.Apply();
-    EXPECT_EQ(TestCount(TestCounter::Links), start + 2);
-    const int program = conversion.GetProgram().Name();
-    conversion.SetConversion(&Conversion::sToBGRA);
-    conversion.SetScale(0.5f);
-    conversion.Apply();
-    conversion.Apply();
-    EXPECT_EQ(TestCount(TestCounter::Links), start + 2) << "the same shader again does not relink";
-    EXPECT_EQ(conversion.GetProgram().Name(), program);
-    float scale = 0;
-    conversion.GetUniform("scale", scale);
-    EXPECT_EQ(scale, 0.5f);
-
-    conversion.SetProcessing(&Conversion::sPremultiply);
-    EXPECT_EQ(conversion.GetProgram().Name(), 0) << "a new shader deletes the program at once";
-    conversion.SetProcessing(&Conversion::sPremultiply);
-    conversion.Apply();
-    EXPECT_EQ(TestCount(TestCounter::Links), start + 3);
-    EXPECT_EQ(conversion.ShaderCount(), 2) << "the old shaders are not kept beside the new";
-
-    // Finalized from outside (as the shutdown does): the chosen shaders come back.
-    conversion.Finalize();
-    conversion.Apply();
-    EXPECT_EQ(TestCount(TestCounter::Links), start + 4);
-    EXPECT_EQ(conversion.GetConversion(), &Conversion::sToBGRA);
-    EXPECT_TRUE(conversion.HasUniform("scale"));
 }

@@ -1,5 +1,4 @@
-// Lights, materials, the light model and the highlight style on a real context: what is applied
-// comes back, applying touches only its own light, and the scoped objects restore.
+// Lights, materials, the light model and the highlight style: applied values come back, scopes restore.
 #include "gl/render/Light.h"
 #include "gl/render/LightHighlight.h"
 #include "gl/render/LightMaterial.h"

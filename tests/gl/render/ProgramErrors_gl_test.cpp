@@ -1,6 +1,4 @@
-// Compile and link failures of a program made inside a job: the job ends with the driver's
-// message in ErrorMessage(), although unwinding destroyed the program and its shader before the
-// worker read the message (under the address sanitizer, reading a text they held is reported).
+// A job's compile or link failure keeps the driver's message after unwinding freed its program.
 #include "gl/context/Shared.h"
 #include "gl/render/EffectProgram.h"
 #include "gl/render/GLSL.h"

@@ -1,6 +1,4 @@
-// The library's static programs outlive every shutdown: each must build itself again in the next
-// session and draw as it did in the first. One process runs three sessions (Increment, use every
-// static program, Decrement) and compares each session's pixels with the first's.
+// The static programs outlive every shutdown: three sessions in one process draw alike.
 #include "gl/render/ApplyMode.h"
 #include "gl/render/EffectProgram.h"
 #include "gl/render/Glow.h"

@@ -1,6 +1,4 @@
-// The vector types: the tag of a p3f, conversions, the 0.0001 equality tolerance, the clamps,
-// angles and products, component access, arithmetic (operands chosen so that their order shows)
-// and the Euler-angle helpers.
+// The vector types: tag, conversions, equality tolerance, clamps, products, arithmetic, Euler helpers.
 #include "gl/render/Vector.h"
 
 #include "gl/render/Matrix.h"
