@@ -235,36 +235,26 @@ TEST(MemorySize, FirstSourceThatKnowsWinsAndLargeSizesSaturate) {
         EXPECT_EQ(MemorySizeFrom(c.sources), c.bytes) << c.what;
 }
 
-class KernelVideoMemoryTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/zep6_drm_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        root_ = pattern;
-    }
-    void TearDown() override { std::filesystem::remove_all(root_); }
-
-    void Write(const std::string& relative, const std::string& text) {
-        const std::filesystem::path path = root_ / relative;
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path) << text;
-    }
-
-    std::filesystem::path root_;
-};
-
-TEST_F(KernelVideoMemoryTest, LowestNumberedCardThatPublishesAValue) {
-    EXPECT_EQ(platform::KernelVideoMemory(root_.c_str()), 0u) << "nothing published";
-    Write("card0/device/mem_info_vram_total", "garbage\n");
-    EXPECT_EQ(platform::KernelVideoMemory(root_.c_str()), 0u);
+TEST(KernelVideoMemory, LowestNumberedCardThatPublishesAValue) {
+    char pattern[] = "/tmp/zep6_drm_XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    const std::filesystem::path root = pattern;
+    auto write = [&root](const std::string& relative, const std::string& text) {
+        std::filesystem::create_directories((root / relative).parent_path());
+        std::ofstream(root / relative) << text;
+    };
+    EXPECT_EQ(platform::KernelVideoMemory(root.c_str()), 0u) << "nothing published";
+    write("card0/device/mem_info_vram_total", "garbage\n");
+    EXPECT_EQ(platform::KernelVideoMemory(root.c_str()), 0u);
     EXPECT_EQ(platform::KernelVideoMemory(nullptr), 0u);
-    Write("card0/device/vendor", "0x8086\n");                // no memory file
-    Write("card1/device/mem_info_vram_total", "0\n");        // publishes nothing useful
-    Write("card0-DP-1/device/mem_info_vram_total", "123\n"); // a connector, not a card
-    Write("card10/device/mem_info_vram_total", "4096\n");
-    Write("card2/device/mem_info_vram_total", "8589934592\n");
-    Write("renderD128/device/mem_info_vram_total", "77\n");
-    EXPECT_EQ(platform::KernelVideoMemory(root_.c_str()), 8589934592ULL);
+    write("card0/device/vendor", "0x8086\n");                // no memory file
+    write("card1/device/mem_info_vram_total", "0\n");        // publishes nothing useful
+    write("card0-DP-1/device/mem_info_vram_total", "123\n"); // a connector, not a card
+    write("card10/device/mem_info_vram_total", "4096\n");
+    write("card2/device/mem_info_vram_total", "8589934592\n");
+    write("renderD128/device/mem_info_vram_total", "77\n");
+    EXPECT_EQ(platform::KernelVideoMemory(root.c_str()), 8589934592ULL);
+    std::filesystem::remove_all(root);
 }
 
 TEST(PhysicalMemory, MatchesTheKernelsTotal) {
