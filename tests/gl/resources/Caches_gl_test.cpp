@@ -81,7 +81,7 @@ TEST(TextureCache, NotExactRequestsShareOneHighDefinitionTexture) {
     }));
 }
 
-// Which key a cached renderbuffer accepts is the key's rule (ResourceKeys_test); here what the
+// Which key a cached renderbuffer accepts is the key's rule (ResourceFactory_test); here what the
 // renderbuffer fills in.
 TEST(RenderCache, RenderbuffersRecordTheirInternalFormatAndSize) {
     ASSERT_TRUE(OnWorker([] {

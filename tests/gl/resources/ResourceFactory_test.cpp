@@ -271,7 +271,7 @@ TEST(Resource, NewResourcesAreListedAndUnlinkedWhenDestroyed) {
 }
 
 // FinalizeAll works on the whole process (the library's own caches included), so this runs in a
-// child process; its newest-first order is the shutdown tests' (Shutdown_gl_test).
+// child process; its newest-first order is checked by the shutdown test (Caches_gl_test).
 int FinalizeAllStopsAtAFailure() {
     std::vector<const Probe*> log;
     Probe* a = new Probe(&log);
