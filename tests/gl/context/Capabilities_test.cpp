@@ -134,7 +134,6 @@ TEST(RendererRules, QuadroProfessionalAtiSoftwareAndSeries) {
         {"AMD Radeon Pro W6800 (radeonsi, navi21)", false, false, true, false, false, 6800},
         {"NVIDIA GeForce RTX 4090/PCIe/SSE2", false, false, false, false, false, 4090},
         {"NVIDIA TITAN RTX/PCIe/SSE2", false, false, false, false, false, 2}, // from "SSE2"
-        {"NVIDIA GeForce GTX 1080/PCIe/SSE2", false, false, false, false, false, 1080},
         {"AMD Radeon RX 7900 XTX (radeonsi, navi31)", false, false, false, false, false, 7900},
         {"Card X-300", false, false, false, false, false, -300}, // atoi reads the sign
         {"", false, false, false, false, false, 0},
