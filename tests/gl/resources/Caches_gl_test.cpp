@@ -145,7 +145,8 @@ TEST(RenderBuffer, LimitsFromTheDriver) {
     }));
 }
 
-// Within a job a released block serves the next request (the visits below count it).
+// A released block serves the next request (OpaqueBufferTest.ASmallerImageTakesALargerIdleBlock;
+// the visits below count it within a job); the end of a job gives every block back.
 TEST(MemoryCache, EmptiedWhenAJobEnds) {
     OpaqueBuffer::FinalizePool();
     ASSERT_TRUE(OnWorker([] {
