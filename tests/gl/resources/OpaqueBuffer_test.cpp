@@ -156,6 +156,10 @@ TEST_F(OpaqueBufferTest, WrapsOutsideMemoryWithoutOwningIt) {
         OpenBuffer buffer;
         // The run-time type, not the class that defines Name().
         EXPECT_NE(std::string(buffer.Name()).find("OpenBuffer"), std::string::npos) << buffer.Name();
+        // As an image: bottom-up, writable, no native handle.
+        EXPECT_TRUE(buffer.IsBottomUp());
+        EXPECT_FALSE(buffer.IsReadOnly());
+        EXPECT_EQ(buffer.GetNative(), nullptr);
         // Row bytes given are kept (Buffer.WrapsAnImageAsItIs); 0 asks for the description's: 16
         // bits a pixel by default, so three pixels need 48 bits, padded to 128.
         EXPECT_FALSE(buffer.Resize(3, 2, pixels.data(), 0));
