@@ -106,7 +106,9 @@ TEST(Caches, ADeletedBufferDeletesItsObjects) {
             TextureBuffer colour(TextureKey(kRect, 8, 8, GL_RGBA8, 1));
             RenderBuffer depth(RenderKey(8, 8, GL_DEPTH_COMPONENT, GL_FLOAT));
             ASSERT_TRUE(colour.Select());
-            texture = colour.TextureName(), frameBuffer = colour.FrameBufferName(), renderBuffer = depth.Name();
+            texture = colour.TextureName();
+            frameBuffer = colour.FrameBufferName();
+            renderBuffer = depth.Name();
             ASSERT_TRUE(texture && frameBuffer && renderBuffer);
         }
         EXPECT_FALSE(glIsTexture(texture));
