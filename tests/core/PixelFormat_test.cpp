@@ -354,70 +354,45 @@ std::vector<std::size_t> MatchingTypes(PixelLayout layout, long bitDepth, long w
     return matches;
 }
 
-struct TraitsRow {
-    PixelLayout layout;
-    long bitDepth;
-    long whiteLevel;
-    unsigned int max;
-    bool isFloat;
-};
-
-template <std::size_t... I> std::vector<TraitsRow> AllTraits(std::index_sequence<I...>) {
-    return {TraitsRow{PixelTraits<std::tuple_element_t<I, AllPixelTypes>>::kLayout,
-                      PixelTraits<std::tuple_element_t<I, AllPixelTypes>>::kBitDepth,
-                      PixelTraits<std::tuple_element_t<I, AllPixelTypes>>::kWhiteLevel,
-                      PixelTraits<std::tuple_element_t<I, AllPixelTypes>>::kMax,
-                      PixelTraits<std::tuple_element_t<I, AllPixelTypes>>::kIsFloat}...};
+template <std::size_t... I> std::vector<bool> FloatTypes(std::index_sequence<I...>) {
+    return {PixelTraits<std::tuple_element_t<I, AllPixelTypes>>::kIsFloat...};
 }
 
-TEST(PixelTypes, TraitsDescribeEachInstance) {
+// Each row's description selects exactly the listed types (indices into AllPixelTypes); the first
+// 24 rows are the canonical descriptions of the types in order.
+TEST(PixelTypes, EachDescriptionSelectsItsOneType) {
     using L = PixelLayout;
-    // Same order as AllPixelTypes: layout, bit depth and white level of each.
+    using V = std::vector<std::size_t>;
     const struct {
         PixelLayout layout;
         long bitDepth;
         long whiteLevel;
-    } expected[kPixelTypeCount] = {
-        {L::ARGB, 32, 255},   {L::BGRA, 32, 255},    {L::RGBA, 32, 255},   // ..8
-        {L::ARGB, 64, 65535}, {L::BGRA, 64, 65535},  {L::RGBA, 64, 65535}, // ..16
-        {L::ARGB, 64, 32768}, {L::BGRA, 64, 32768},  {L::RGBA, 64, 32768}, // ..16_8000
-        {L::ARGB, 64, 16384}, {L::BGRA, 64, 16384},  {L::RGBA, 64, 16384}, // ..16_4000
-        {L::ARGB, 128, 1},    {L::BGRA, 128, 1},     {L::RGBA, 128, 1},    // ..32F
-        {L::Alpha, 8, 255},   {L::Alpha, 16, 65535}, {L::Alpha, 32, 1},
-        {L::Luma, 8, 255},    {L::Luma, 16, 65535},  {L::Luma, 32, 1},
-        {L::Depth, 8, 255},   {L::Depth, 16, 65535}, {L::Depth, 32, 1}};
-    const auto actual = AllTraits(std::make_index_sequence<kPixelTypeCount>());
-    for (std::size_t i = 0; i < kPixelTypeCount; ++i) {
-        SCOPED_TRACE("pixel type " + std::to_string(i));
-        const auto& e = expected[i];
-        EXPECT_EQ(actual[i].layout, e.layout);
-        EXPECT_EQ(actual[i].bitDepth, e.bitDepth);
-        EXPECT_EQ(actual[i].whiteLevel, e.whiteLevel);
-        // White is the channel maximum, and 1 exactly for the float channels.
-        EXPECT_EQ(actual[i].max, static_cast<unsigned int>(e.whiteLevel));
-        EXPECT_EQ(actual[i].isFloat, e.whiteLevel == 1);
-        // The canonical description of each type selects that type and no other.
-        EXPECT_EQ(
-            MatchingTypes(e.layout, e.bitDepth, e.whiteLevel, std::make_index_sequence<kPixelTypeCount>()),
-            std::vector<std::size_t>{i});
-    }
-}
-
-TEST(PixelTypes, WhiteLevelPicksTheSixteenBitScale) {
-    const auto select = [](PixelLayout layout, long bitDepth, long whiteLevel) {
-        return MatchingTypes(layout, bitDepth, whiteLevel, std::make_index_sequence<kPixelTypeCount>());
+        V types;
+    } cases[] = {
+        {L::ARGB, 32, 255, {0}},     {L::BGRA, 32, 255, {1}},     {L::RGBA, 32, 255, {2}},
+        {L::ARGB, 64, 65535, {3}},   {L::BGRA, 64, 65535, {4}},   {L::RGBA, 64, 65535, {5}},
+        {L::ARGB, 64, 32768, {6}},   {L::BGRA, 64, 32768, {7}},   {L::RGBA, 64, 32768, {8}},
+        {L::ARGB, 64, 16384, {9}},   {L::BGRA, 64, 16384, {10}},  {L::RGBA, 64, 16384, {11}},
+        {L::ARGB, 128, 1, {12}},     {L::BGRA, 128, 1, {13}},     {L::RGBA, 128, 1, {14}},
+        {L::Alpha, 8, 255, {15}},    {L::Alpha, 16, 65535, {16}}, {L::Alpha, 32, 1, {17}},
+        {L::Luma, 8, 255, {18}},     {L::Luma, 16, 65535, {19}},  {L::Luma, 32, 1, {20}},
+        {L::Depth, 8, 255, {21}},    {L::Depth, 16, 65535, {22}}, {L::Depth, 32, 1, {23}},
+        // Any other 16-bit white level takes the full scale; one-channel 16-bit pixels have only that.
+        {L::RGBA, 64, 32767, {5}},   {L::BGRA, 64, 1000, {4}},    {L::Alpha, 16, 32768, {16}},
+        {L::Luma, 16, 16384, {19}},
+        // Descriptions no instance holds.
+        {L::RGBA, 48, 255, {}},      {L::Alpha, 64, 1, {}},       {L::Unknown, 32, 255, {}},
     };
-    using V = std::vector<std::size_t>;
-    // Indices into AllPixelTypes; exactly 32768 and 16384 select their own types (above).
-    EXPECT_EQ(select(PixelLayout::RGBA, 64, 32767), V{5}); // anything else: RGBA16
-    EXPECT_EQ(select(PixelLayout::BGRA, 64, 1000), V{4});
-    // One-channel 16-bit pixels have only the full scale.
-    EXPECT_EQ(select(PixelLayout::Alpha, 16, 32768), V{16});
-    EXPECT_EQ(select(PixelLayout::Luma, 16, 16384), V{19});
-    // Descriptions no instance holds.
-    EXPECT_EQ(select(PixelLayout::RGBA, 48, 255), V{});
-    EXPECT_EQ(select(PixelLayout::Alpha, 64, 1), V{});
-    EXPECT_EQ(select(PixelLayout::Unknown, 32, 255), V{});
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(int(c.layout)) + ", " + std::to_string(c.bitDepth) + ", " +
+                     std::to_string(c.whiteLevel));
+        EXPECT_EQ(MatchingTypes(c.layout, c.bitDepth, c.whiteLevel, std::make_index_sequence<kPixelTypeCount>()),
+                  c.types);
+    }
+    // Float channels are exactly the types whose white is 1.
+    const std::vector<bool> isFloat = FloatTypes(std::make_index_sequence<kPixelTypeCount>());
+    for (std::size_t i = 0; i < kPixelTypeCount; ++i)
+        EXPECT_EQ(isFloat[i], cases[i].whiteLevel == 1) << "pixel type " << i;
 }
 
 TEST(PixelTypes, LayoutSelectedByColourSpace) {

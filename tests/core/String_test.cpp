@@ -29,13 +29,10 @@ TEST(String, TextsMade) {
         std::function<std::string()> make;
         std::string expected;
     } cases[] = {
-        {"default", [] { return T(String()); }, ""},
         {"format", [] { return T(String("%d-%s", 3, "a")); }, "3-a"},
         {"format widths", [] { return T(String("%5.2f|%x", 3.14159, 255u)); }, " 3.14|ff"},
         {"null", [] { return T(String(nullptr)); }, ""},
-        {"plain text", [] { return T(String("plain")); }, "plain"},
         {"from std::string", [] { return T(String(std::string("from std"))); }, "from std"},
-        {"converted", [] { const String s = "converted"; return T(s); }, "converted"},
         {"copies are independent",
          [] {
              String original("path/File"), copy(original), assigned;
@@ -56,18 +53,15 @@ TEST(String, TextsMade) {
         {"high bytes", [] { String s("\xC9t\xE9"); return T(s.MakeLower()); }, "\xC9t\xE9"},
         {"Mid", [&] { return T(hello.Mid(1, 2)); }, "el"},
         {"Mid past the end", [&] { return T(hello.Mid(3, 100)); }, "lo"},
-        {"Mid of nothing", [&] { return T(hello.Mid(0, 0)); }, ""},
         {"Mid at the end", [&] { return T(hello.Mid(5, 1)); }, ""},
         {"Mid negative count", [&] { return T(hello.Mid(2, -1)); }, ""},
         {"Left", [&] { return T(hello.Left(2)); }, "he"},
         {"Left past the end", [&] { return T(hello.Left(10)); }, "hello"},
         {"Left negative", [&] { return T(hello.Left(-3)); }, ""},
         // Replace until gone, each hit once (a replacement holding the pattern would repeat for ever).
-        {"three backslashes to one", [] { return T(String("a\\\\\\b").Replace("\\\\", "\\")); }, "a\\b"},
         {"runs", [] { return T(String("aaaa").Replace("aa", "a")); }, "a"},
         {"every hit", [] { return T(String("x--y--z").Replace("--", "+")); }, "x+y+z"},
         {"all of it", [] { return T(String("abc").Replace("abc", "")); }, ""},
-        {"no hit", [] { return T(String("abc").Replace("d", "e")); }, "abc"},
         {"empty pattern", [] { return T(String("abc").Replace("", "e")); }, "abc"},
         {"null pattern", [] { return T(String("abc").Replace(nullptr, "e")); }, "abc"},
         {"null replacement", [] { return T(String("a.b").Replace(".", nullptr)); }, "ab"},
@@ -108,14 +102,12 @@ TEST(String, AnswersGiven) {
         {"empty equals empty", String() == "", true},
         {"empty equals null", String() == static_cast<const char*>(nullptr), true},
         {"contains", shader.Contains("ade"), true},
-        {"contains itself", shader.Contains("shader"), true},
         {"contains by case", shader.Contains("Shader"), false},
         {"contains more", shader.Contains("shaders"), false},
         {"contains null", shader.Contains(nullptr), false},
         {"empty contains", String().Contains("a"), false},
         {"empty contains empty", String().Contains(""), false},
         {"contained", shader.IsContainedIn("myshaders"), true},
-        {"contained in itself", shader.IsContainedIn("shader"), true},
         {"contained in less", shader.IsContainedIn("shade"), false},
         {"contained in empty", shader.IsContainedIn(""), false},
         {"contained in null", shader.IsContainedIn(nullptr), false},
