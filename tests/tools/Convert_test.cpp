@@ -131,35 +131,33 @@ TEST_F(ConvertTest, PremultiplyMatchesTheProductAndUnpremultiplyUndoesIt) {
     REQUIRE_OPENGL();
     const HostImage picture = MakePicture(kWidth, kHeight, true);
     zep6gl::WriteImage(Path("straight.png"), picture);
-    const Layout rgba16 = {"rgba16", 64, 65535};
-    const Layout rgba8 = {"rgba8", 32, 255};
-
-    // Into 16 bits, so that the product loses next to nothing before it is divided. Colour, alpha
-    // and their product are each stored on the card: three roundings.
-    Outcome outcome =
-        Convert({Path("straight.png"), Path("premultiplied.png"), "--layout", "rgba16", "--premultiply"});
-    ASSERT_EQ(outcome.status, 0) << outcome.errors;
-    ExpectValues(
-        zep6gl::ReadImage(Path("premultiplied.png")), kWidth, kHeight,
-        [&](long x, long y, int c) {
-            const double alpha = Value(picture, x, y, 3);
-            return c == 3 ? alpha : Value(picture, x, y, c) * alpha;
-        },
-        [&](double v) { return Tolerance(rgba16, v, 3); });
-
-    outcome = Convert(
-        {Path("premultiplied.png"), Path("unpremultiplied.png"), "--layout", "rgba8", "--unpremultiply"});
-    ASSERT_EQ(outcome.status, 0) << outcome.errors;
-    // The quotient carries those and two more roundings (stored product and alpha); dividing by
-    // alpha magnifies the product's error by 1 / alpha, so alpha below 0.1 is not judged.
-    ExpectValues(
-        zep6gl::ReadImage(Path("unpremultiplied.png")), kWidth, kHeight,
-        [&](long x, long y, int c) -> std::optional<double> {
-            if (Value(picture, x, y, 3) < 0.1)
-                return std::nullopt;
-            return Value(picture, x, y, c);
-        },
-        [&](double v) { return Tolerance(rgba8, v, 5); });
+    const struct {
+        const char *in, *out, *option;
+        Layout layout;
+        int roundings;
+        bool product;
+    } steps[] = {
+        // Into 16 bits, so that the product loses next to nothing before it is divided. Colour,
+        // alpha and their product are each stored on the card: three roundings.
+        {"straight.png", "premultiplied.png", "--premultiply", {"rgba16", 64, 65535}, 3, true},
+        // The quotient carries those and two more (stored product and alpha); dividing by alpha
+        // magnifies the product's error by 1 / alpha, so alpha below 0.1 is not judged.
+        {"premultiplied.png", "unpremultiplied.png", "--unpremultiply", {"rgba8", 32, 255}, 5, false},
+    };
+    for (const auto& k : steps) {
+        SCOPED_TRACE(k.option);
+        const Outcome outcome = Convert({Path(k.in), Path(k.out), "--layout", k.layout.name, k.option});
+        ASSERT_EQ(outcome.status, 0) << outcome.errors;
+        ExpectValues(
+            zep6gl::ReadImage(Path(k.out)), kWidth, kHeight,
+            [&](long x, long y, int c) -> std::optional<double> {
+                const double alpha = Value(picture, x, y, 3);
+                if (k.product)
+                    return c == 3 ? alpha : Value(picture, x, y, c) * alpha;
+                return alpha < 0.1 ? std::nullopt : std::optional<double>(Value(picture, x, y, c));
+            },
+            [&](double v) { return Tolerance(k.layout, v, k.roundings); });
+    }
 }
 
 } // namespace
