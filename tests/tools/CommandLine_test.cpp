@@ -1,6 +1,4 @@
-// The tool's command line, the same for every command: options as `--opt value` or
-// `--opt=value`, anywhere, never twice; `--` ends them; `zep6gl CMD --help` prints that
-// command's help; every mistake in arguments or files is one line naming it, and no file.
+// The tool's command line, the same for every command, and its mistakes.
 #include "ToolTestSupport.h"
 
 #include "ImageIO.h"
@@ -34,7 +32,6 @@ protected:
         zep6gl::WriteImage(Path("wide.png"), plain(9, 6));
         zep6gl::WriteImage(Path("tall.png"), plain(8, 7));
         zep6gl::WriteImage(Path("in.exr"), RgbaImage(128, 8, 6, [](long, long, int) { return 0.5; }));
-        Store(Path("text.png"), "not a picture\n");
         Store(Path("taken"), "x");
     }
 };
@@ -72,7 +69,8 @@ TEST_F(CommandLineErrors, EveryMistakeIsOneLineNamingItAndWritesNothing) {
         // Refused before any row is read, for either file type; sizes round up to whole MiB.
         {"convert", {in, out, "--max-memory", "100"}, 1,
          in + ": a 8 x 6 picture needs 1 MiB, more than the memory limit of 1 MiB (--max-memory)"},
-        {"convert", {Path("in.exr"), Path("out.exr"), "--max-memory", "100"}, 1, Path("in.exr") + ": a 8 x 6 picture"},
+        {"convert", {Path("in.exr"), Path("out.exr"), "--max-memory", "100"}, 1,
+         Path("in.exr") + ": a 8 x 6 picture"},
         {"composite", {in, in, out}, 2, "--mode"},
         {"composite", {"--mode", "fancy", in, in, out}, 2, "fancy"},
         {"composite", {"--mix", "2", "--mode", "over", in, in, out}, 2, "--mix '2'"},
@@ -81,7 +79,6 @@ TEST_F(CommandLineErrors, EveryMistakeIsOneLineNamingItAndWritesNothing) {
         {"composite", {"--mode", "over", in, in}, 2, "FRONT BACK OUT"},
         {"composite", {"--mode", "over", in, in, out, Path("extra.png")}, 2, "extra.png"},
         {"composite", {"--mode", "over", missing, in, out}, 1, "missing.png"},
-        {"composite", {"--mode", "over", in, Path("text.png"), out}, 1, "text.png"},
         {"composite", {"--mode", "over", in, in, out, "--mask", missing}, 1, "missing.png"},
         {"composite", {"--mode", "over", in, Path("wide.png"), out}, 1, "wide.png"},
         {"composite", {"--mode", "over", in, Path("tall.png"), out}, 1, "tall.png"},
@@ -100,6 +97,20 @@ TEST_F(CommandLineErrors, EveryMistakeIsOneLineNamingItAndWritesNothing) {
         const Outcome outcome = RunCommand(c.command, c.args);
         ExpectOneLineNaming(outcome, c.named);
         EXPECT_EQ(outcome.status, c.status);
+        EXPECT_EQ(Files(), before);
+    }
+}
+
+// An output that cannot be written is reported after the card has done its work, and still
+// leaves nothing behind.
+TEST_F(CommandLineErrors, AnUnwritableOutputIsNamedAfterTheWorkOnTheCard) {
+    REQUIRE_OPENGL();
+    const std::vector<std::string> before = Files();
+    const std::string in = Path("in.png"), out = Path("no/such/folder/out.png");
+    using Args = std::vector<std::string>;
+    for (const Args& args : {Args{"convert", in, out}, Args{"composite", "--mode", "add", in, in, out}}) {
+        SCOPED_TRACE(args[0]);
+        ExpectOneLineNaming(RunCommand(args[0], {args.begin() + 1, args.end()}), out);
         EXPECT_EQ(Files(), before);
     }
 }

@@ -1,7 +1,5 @@
-// `zep6gl composite` and `zep6gl modes`. Mode names and numbers parse both ways, in any case, and
-// nothing else does; the command hands its files, mode, mask and mix to the library: a few
-// composites through the card, from PNG and from OpenEXR files, match the CPU reference of two
-// modes (the formulas themselves are the library's tests). (Mistakes: CommandLine_test.)
+// `zep6gl composite` and `zep6gl modes`; the mode formulas are the library's tests. (Mistakes:
+// CommandLine_test.)
 #include "ToolTestSupport.h"
 
 #include "../support/TextLines.h"

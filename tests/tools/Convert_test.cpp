@@ -82,7 +82,8 @@ TEST_F(ConvertTest, PictureComesOutInTheLayoutAndLargeFramesWithoutSeams) {
         {{"argb32f", 128, 1}, 2100, 1100, false},
     };
     for (const auto& k : cases) {
-        SCOPED_TRACE(std::string(k.layout.name) + " " + std::to_string(k.width) + (k.topDown ? " top-down" : ""));
+        SCOPED_TRACE(std::string(k.layout.name) + " " + std::to_string(k.width) +
+                     (k.topDown ? " top-down" : ""));
         const HostImage picture = MakePicture(k.width, k.height);
         zep6gl::WriteImage(Path("source.exr"), picture, true);
         const std::string out = Path(std::string("out") + (IsFloat(k.layout) ? ".exr" : ".png"));

@@ -1,7 +1,6 @@
-// Every file of the corpus of damaged pictures (tests/data/bad, written by make_corpus.py there),
-// and inputs that are no file at all, are refused by the built tool as a process of its own:
-// exit status 1, one line that names the file and the reason, no output file, and no more memory
-// than a small picture takes, however large the file claims to be.
+// Every file of the corpus of damaged pictures (tests/data/bad, written by make_corpus.py there)
+// is refused by the built tool, as a process of its own: exit status 1, one line that names the
+// file and the reason, no output file, and no more memory than a small picture takes.
 #include "ToolTestSupport.h"
 
 namespace zep6gltest {

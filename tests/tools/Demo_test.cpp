@@ -1,7 +1,4 @@
-// `zep6gl demo` and the bitmap font of its contact sheet. The font has a distinct glyph for every
-// character the tool writes and puts its ink where asked, scaled, in any pixel layout and row
-// order, clipped at the edges. The demo writes every file it promises, and its results are the
-// library's composites of its own sample pictures.
+// `zep6gl demo` and the bitmap font of its contact sheet.
 #include "ToolTestSupport.h"
 
 #include "Composite.h"

@@ -116,8 +116,9 @@ HostImage MakeImage(const Code& code, const Depth& depth, long width, long heigh
 }
 
 // What ReadImage promises of every file: a packed top-down RGBA image of the file's size, 8-bit
-// PNG at white 255, 16-bit PNG at 65535, OpenEXR as floats at 1.
-void ExpectReadAs(const HostImage& image, long bitDepth, long width, long height) {
+// PNG at white 255, 16-bit PNG at 65535, OpenEXR as floats at 1; here holding expected(x, y, c).
+void ExpectReadAs(const HostImage& image, long bitDepth, long width, long height,
+                  const std::function<double(long x, long y, int c)>& expected) {
     EXPECT_EQ(image.GetColorSpace(), long(FourCC("RGBA")));
     ASSERT_EQ(image.GetBitDepth(), bitDepth);
     EXPECT_EQ(image.GetWhiteLevel(), bitDepth == 32 ? 255 : bitDepth == 64 ? 65535 : 1);
@@ -125,6 +126,11 @@ void ExpectReadAs(const HostImage& image, long bitDepth, long width, long height
     ASSERT_EQ(image.GetWidth(), width);
     ASSERT_EQ(image.GetHeight(), height);
     EXPECT_EQ(image.GetRowBytes(), width * bitDepth / 8);
+    for (long y = 0; y < height; ++y)
+        for (long x = 0; x < width; ++x)
+            for (int c = 0; c < 4; ++c)
+                ASSERT_EQ(Sample(image, x, y, c), expected(x, y, c))
+                    << "at " << x << "," << y << " channel " << c;
 }
 
 // How a file stores its channels, as its own library sees it: PNG by its header, OpenEXR by its
@@ -163,15 +169,13 @@ TEST_F(ImageIOTest, EveryDescriptionWritesTheReferenceFileOfThePicture) {
         zep6gl::WriteImage(path, MakeImage(kRgba, k.depth, width, height), k.floatChannels);
         files[{k.depth.kind, k.floatChannels}] = Contents(path);
         EXPECT_EQ(Storage(path), k.storage);
-        const HostImage back = zep6gl::ReadImage(path);
-        ASSERT_NO_FATAL_FAILURE(ExpectReadAs(back, k.depth.bitDepth, width, height));
-        for (long y = 0; y < height; ++y)
-            for (long x = 0; x < width; ++x)
-                for (int c = 0; c < 4; ++c)
-                    ASSERT_EQ(Sample(back, x, y, c), isFloat                      ? PictureF(x, y, c)
-                                                     : k.depth.kind == Kind::Byte ? Picture8(x, y, c)
-                                                                                  : Picture16(x, y, c))
-                        << "at " << x << "," << y << " channel " << c;
+        ASSERT_NO_FATAL_FAILURE(ExpectReadAs(zep6gl::ReadImage(path), k.depth.bitDepth, width, height,
+                                             [&](long x, long y, int c) -> double {
+                                                 if (isFloat)
+                                                     return PictureF(x, y, c);
+                                                 return k.depth.kind == Kind::Byte ? Picture8(x, y, c)
+                                                                                   : Picture16(x, y, c);
+                                             }));
     }
 
     for (const Code& code : kCodes)
@@ -358,13 +362,9 @@ TEST_F(ImageIOTest, PngVariantsReadAsRgba) {
     for (const PngVariant& v : variants) {
         SCOPED_TRACE(v.name);
         ASSERT_NO_FATAL_FAILURE(WritePngVariant(Path("variant.png"), v, width, height));
-        const HostImage image = zep6gl::ReadImage(Path("variant.png"));
-        ASSERT_NO_FATAL_FAILURE(ExpectReadAs(image, v.bits == 16 ? 64 : 32, width, height));
-        for (long y = 0; y < height; ++y)
-            for (long x = 0; x < width; ++x)
-                for (int c = 0; c < 4; ++c)
-                    ASSERT_EQ(Sample(image, x, y, c), VariantExpected(v, x, y)[c])
-                        << "at " << x << "," << y << " channel " << c;
+        const auto expected = [&](long x, long y, int c) { return VariantExpected(v, x, y)[c]; };
+        ASSERT_NO_FATAL_FAILURE(
+            ExpectReadAs(zep6gl::ReadImage(Path("variant.png")), v.bits == 16 ? 64 : 32, width, height, expected));
     }
 }
 
@@ -417,16 +417,11 @@ TEST_F(ImageIOTest, ExrVariantsReadAsRgba) {
             file.setFrameBuffer(frame);
             file.writePixels(int(height));
         }
-        const HostImage image = zep6gl::ReadImage(path);
-        ASSERT_NO_FATAL_FAILURE(ExpectReadAs(image, 128, width, height));
         const bool grey = names.find('Y') != std::string::npos, alpha = names.find('A') != std::string::npos;
-        for (long y = 0; y < height; ++y)
-            for (long x = 0; x < width; ++x)
-                for (int c = 0; c < 4; ++c) {
-                    const float expected =
-                        c == 3 ? (alpha ? value('A', x, y) : 1.0f) : value(grey ? 'Y' : "RGB"[c], x, y);
-                    ASSERT_EQ(Sample(image, x, y, c), expected) << "at " << x << "," << y << " channel " << c;
-                }
+        const auto expected = [&](long x, long y, int c) {
+            return c == 3 ? (alpha ? value('A', x, y) : 1.0f) : value(grey ? 'Y' : "RGB"[c], x, y);
+        };
+        ASSERT_NO_FATAL_FAILURE(ExpectReadAs(zep6gl::ReadImage(path), 128, width, height, expected));
     }
 }
 
