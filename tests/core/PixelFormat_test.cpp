@@ -126,6 +126,8 @@ TEST(GetColorSpaceFormat, ImageScaleIsWhiteLevelOverTypeRange) {
         ImageFormat description;
         unsigned int format, type;
         float scale;
+        long width = 4;
+        bool null = false;
     } cases[] = {
         {Formats::RGBA8, GL_RGBA, GL_UNSIGNED_BYTE, 1.0f},
         {{FourCC("RGBA"), 32, 128}, GL_RGBA, GL_UNSIGNED_BYTE, 128.0f / 255.0f},
@@ -141,36 +143,27 @@ TEST(GetColorSpaceFormat, ImageScaleIsWhiteLevelOverTypeRange) {
         {{FourCC("RGBA"), 128, 0xFFFFFFFFL}, GL_RGBA, GL_UNSIGNED_INT, 1.0f},
         {{FourCC("B565"), 16, 31}, GL_RGB, GL_UNSIGNED_SHORT_5_6_5_REV, 1.0f},
         {{32, 64, 32768}, GL_RGBA, GL_UNSIGNED_SHORT, 32768.0f / 65535.0f},
+        // An invalid image, and none, give RGBA without a type.
+        {Formats::RGBA32F, GL_RGBA, 0, 1.0f, 0},
+        {Formats::RGBA32F, GL_RGBA, 0, 1.0f, 4, true},
     };
     for (const auto& c : cases) {
         const ImageFormat& d = c.description;
-        SCOPED_TRACE(Describe(d.colorSpace, static_cast<int>(d.bitDepth), static_cast<int>(d.whiteLevel)));
-        const TestImage image(d, 4, 2);
+        SCOPED_TRACE(Describe(d.colorSpace, static_cast<int>(d.bitDepth), static_cast<int>(d.whiteLevel)) +
+                     (c.null ? ", no image" : c.width ? "" : ", no width"));
+        const TestImage image(d, c.width, 2);
+        const XIImage* tested = c.null ? nullptr : &image;
         unsigned int format = 1, type = 1;
         float scale = -1.0f;
-        GetColorSpaceFormat(&image, format, type, scale);
+        GetColorSpaceFormat(tested, format, type, scale);
         EXPECT_EQ(format, c.format);
         EXPECT_EQ(type, c.type);
         EXPECT_NEAR(scale, c.scale, c.scale * 1e-5f);
 
         unsigned int plainFormat = 1, plainType = 1;
-        GetFormatType(&image, plainFormat, plainType);
+        GetFormatType(tested, plainFormat, plainType);
         EXPECT_EQ(plainFormat, c.format);
         EXPECT_EQ(plainType, c.type);
-    }
-}
-
-TEST(GetColorSpaceFormat, InvalidImageGivesRgbaWithoutType) {
-    TestImage noWidth(Formats::RGBA32F, 4, 2);
-    noWidth.SetWidth(0);
-    const XIImage* images[] = {nullptr, &noWidth};
-    for (const XIImage* image : images) {
-        unsigned int format = 1, type = 1;
-        float scale = -1.0f;
-        GetColorSpaceFormat(image, format, type, scale);
-        EXPECT_EQ(format, static_cast<unsigned int>(GL_RGBA));
-        EXPECT_EQ(type, 0u);
-        EXPECT_EQ(scale, 1.0f);
     }
 }
 
