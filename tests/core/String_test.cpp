@@ -30,7 +30,6 @@ TEST(String, TextsMade) {
         std::string expected;
     } cases[] = {
         {"format", [] { return T(String("%d-%s", 3, "a")); }, "3-a"},
-        {"format widths", [] { return T(String("%5.2f|%x", 3.14159, 255u)); }, " 3.14|ff"},
         {"null", [] { return T(String(nullptr)); }, ""},
         {"from std::string", [] { return T(String(std::string("from std"))); }, "from std"},
         {"copies are independent",
@@ -67,11 +66,9 @@ TEST(String, TextsMade) {
         {"null replacement", [] { return T(String("a.b").Replace(".", nullptr)); }, "ab"},
         {"replacement holds the pattern", [] { return T(String("aba").Replace("a", "aa")); }, "aabaa"},
         {"characters", [&] { return T(path.Replace("\\/", '_')); }, "a_b_c:d"},
-        {"one character", [&] { return T(path.Replace(":", '/')); }, "a\\b/c/d"},
         {"no characters", [&] { return T(path.Replace("", '_')); }, "a\\b/c:d"},
         {"null characters",
          [&] { return T(path.Replace(static_cast<const char*>(nullptr), '_')); }, "a\\b/c:d"},
-        {"the originals stay", [&] { return T(hello) + T(path); }, "helloa\\b/c:d"},
         {"new extension",
          [] { String s("dir/shader.vrb"); return T(s.ReplaceFileExtension("txt")); }, "dir/shader.txt"},
         {"new extension with dot",
