@@ -1,5 +1,5 @@
-// The exception classes: their texts in one table, the framebuffer statuses in another, the
-// message buffers, and the image-validity checks.
+// The exception classes: their texts in one table, the message buffers, and the image-validity
+// checks.
 
 #include "core/Errors.h"
 #include "support/TestImage.h"
@@ -77,26 +77,17 @@ TEST(Errors, Texts) {
         {"code with a file", [] { return Caught(OpenGLError(0x0505, "x", 7)); },
          "OpenGL error:\n" + Glu(0x0505) + "\nx: 7"},
         {"code alone", [] { return Caught(OpenGLError(0x0500)); }, "OpenGL error:\n" + Glu(0x0500)},
-        {"negative line", [] { return Caught(OpenGLError(0x0500, "dir/file.cpp", -3)); },
-         "OpenGL error:\n" + Glu(0x0500) + "\ndir/file.cpp: -3"},
-        {"unknown code", [] { return Caught(OpenGLError(0x1234)); }, "Unknown OpenGL error."},
         {"unknown code with a file", [] { return Caught(OpenGLError(0x1234, "f", 1)); },
          "Unknown OpenGL error.\nf: 1"},
-        {"copy constructed",
-         [] { const OpenGLError original(0x0505, "here.cpp", 99); return Caught(original); },
-         "OpenGL error:\n" + Glu(0x0505) + "\nhere.cpp: 99"},
-        {"copy assigned",
-         [] { OpenGLError copy; copy = OpenGLError(0x0505, "here.cpp", 99); return Caught(copy); },
-         "OpenGL error:\n" + Glu(0x0505) + "\nhere.cpp: 99"},
+        {"framebuffer status", [] { return Caught(FramebufferError(0x8CDD, "f", 3)); },
+         "GL_FRAMEBUFFER_UNSUPPORTED_EXT\nf: 3"},
+        {"unknown framebuffer status", [] { return Caught(FramebufferError(0x8CD8, nullptr, 0)); },
+         "GL_FRAMEBUFFER Unknow error"},
         {"invalid image", [&] { return Refusal(&noWidth, "Mask"); }, "Mask error."},
         {"no image", [] { return Refusal(nullptr, "Source"); }, "Source error."},
-        {"name one short of the room", [&] { return Refusal(nullptr, longName.substr(0, room - 1).c_str()); },
-         longName.substr(0, room - 1) + " error."},
         {"name filling the room", [&] { return Refusal(nullptr, longName.substr(0, room).c_str()); },
          longName.substr(0, room) + " error."},
         {"name one over", [&] { return Refusal(nullptr, longName.substr(0, room + 1).c_str()); },
-         longName.substr(0, room) + " error."},
-        {"long name", [&] { return Refusal(nullptr, longName.c_str()); },
          longName.substr(0, room) + " error."},
     };
     // clang-format on
@@ -109,68 +100,34 @@ TEST(Errors, Texts) {
         EXPECT_NO_THROW(AssertOptionalImage(image, "Optional"));
 }
 
-TEST(Errors, FramebufferStatusesByName) {
-    const struct {
-        int status;
-        const char* text;
-    } cases[] = {
-        {0x0506, "GL_INVALID_FRAMEBUFFER_OPERATION_EXT"},
-        {0x8CD5, "GL_FRAMEBUFFER_COMPLETE_EXT"},
-        {0x8CD6, "GL_FRAMEBUFFER_INCOMPLETE_ATTACHMENT_EXT"},
-        {0x8CD7, "GL_FRAMEBUFFER_INCOMPLETE_MISSING_ATTACHMENT_EXT"},
-        {0x8CD9, "GL_FRAMEBUFFER_INCOMPLETE_DIMENSIONS_EXT"},
-        {0x8CDA, "GL_FRAMEBUFFER_INCOMPLETE_FORMATS_EXT"},
-        {0x8CDB, "GL_FRAMEBUFFER_INCOMPLETE_DRAW_BUFFER_EXT"},
-        {0x8CDC, "GL_FRAMEBUFFER_INCOMPLETE_READ_BUFFER_EXT"},
-        {0x8CDD, "GL_FRAMEBUFFER_UNSUPPORTED_EXT"},
-        {0x8D56, "GL_FRAMEBUFFER_INCOMPLETE_MULTISAMPLE"},
-        {0x8DA8, "GL_FRAMEBUFFER_INCOMPLETE_LAYER_TARGETS"},
-        {0x8CD8, "GL_FRAMEBUFFER Unknow error"},
-        {0, "GL_FRAMEBUFFER Unknow error"},
-        {-1, "GL_FRAMEBUFFER Unknow error"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(Caught(FramebufferError(c.status, nullptr, 0)), c.text);
-        EXPECT_EQ(Caught(FramebufferError(c.status, "f", 3)), std::string(c.text) + "\nf: 3");
-    }
-}
-
 TEST(Errors, MessageBuffers) {
     // An Error keeps the pointer it was given.
     static const char message[] = "Shader file malformed.";
-    const Error error(message);
-    const Error copy = error;
-    EXPECT_EQ(copy.what(), message);
+    EXPECT_EQ(Error(message).what(), message);
 
-    // Each fixed text has a buffer of its own; composing the other texts leaves them intact.
-    const Unsupported unsupported;
-    const OffscreenUnsupported offscreen;
-    const char* first = unsupported.what();
-    const char* second = offscreen.what();
-    EXPECT_NE(first, second);
-    OpenGLDebug("something else");
-    EXPECT_STREQ(first, Caught(Unsupported()).c_str());
-    EXPECT_EQ(std::string(second).rfind("Offscreen rendering", 0), 0u);
-
+    // Each fixed text has a buffer of its own, which composing the other texts leaves intact.
+    const char* fixed = Unsupported().what();
+    const char* offscreen = OffscreenUnsupported().what();
+    const std::string text = fixed, offscreenText = offscreen;
     // The composed texts share one buffer: a later text replaces an earlier one.
     const char* composed = FramebufferError(0x8CDD, nullptr, 0).what();
     EXPECT_EQ(OpenGLError(0x0505).what(), composed);
-    EXPECT_EQ(std::string(composed).rfind("OpenGL error:\n", 0), 0u);
     EXPECT_EQ(OpenGLDebug("debug output").what(), composed);
     EXPECT_STREQ(composed, "debug output");
+    EXPECT_EQ(fixed, text);
+    EXPECT_EQ(offscreen, offscreenText);
 
-    // Long texts are cut at 4095 bytes.
-    for (std::size_t length : {kMessageLimit - 1, kMessageLimit, kMessageLimit + 1, std::size_t{10000}}) {
-        const std::string text(length, 'd');
-        EXPECT_EQ(std::string(OpenGLDebug(text.c_str()).what()), text.substr(0, kMessageLimit)) << length;
+    // Long texts are cut at 4095 bytes, also a long file name; a debug text may come from the
+    // buffer itself.
+    for (std::size_t length : {kMessageLimit, kMessageLimit + 1}) {
+        const std::string debug(length, 'd');
+        EXPECT_EQ(std::string(OpenGLDebug(debug.c_str()).what()), debug.substr(0, kMessageLimit)) << length;
     }
     const std::string longFile(6000, 'f');
-    const std::string text = OpenGLError(0x0505, longFile.c_str(), 1).what();
-    EXPECT_EQ(text.size(), kMessageLimit);
-    EXPECT_EQ(text.rfind("OpenGL error:\n" + Glu(0x0505) + "\nfff", 0), 0u);
+    const std::string cut = OpenGLError(0x0505, longFile.c_str(), 1).what();
+    EXPECT_EQ(cut.size(), kMessageLimit);
+    EXPECT_EQ(cut.rfind("OpenGL error:\n" + Glu(0x0505) + "\nfff", 0), 0u);
     EXPECT_EQ(std::strlen(FramebufferError(0x8CDD, longFile.c_str(), 1).what()), kMessageLimit);
-
-    // A debug text may come from the buffer itself.
     const char* previous = OpenGLError(0x0505, "same.cpp", 5).what();
     const std::string expected = previous;
     EXPECT_EQ(std::string(OpenGLDebug(previous).what()), expected);
@@ -194,7 +151,6 @@ TEST(Errors, IsValidBoundsOfEachField) {
         {"rows exactly packed", [](TestImage& i) { i.SetRowBytes(40); }, true},
         {"rows one byte short", [](TestImage& i) { i.SetRowBytes(39); }, false},
         {"negative row bytes", [](TestImage& i) { i.SetRowBytes(-40); }, false},
-        {"deeper pixels than rows hold", [](TestImage& i) { i.SetBitDepth(64); }, false},
         // 12 bits x 3 = 36 bits: 4 whole bytes (the division rounds toward zero).
         {"odd bit depth fits", [](TestImage& i) { i.SetWidth(3).SetBitDepth(12).SetRowBytes(4); }, true},
         {"odd bit depth short", [](TestImage& i) { i.SetWidth(3).SetBitDepth(12).SetRowBytes(3); }, false},

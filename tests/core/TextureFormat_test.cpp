@@ -17,51 +17,41 @@ using namespace OGL_ZEP6_AE;
 
 namespace {
 
-struct FormatCase {
-    unsigned int format;
-    unsigned int type;
-    // Expected on a card with float textures and half-float pixels, with float textures only,
-    // and with neither.
-    unsigned int full;
-    unsigned int floatOnly;
-    unsigned int none;
-};
-
+// Expected with float textures and half-float pixels, with float textures only, with half-float
+// pixels only, and with neither.
 TEST(InternalFormatFor, FollowsTypeAndWhatTheCardOffers) {
-    const FormatCase cases[] = {
-        {GL_RGBA, GL_UNSIGNED_BYTE, GL_RGBA8, GL_RGBA8, GL_RGBA8},
-        {GL_BGRA, GL_BYTE, GL_RGBA8, GL_RGBA8, GL_RGBA8},
-        {GL_BGRA, GL_UNSIGNED_INT_8_8_8_8, GL_RGBA8, GL_RGBA8, GL_RGBA8},
-        {GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, GL_RGBA8, GL_RGBA8, GL_RGBA8},
-        {GL_ALPHA, GL_UNSIGNED_BYTE, GL_RGBA8, GL_RGBA8, GL_RGBA8},
-        {GL_RGBA, GL_SHORT, GL_RGBA16, GL_RGBA16, GL_RGBA16},
-        {GL_RGBA, GL_UNSIGNED_SHORT, GL_RGBA16, GL_RGBA16, GL_RGBA16},
-        {GL_RGBA, GL_FLOAT, GL_RGBA32F, GL_RGBA32F, GL_RGBA16},
-        {GL_LUMINANCE, GL_UNSIGNED_INT, GL_RGBA32F, GL_RGBA32F, GL_RGBA16},
-        {GL_RGBA, GL_HALF_FLOAT, GL_RGBA16F, GL_RGBA32F, GL_RGBA16},
+    const struct {
+        unsigned int format, type;
+        unsigned int full, floatOnly, halfOnly, none;
+    } cases[] = {
+        {GL_RGBA, GL_UNSIGNED_BYTE, GL_RGBA8, GL_RGBA8, GL_RGBA8, GL_RGBA8},
+        {GL_BGRA, GL_BYTE, GL_RGBA8, GL_RGBA8, GL_RGBA8, GL_RGBA8},
+        {GL_BGRA, GL_UNSIGNED_INT_8_8_8_8, GL_RGBA8, GL_RGBA8, GL_RGBA8, GL_RGBA8},
+        {GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, GL_RGBA8, GL_RGBA8, GL_RGBA8, GL_RGBA8},
+        {GL_ALPHA, GL_UNSIGNED_BYTE, GL_RGBA8, GL_RGBA8, GL_RGBA8, GL_RGBA8},
+        {GL_RGBA, GL_SHORT, GL_RGBA16, GL_RGBA16, GL_RGBA16, GL_RGBA16},
+        {GL_RGBA, GL_UNSIGNED_SHORT, GL_RGBA16, GL_RGBA16, GL_RGBA16, GL_RGBA16},
+        {GL_RGBA, GL_FLOAT, GL_RGBA32F, GL_RGBA32F, GL_RGBA16, GL_RGBA16},
+        {GL_LUMINANCE, GL_UNSIGNED_INT, GL_RGBA32F, GL_RGBA32F, GL_RGBA16, GL_RGBA16},
+        {GL_RGBA, GL_HALF_FLOAT, GL_RGBA16F, GL_RGBA32F, GL_RGBA16F, GL_RGBA16},
         // Types with no four-channel counterpart fall back to 8-bit RGB.
-        {GL_RGBA, GL_INT, GL_RGB8, GL_RGB8, GL_RGB8},
-        {GL_RGB, GL_UNSIGNED_SHORT_5_6_5, GL_RGB8, GL_RGB8, GL_RGB8},
-        {GL_RGB, GL_UNSIGNED_SHORT_5_5_5_1, GL_RGB8, GL_RGB8, GL_RGB8},
-        {GL_RGBA, 0, GL_RGB8, GL_RGB8, GL_RGB8},
+        {GL_RGBA, GL_INT, GL_RGB8, GL_RGB8, GL_RGB8, GL_RGB8},
+        {GL_RGB, GL_UNSIGNED_SHORT_5_6_5, GL_RGB8, GL_RGB8, GL_RGB8, GL_RGB8},
+        {GL_RGB, GL_UNSIGNED_SHORT_5_5_5_1, GL_RGB8, GL_RGB8, GL_RGB8, GL_RGB8},
+        {GL_RGBA, 0, GL_RGB8, GL_RGB8, GL_RGB8, GL_RGB8},
         // Depth pixels are depth whatever their type.
-        {GL_DEPTH_COMPONENT, GL_FLOAT, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24},
-        {GL_DEPTH_COMPONENT, GL_UNSIGNED_BYTE, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24,
+        {GL_DEPTH_COMPONENT, GL_FLOAT, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24,
          GL_DEPTH_COMPONENT24},
-        {GL_DEPTH_COMPONENT, GL_INT, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24},
+        {GL_DEPTH_COMPONENT, GL_INT, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24,
+         GL_DEPTH_COMPONENT24},
     };
-    for (const FormatCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE("format 0x" + std::to_string(c.format) + " type 0x" + std::to_string(c.type));
         EXPECT_EQ(InternalFormatFor(c.format, c.type, true, true), c.full);
         EXPECT_EQ(InternalFormatFor(c.format, c.type, true, false), c.floatOnly);
+        EXPECT_EQ(InternalFormatFor(c.format, c.type, false, true), c.halfOnly);
         EXPECT_EQ(InternalFormatFor(c.format, c.type, false, false), c.none);
     }
-}
-
-TEST(InternalFormatFor, HalfFloatPixelsWithoutFloatTexturesStayHalfFloat) {
-    EXPECT_EQ(InternalFormatFor(GL_RGBA, GL_HALF_FLOAT, false, true), static_cast<unsigned int>(GL_RGBA16F));
-    // Half-float support says nothing about full floats.
-    EXPECT_EQ(InternalFormatFor(GL_RGBA, GL_FLOAT, false, true), static_cast<unsigned int>(GL_RGBA16));
 }
 
 TEST(DebugWriters, WriteNothingAndReportFailure) {

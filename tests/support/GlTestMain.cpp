@@ -36,18 +36,11 @@ bool HasEglDisplay() {
     return TryDisplay(eglGetDisplay(EGL_DEFAULT_DISPLAY));
 }
 
-bool ListingOnly(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i)
-        if (std::strcmp(argv[i], "--gtest_list_tests") == 0)
-            return true;
-    return false;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
-    if (!ListingOnly(argc, argv) && !HasEglDisplay()) {
+    if (!GTEST_FLAG_GET(list_tests) && !HasEglDisplay()) {
         const char* ci = std::getenv("CI");
         if (ci && std::strcmp(ci, "true") == 0) {
             std::fprintf(stderr, "No EGL display: GL tests cannot run in CI.\n");

@@ -1,23 +1,16 @@
 #pragma once
 
-#include <dirent.h>
-
 #include <chrono>
+#include <filesystem>
+#include <iterator>
 #include <thread>
 
 namespace zep6test {
 
 // Number of entries in a /proc/self directory: threads (task) or open descriptors (fd).
 inline int CountProcEntries(const char* path) {
-    DIR* dir = opendir(path);
-    if (!dir)
-        return -1;
-    int count = 0;
-    while (dirent* entry = readdir(dir))
-        if (entry->d_name[0] != '.')
-            ++count;
-    closedir(dir);
-    return count;
+    return static_cast<int>(
+        std::distance(std::filesystem::directory_iterator(path), std::filesystem::directory_iterator()));
 }
 
 inline int ThreadCount() { return CountProcEntries("/proc/self/task"); }

@@ -66,7 +66,7 @@ public:
     long GetBitDepth() const override { return format_.bitDepth; }
     long GetWhiteLevel() const override { return format_.whiteLevel; }
     bool IsBottomUp() const override { return bottomUp_; }
-    void* GetNative() const override { return native_; }
+    void* GetNative() const override { return nullptr; }
 
     // The setters change what the image reports. Geometry changes grow owned memory to
     // row bytes x height so the reported rows always exist; they never move pixels around.
@@ -102,10 +102,6 @@ public:
     }
     TestImage& SetReadOnly(bool readOnly) {
         readOnly_ = readOnly;
-        return *this;
-    }
-    TestImage& SetNative(void* native) {
-        native_ = native;
         return *this;
     }
     // Makes GetBaseAddress() report null (the memory is kept); without pixels it is always null.
@@ -152,7 +148,6 @@ private:
     bool readOnly_ = false;
     bool nullBase_;
     bool ownsPixels_;
-    void* native_ = nullptr;
     std::vector<unsigned char> bytes_;
 };
 

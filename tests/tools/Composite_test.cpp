@@ -1,7 +1,5 @@
-// `zep6gl composite` and `zep6gl modes`. Mode names and numbers parse both ways, in any case, and
-// nothing else does; the command hands its files, mode, mask and mix to the library: a few
-// composites through the card, from PNG and from OpenEXR files, match the CPU reference of two
-// modes (the formulas themselves are the library's tests). (Mistakes: CommandLine_test.)
+// `zep6gl composite` and `zep6gl modes`; the mode formulas are the library's tests. (Mistakes:
+// CommandLine_test.)
 #include "ToolTestSupport.h"
 
 #include "../support/TextLines.h"
@@ -18,8 +16,6 @@ namespace zep6gltest {
 
 using zep6test::Lines;
 using zep6test::V4;
-
-// ---- mode names -----------------------------------------------------------------------------
 
 // `zep6gl modes` lists every mode once, in order, under a name that parses back (in any case, as
 // the mode object's name, and as its number); the names follow the mode objects; nothing else
@@ -54,20 +50,7 @@ TEST(ApplyModeNames, EveryModeIsListedUnderOneNameThatParsesBack) {
     EXPECT_EQ(zep6gl::ParseApplyMode("007"), 7) << "leading zeros are still the number";
 }
 
-// ---- the command ----------------------------------------------------------------------------
-
-class CompositeCommand : public ToolTest {
-protected:
-    // Runs the command; an argument "@name" stands for the file of that name in the case's folder.
-    Outcome Composite(std::vector<std::string> args) {
-        for (std::string& a : args)
-            if (a.rfind("@", 0) == 0)
-                a = Path(a.substr(1));
-        return RunCommand("composite", args);
-    }
-};
-
-// ---- composites on the card -----------------------------------------------------------------
+class CompositeCommand : public ToolTest {};
 
 // Inputs in which every row and column differs, so that a flipped or shifted result cannot pass:
 // the front runs through every alpha from transparent to opaque, the back is partly transparent
@@ -110,16 +93,16 @@ TEST_F(CompositeCommand, FilesModeMaskAndMixReachTheLibrary) {
     } cases[] = {
         {{"--mode", "over"}, zep6test::modes::Over, 1.0, false, ".png"},
         {{"--mode", "Multiply", "--mix", "0.25"}, zep6test::modes::Multiply, 0.25, false, ".png"},
-        {{"--mask", "@mask.png", "--mode", "3"}, zep6test::modes::Multiply, 1.0, true, ".png"},
+        {{"--mask", Path("mask.png"), "--mode", "3"}, zep6test::modes::Multiply, 1.0, true, ".png"},
         {{"--mode", "multiply", "--mix", "0"}, zep6test::modes::Multiply, 0.0, false, ".exr"},
     };
     const HostImage mask = zep6gl::ReadImage(Path("mask.png"));
     for (const auto& c : cases) {
         std::vector<std::string> args = c.options;
-        args.insert(args.end(), {"@front" + c.type, "@back" + c.type, "@out" + c.type});
+        args.insert(args.end(), {Path("front" + c.type), Path("back" + c.type), Path("out" + c.type)});
         SCOPED_TRACE(::testing::PrintToString(args));
         fs::remove(Path("out" + c.type));
-        const Outcome outcome = Composite(args);
+        const Outcome outcome = RunCommand("composite", args);
         ASSERT_EQ(outcome.status, 0) << outcome.errors;
         EXPECT_TRUE(outcome.errors.empty()) << outcome.errors;
         const HostImage out = zep6gl::ReadImage(Path("out" + c.type));

@@ -1,7 +1,4 @@
-// `zep6gl demo` and the bitmap font of its contact sheet. The font has a distinct glyph for every
-// character the tool writes and puts its ink where asked, scaled, in any pixel layout and row
-// order, clipped at the edges. The demo writes every file it promises, and its results are the
-// library's composites of its own sample pictures.
+// `zep6gl demo` and the bitmap font of its contact sheet.
 #include "ToolTestSupport.h"
 
 #include "Composite.h"
@@ -13,8 +10,6 @@
 #include <set>
 
 namespace zep6gltest {
-
-// ---- font -----------------------------------------------------------------------------------
 
 TEST(BitmapFont, EveryCharacterTheToolWritesHasItsOwnGlyph) {
     // Labels: numbers, mode names and the sheet's title.
@@ -84,8 +79,6 @@ TEST(BitmapFont, DrawsWhereAskedAndClipsAtTheEdges) {
         }
 }
 
-// ---- demo -----------------------------------------------------------------------------------
-
 class DemoCommand : public ToolTest {};
 
 TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
@@ -117,13 +110,9 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
     }
 
     // The results are the library's composites of the two inputs as written, front over back at
-    // mix 1: checked for two modes whose formulas differ in colour and alpha.
-    const std::pair<const char*, zep6test::ModeReference> checks[] = {
-        {"mode-00-over.png", zep6test::modes::Over}, {"mode-03-multiply.png", zep6test::modes::Multiply}};
-    for (const auto& [file, mode] : checks) {
-        SCOPED_TRACE(file);
-        ExpectComposite(front, back, nullptr, zep6gl::ReadImage((out / file).string()), mode, 1.0);
-    }
+    // mix 1 (a mode other than the first, so that a demo of one mode throughout shows).
+    ExpectComposite(front, back, nullptr, zep6gl::ReadImage((out / "mode-03-multiply.png").string()),
+                    zep6test::modes::Multiply, 1.0);
 
     // The sheet shows alpha over a checkerboard, so it is opaque everywhere.
     const HostImage sheet = zep6gl::ReadImage((out / "contact-sheet.png").string());

@@ -1,9 +1,6 @@
 #pragma once
 
-// What the tests of the command-line tool share: a folder of its own for every case, files as
-// strings, the pixels of the images ReadImage returns, running a subcommand with its error stream
-// captured and checking its one-line failure report, the OpenGL context that cases going through
-// the card need, and the comparison of a composite with the CPU reference of its mode.
+// What the tests of the command-line tool share.
 
 #include "Command.h"
 #include "HostImage.h"
@@ -23,8 +20,8 @@
 #include <fstream>
 #include <functional>
 #include <map>
-#include <set>
 #include <iterator>
+#include <set>
 #include <optional>
 #include <string>
 #include <vector>
@@ -137,9 +134,7 @@ class ToolTest : public ::testing::Test {
 protected:
     void SetUp() override {
         const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-        // A parameterised case's names hold a '/'; the folder is one level all the same.
-        std::string name = std::string(test->test_suite_name()) + "-" + test->name();
-        std::replace(name.begin(), name.end(), '/', '_');
+        const std::string name = std::string(test->test_suite_name()) + "-" + test->name();
         dir_ = fs::temp_directory_path() / ("zep6gl-" + std::to_string(::getpid()) + "-" + name);
         fs::remove_all(dir_);
         fs::create_directories(dir_);
@@ -184,9 +179,8 @@ protected:
             GTEST_SKIP() << "no OpenGL context on this machine";                                             \
     } while (0)
 
-// Every value of `got` (a top-down RGBA image as ReadImage returns, as fractions of white) lies
-// within allowed(wanted value) of want(x, y, c); the first few that do not are reported, and
-// their count. A value that `want` leaves empty is not judged.
+// Every value of `got` (as fractions of white) lies within allowed(wanted value) of want(x, y, c),
+// where `want` gives one; the first few that do not are reported, and their count.
 inline void ExpectValues(const HostImage& got, long width, long height,
                          const std::function<std::optional<double>(long x, long y, int c)>& want,
                          const std::function<double(double)>& allowed) {
