@@ -161,5 +161,25 @@ TEST_F(ConvertTest, PremultiplyMatchesTheProductAndUnpremultiplyUndoesIt) {
     }
 }
 
+// ---- float storage ------------------------------------------------------------------------------
+
+// Under ZEP6_STORAGE=float, values far beyond the half-float range (65504) and steps finer than
+// its 11-bit significand come through the card unchanged.
+TEST_F(ConvertTest, FloatStorageKeepsValuesBeyondHalfFloats) {
+    REQUIRE_OPENGL();
+    const HostImage picture = RgbaImage(128, 8, 4, [](long x, long y, int c) {
+        const double rgba[4] = {1e38 * double(x + 1) / 8.0, 65504.0 * double(y + 2),
+                                1.0 + std::ldexp(double(x + 8 * y), -20), 1.0};
+        return rgba[c];
+    });
+    zep6gl::WriteImage(Path("wide.exr"), picture, true);
+    const ToolRun run =
+        RunTool({"convert", Path("wide.exr"), Path("out.exr"), "--layout", "rgba32f"}, "ZEP6_STORAGE=float");
+    ASSERT_EQ(run.status, 0) << run.errors;
+    ExpectValues(
+        zep6gl::ReadImage(Path("out.exr")), 8, 4, [&](long x, long y, int c) { return Value(picture, x, y, c); },
+        [](double v) { return 1e-7 * std::max(1.0, std::fabs(v)); });
+}
+
 } // namespace
 } // namespace zep6gltest
