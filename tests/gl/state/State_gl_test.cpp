@@ -365,21 +365,16 @@ TEST_F(StateGL, AttributesPushOnceAndUnwindLevelsLeftAbove) {
     EXPECT_EQ(GetInt(GL_ATTRIB_STACK_DEPTH), base);
 }
 
-TEST_F(StateGL, StateAndPushStateRestoreWhatTheyRecorded) {
+TEST_F(StateGL, StateRestoresWhatItRecordedAtEveryApply) {
     Sentinels objects;
     objects.Create();
     const Snapshot before = Snapshot::Take();
 
     State state(2);
     state.Retrieve();
-    EXPECT_TRUE(state.retrieved);
-    EXPECT_TRUE(state.attributes.IsPushed());
-    EXPECT_EQ(Snapshot::Take().DifferencesFrom(before, 1), "") << "recording changed more than the stacks";
-
     // The attributes stay saved for a later Apply().
     for (double seed : {5.0, 6.0}) {
         objects.Damage(seed);
-        EXPECT_NE(Snapshot::Take().DifferencesFrom(before, 1), "") << "the damage must show";
         state.Apply();
         EXPECT_EQ(Snapshot::Take().DifferencesFrom(before, 1), "") << "after damage " << seed;
     }
