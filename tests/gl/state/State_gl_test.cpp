@@ -356,7 +356,6 @@ TEST_F(StateGL, AttributesPushOnceAndUnwindLevelsLeftAbove) {
     glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
     glEnableClientState(GL_VERTEX_ARRAY);
     attributes.Pop();
-    EXPECT_FALSE(attributes.IsPushed());
     EXPECT_EQ(GetInt(GL_ATTRIB_STACK_DEPTH), base);
     EXPECT_EQ(GetInt(GL_CLIENT_ATTRIB_STACK_DEPTH), clientBase);
     EXPECT_FALSE(glIsEnabled(GL_BLEND));

@@ -123,8 +123,6 @@ TEST_P(TileOrder, RowByRowFromTheBottomLeft) {
         if (row.tileWidth > 0) {
             EXPECT_TRUE(tiles.Rewind(row.tileWidth, row.tileHeight));
         }
-        EXPECT_EQ(tiles.Width(), row.width);
-        EXPECT_EQ(tiles.Height(), row.height);
         EXPECT_EQ(tiles.TileCount(), static_cast<int>(row.tiles.size()));
         EXPECT_FALSE(tiles.IsFirstTile());
         EXPECT_EQ(LoopTiles(tiles), row.tiles);
