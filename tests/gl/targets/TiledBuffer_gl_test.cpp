@@ -1,8 +1,6 @@
-// Tile loops on a real context: the tiles and their order, the supersampling factors and sizes,
-// the box-filtered resolve against a supersampled CPU reference, where Write puts an image, the
-// copy across tiles (also under the flipped read of RS3dPerspective), handing a target over, the
-// state after the loop, and a loop made away from the GL worker thread. Where the perspective
-// projections put a drawing is checked in TexturePaths_gl_test.cpp.
+// Tile loops on a real context: the tiles and their order, supersampling and its box-filtered
+// resolve, where Write puts an image across tiles, handing a target over, and a loop made away from
+// the GL worker. The perspective projections are checked in Texture_gl_test.cpp.
 
 #include "core/Errors.h"
 #include "gl/context/Capabilities.h"
@@ -89,16 +87,9 @@ template <class Want>
     return ::testing::AssertionFailure() << "largest error " << worst << " steps, at " << where;
 }
 
-// Every pixel differs from its neighbours in some channel and no two tiles look alike.
+// Neighbours differ in blue, and red and green say where a pixel lies.
 void FillPattern(TestImage& image) {
-    for (long y = 0; y < image.GetHeight(); ++y)
-        for (long x = 0; x < image.GetWidth(); ++x) {
-            unsigned char* p = image.Row(y) + x * 4;
-            p[0] = static_cast<unsigned char>(x * 5 + y);
-            p[1] = static_cast<unsigned char>(y * 3 + x / 7);
-            p[2] = static_cast<unsigned char>((x * y) >> 4);
-            p[3] = 255;
-        }
+    zep6test::FillSource(image, {"RGBA8", zep6test::Kind::RGBA, Formats::RGBA8});
 }
 
 // ---- Tiles and their order -----------------------------------------------------------------
