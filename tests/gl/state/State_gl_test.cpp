@@ -26,7 +26,6 @@
 #include "gl/state/State.h"
 #include "gl/state/Texturing.h"
 #include "support/StateSentinel.h"
-#include "support/TestImage.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
@@ -35,9 +34,7 @@
 #include <algorithm>
 #include <functional>
 #include <initializer_list>
-#include <map>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <tuple>
@@ -495,14 +492,7 @@ TEST_F(StateGL, EveryPushClassRestoresWhatItSaved) {
     const PixelUnpack unpack(2, 10, 20, 3, 4), unpackSet(1, 5, 6, 7, 8);
     ExpectPushRestores("PushPixelUnpack", unpack, Make<PushPixelUnpack>(1, 5, 6, 7, 8), &unpackSet,
                        PixelUnpack());
-    zep6test::TestImage image(zep6test::Formats::RGBA16, 9, 11, 8);
-    const PixelUnpack unpackImage(8, 10, 11, 2, 3); // rows of 80 bytes: alignment 8
-    ExpectPushRestores("PushPixelUnpack(image)", unpack, Make<PushPixelUnpack>(&image, 2, 3), &unpackImage,
-                       PixelUnpack());
-    const PixelPack pack(4, 12, 13, 1, 2), packImage(8, 10, 11, 5, 6);
-    ExpectPushRestores("PushPixelPack(image)", pack, Make<PushPixelPack>(&image, 5, 6), &packImage,
-                       PixelPack());
-    const PixelPack packSet(1, 2, 3, 4, 5);
+    const PixelPack pack(4, 12, 13, 1, 2), packSet(1, 2, 3, 4, 5);
     ExpectPushRestores("PushPixelPack", pack, Make<PushPixelPack>(1, 2, 3, 4, 5), &packSet, PixelPack());
     const PixelStore store(2, 30, 1, 1), storeSet(1, 7, 8, 9);
     ExpectPushRestores("PushPixelStore", store, Make<PushPixelStore>(1, 7, 8, 9), &storeSet, PixelStore());
