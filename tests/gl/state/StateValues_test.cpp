@@ -1,19 +1,14 @@
-// The state values without a context: constructors, named constants, colour arithmetic, matrix
-// products, colour matrices, pixel addressing of images, and the Push<T> save-and-restore contract
-// (with a value type that counts its applies instead of calling OpenGL).
+// The state values without a context: colour arithmetic, flags, matrix products, colour matrices,
+// pixel addressing of images, and Push<T> over a value type that logs its applies.
 #include "gl/state/AlphaFunc.h"
-#include "gl/state/Blend.h"
 #include "gl/state/Color.h"
 #include "gl/state/ColorMatrix.h"
 #include "gl/state/ColorScale.h"
-#include "gl/state/CullFace.h"
 #include "gl/state/DepthFunc.h"
 #include "gl/state/Matrices.h"
 #include "gl/state/PixelStore.h"
 #include "gl/state/PixelTransfer.h"
 #include "gl/state/Push.h"
-#include "gl/state/State.h"
-#include "gl/state/Texturing.h"
 #include "support/TestImage.h"
 
 #include <GL/gl.h>
@@ -190,9 +185,8 @@ void ResetFake(int current) {
 
 } // namespace
 
-// Saved at construction, the value applied; restored once, at Pop() or at the end of the scope
-// (normal or by an exception), innermost first; a second Pop() and the destructor after a Pop()
-// do nothing.
+// Saved, applied, and restored once (at Pop() or the scope's end, also by an exception), innermost
+// first.
 TEST(PushTemplate, SavesAppliesAndRestoresOnce) {
     ResetFake(4);
     try {

@@ -1,12 +1,9 @@
-// Rendered textures on a real context: writing and reading images, the read paths, the depth
-// attachment and its fallback, depth-composited blits, clearing, and bad input. Cases that hide
-// an extension run in a process of their own (capability answers are taken once per process).
+// Rendered textures on a real context: WriteFit and the read paths, the depth attachment and its
+// fallback, depth-composited blits, clearing, hand-over and bad input.
 
 #include "core/TestCountersPrivate.h"
 #include "core/Errors.h"
 #include "gl/context/Capabilities.h"
-#include "gl/context/EntryPoints.h"
-#include "gl/render/Plane.h"
 #include "gl/render/Region.h"
 #include "gl/resources/RenderBuffer.h"
 #include "gl/resources/TextureBuffer.h"
@@ -23,7 +20,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <string>
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
@@ -88,7 +84,7 @@ void DrawQuad(float x0, float y0, float x1, float y1, float z, float r, float g,
 }
 
 // WriteFit puts the lower-left of a larger image unscaled; a bottom-up read is direct, a top-down
-// one takes the render path. (Write and the read layouts: TexturePaths and the round-trip matrix.)
+// one takes the render path. (Write and the read layouts: Texture_gl_test and the round trips.)
 TEST(RenderedTexture, WriteFitKeepsTheLowerLeftAndTheReadPathFollowsTheRowOrder) {
     ASSERT_TRUE(OnWorker([] {
         TestImage source(Formats::BGRA8, 40, 40);
@@ -107,15 +103,12 @@ TEST(RenderedTexture, WriteFitKeepsTheLowerLeftAndTheReadPathFollowsTheRowOrder)
     }));
 }
 
-// Clear leaves transparent black in colour (the framebuffer it found stays bound: the operation
-// table checks that).
+// Clear leaves transparent black over opaque white (which new storage would not show).
 TEST(RenderedTexture, ClearLeavesTransparentBlack) {
     ASSERT_TRUE(OnWorker([] {
         RenderedTexture target(16, 16);
         target.Clear(); // makes the framebuffer object
         EXPECT_NE(target.FrameBufferName(), 0u);
-        // Opaque white first: new storage may well be black already, and would hide a clear that
-        // does nothing.
         ASSERT_TRUE(Drawn(target, [] {
             glClearColor(1, 1, 1, 1);
             glClear(GL_COLOR_BUFFER_BIT);
@@ -157,10 +150,8 @@ TEST(RenderedTexture, InvalidImagesChangeNothing) {
     }));
 }
 
-// A target is described as 2048 x 1080 RGBA of the best type until it is resized, with nothing on
-// the card before its first use; Resize keeps the storage for the same size and format (the type
-// is not compared) and gives it back otherwise. A copy is such a default target that takes over
-// the framebuffer object and the depth attachment; the colour buffer stays.
+// Nothing on the card before first use; Resize keeps storage of the same size and format (not
+// type); a copy is a default target that takes the framebuffer object and depth attachment.
 TEST(RenderedTexture, DescriptionResizeAndHandOver) {
     ASSERT_TRUE(OnWorker([] {
         const auto expectDefault = [](const RenderedTexture& target) {
@@ -301,8 +292,7 @@ TEST(RenderedTextureDeathTest, WithoutFramebufferObjectsSelectionThrows) {
         try {
             target.Select();
         } catch (const OffscreenUnsupported& e) {
-            // Its text is fixed (comparing it with another instance's what() could not fail): it
-            // must say something.
+            // A fixed text: it must say something.
             return e.what()[0] != '\0';
         }
         return false;

@@ -2,15 +2,12 @@
 // resolve, where Write puts an image across tiles, handing a target over, and a loop made away from
 // the GL worker. The perspective projections are checked in Texture_gl_test.cpp.
 
-#include "core/Errors.h"
 #include "gl/context/Capabilities.h"
-#include "core/PixelFormat.h"
 #include "gl/render/Region.h"
 #include "gl/resources/InternalFormat.h"
 #include "gl/resources/TextureBuffer.h"
 #include "gl/resources/ResourceTestSupport.h"
 #include "gl/state/Blend.h"
-#include "gl/state/State.h"
 #include "gl/targets/AntiAliasBuffer.h"
 #include "gl/targets/RenderedTexture.h"
 #include "gl/targets/TiledBuffer.h"
@@ -61,9 +58,8 @@ void FillRect(float x0, float y0, float x1, float y1, float r, float g, float b,
     glEnd();
 }
 
-// Whether an RGBA8 image is within `tolerance` steps of want(px, py), the bytes expected at
-// picture position (px, py) (rows from the bottom, whatever the image's row order); names the
-// worst pixel, and gives the largest error.
+// Whether an RGBA8 image is within `tolerance` steps of the bytes want(px, py) at each picture
+// position (rows from the bottom); names the worst pixel.
 template <class Want>
 ::testing::AssertionResult Within(int tolerance, const TestImage& image, Want want, int* largest = nullptr) {
     int worst = 0;
@@ -94,8 +90,7 @@ void FillPattern(TestImage& image) {
 
 // ---- Tiles and their order -----------------------------------------------------------------
 
-// Tiles of the default size (2048 x 1080), or of the size given to Rewind; the state around the
-// loop is checked by the operation table.
+// Tiles of the default size (2048 x 1080), or of the size given to Rewind.
 struct TileRow {
     const char* name;
     long width, height;
@@ -209,13 +204,11 @@ struct WriteRow {
 
 // clang-format off
 const WriteRow kWriteRows[] = {
-    // An image of the destination's size written at (0, 0) is copied tile by tile, whatever the
-    // destination's row order, and lands upright under the flipped read of RS3dPerspective.
+    // The destination's size at (0, 0): copied tile by tile, upright under RS3dPerspective too.
     {"CopyBottomUp", "bottom-up", kFrameWidth, kFrameHeight, true, true, false, 0, 0, 0, 0},
     {"CopyTopDown", "top-down", kFrameWidth, kFrameHeight, true, false, false, 0, 0, 0, 0},
     {"CopyUnderRS3dPerspective", "RS3dPerspective", kFrameWidth, kFrameHeight, true, true, true, 0, 0, 0, 0},
-    // A top-down image at its own size, its lower-left corner at (2030, 1070) both ways:
-    // straddling all four tiles.
+    // Its lower-left corner at (2030, 1070) both ways: straddling all four tiles.
     {"TranslatedModelView", "40 x 30 translated", 40, 30, false, true, false, 2000, 1050, 30, 20},
     {"IdentityModelView", "40 x 30 at (2030, 1070)", 40, 30, false, true, false, 0, 0, 2030, 1070},
 };
@@ -260,9 +253,8 @@ INSTANTIATE_TEST_SUITE_P(Placements, WritePlacement, ::testing::ValuesIn(kWriteR
                              return std::string(info.param.name);
                          });
 
-// WriteFit stretches any image over the whole destination, whatever the model-view matrix, and
-// samples it linearly: a 2 x 1 image becomes a ramp from its left to its right pixel, without a
-// seam at the tile boundary (2048), where each tile samples only its own part of the image.
+// WriteFit stretches an image linearly over the whole destination, whatever the model-view, with
+// no seam at the tile boundary (2048): a 2 x 1 image becomes a ramp.
 TEST(TiledBuffer, WriteFitStretchesLinearlyOverTheDestination) {
     TestImage image(Formats::RGBA8, 2, 1);
     const unsigned char left[4] = {255, 0, 0, 255}, right[4] = {0, 0, 255, 255};
@@ -287,8 +279,7 @@ TEST(TiledBuffer, WriteFitStretchesLinearlyOverTheDestination) {
     EXPECT_TRUE(Within(2, destination, [&](long x, long) { return &ramp[x * 4]; }));
 }
 
-// Each tile uploads only the part of the image it shows: the texture cache never holds as much as
-// one upload of the whole 4096 x 2160 image would take, and the image still arrives whole.
+// Each tile uploads only the part of the image it shows: never as much as the whole image takes.
 TEST(TiledBuffer, WriteUploadsOnlyWhatTheTileShows) {
     ZEP6_REQUIRE_FRESH_CACHES();
     TestImage image(Formats::RGBA8, 4096, 2160), result(Formats::RGBA8, 4096, 2160);
@@ -346,10 +337,8 @@ const LevelRow kLevelRows[] = {
     {4, 6, 341, 180},   {5, 8, 256, 135},  {6, 1, 2048, 1080}, {-1, 1, 2048, 1080},
 };
 
-// Each level's factor and target sizes (levels outside 1 to 5 give factor 1); then a hard-edged
-// triangle, white over opaque black, resolves to its coverage of the F x F sample points of each
-// pixel (the box filter of a supersampled CPU reference). The frame is 300 x 150: one tile up to
-// factor 6, four tiles (edge tiles narrower and lower) at factor 8.
+// Each level's factor and target sizes (outside 1 to 5: factor 1); a hard-edged triangle resolves
+// to its coverage of each pixel's F x F samples. 300 x 150: one tile up to factor 6, four at 8.
 class SupersampledDrawing : public ::testing::TestWithParam<LevelRow> {};
 
 TEST_P(SupersampledDrawing, HardEdgeResolvesToBoxFilteredCoverage) {
@@ -391,8 +380,7 @@ TEST_P(SupersampledDrawing, HardEdgeResolvesToBoxFilteredCoverage) {
     // The rasteriser snaps vertices to 1/256 of a target pixel: a sample this close to an edge
     // may fall either way, and its pixel is not judged.
     const double kAmbiguous = 0.02;
-    // The resolve sums F^2 samples weighted 1/F^2 in float storage when the driver has float
-    // textures; otherwise in the best type, where each addition can lose a unit of its last place.
+    // The resolve sums F^2 weighted samples, each addition losing up to a unit of storage precision.
     const double storage = IsFloatSupported()                            ? 1e-6
                            : Texture::GetBestType() == GL_HALF_FLOAT_ARB ? std::ldexp(1.0, -11)
                                                                          : 1.0 / 255.0;
@@ -442,8 +430,7 @@ INSTANTIATE_TEST_SUITE_P(Levels, SupersampledDrawing, ::testing::ValuesIn(kLevel
                              return "Level" + std::to_string(info.param.level < 0 ? 99 : info.param.level);
                          });
 
-// A null destination, or for supersampling one without pixels, gives no targets and a loop that
-// does nothing; the supersampling factor is still the level's.
+// A null destination, or one without pixels, gives no targets and an empty loop.
 TEST(TiledBuffer, NullOrInvalidDestinationHasNoLoop) {
     TestImage invalid(Formats::RGBA8, 16, 16);
     invalid.SetNullBase(true);
