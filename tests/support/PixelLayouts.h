@@ -1,9 +1,7 @@
 #pragma once
 
-// Pixel layouts of host images for tests that move pictures through the card and back: every
-// four-channel layout (used as source and as destination) and the one-channel source layouts,
-// with a picture pattern to fill a source with, the source's own RGBA to compare against, and the
-// error a destination layout may show after a pass through the card's storage.
+// Pixel layouts of host images for tests that move pictures through the card and back, with a
+// picture pattern, the source's own RGBA and the error a destination may show after the trip.
 
 #include "support/TestImage.h"
 
@@ -189,9 +187,8 @@ inline double Tolerance(const ImageFormat& destination) {
     return storage + 1.0 / destination.whiteLevel + 1e-6;
 }
 
-// Runs `run(destination, layout, name)` for every four-channel layout in both orientations with
-// a width x height destination whose rows are five pixels longer than packed and whose bytes are
-// all 0xA5, so that anything the code under test does not write shows up as an error.
+// Runs `run(destination, layout, name)` for every four-channel layout in both orientations, rows
+// five pixels longer than packed and every byte 0xA5, so that anything left unwritten shows.
 template <class Run> void ForEachDestination(long width, long height, Run run) {
     for (const Layout& layout : FourChannelLayouts())
         for (bool bottomUp : {true, false}) {
