@@ -327,6 +327,7 @@ TEST(AlphaTexture, UploadsAlphaBytesUnconverted) {
                 image.Row(y)[x] = static_cast<unsigned char>(30 * y + x);
         AlphaTexture texture(&image);
         texture.Apply();
+        EXPECT_EQ(texture.GetFormat(), static_cast<unsigned int>(GL_ALPHA)); // its description, read by users
         const std::vector<unsigned char> pixels = ReadContent(texture, 8, 4);
         for (int y = 0; y < 4; ++y)
             for (int x = 0; x < 8; ++x)
@@ -592,6 +593,7 @@ TEST(TexturePaths, ImageTextureIsTransparentUntilSetImageThenClampedAndLinear) {
     ASSERT_TRUE(OnWorker([&] {
         ImageTexture texture(&image);
         EXPECT_TRUE(texture.HasImage());
+        EXPECT_EQ(texture.GetWidth(), 2048) << "the constructor only records the image";
         {
             // Opaque white in the texture's storage, so that a load which left it alone shows.
             PushState state;
