@@ -49,8 +49,9 @@ bool ThroughTheCard(TestImage& input, TestImage& output) {
     });
 }
 
-Comparison CompareWithSource(const TestImage& output, const Layout& out, const TestImage& input, const Layout& in) {
-    return CompareWithReference(output, out, Tolerance(out.format),
+Comparison CompareWithSource(const TestImage& output, const Layout& out, const TestImage& input, const Layout& in,
+                             double tolerance) {
+    return CompareWithReference(output, out, tolerance,
                                 [&](long px, long py, double rgba[4]) { SourceRGBA(input, in, px, py, rgba); });
 }
 
@@ -73,7 +74,7 @@ TEST_P(RoundTrip, EveryDestinationMatchesTheReference) {
                                             const std::string& destinationName) {
         ASSERT_TRUE(ThroughTheCard(input, output));
         const double tolerance = Tolerance(destinationLayout.format);
-        const Comparison result = CompareWithSource(output, destinationLayout, input, source.layout);
+        const Comparison result = CompareWithSource(output, destinationLayout, input, source.layout, tolerance);
         EXPECT_LE(result.largest, tolerance) << CaseName(source) << " -> " << destinationName << ": " << result
                                              << " of " << kWidth * kHeight * 4;
         char line[320];
@@ -108,7 +109,9 @@ int FamiliesKeepWhatTheStorageHolds() {
         TestImage input(in.format, 23, 9), output(out.format, 23, 9);
         FillSource(input, in);
         const bool ran = ThroughTheCard(input, output);
-        const Comparison c = CompareWithSource(output, out, input, in);
+        // Float storage into a float destination keeps 24 bits.
+        const bool exact = Texture::GetBestType() == GL_FLOAT && out.format.whiteLevel == 1;
+        const Comparison c = CompareWithSource(output, out, input, in, exact ? 2e-7 : Tolerance(out.format));
         std::ostringstream text;
         text << c;
         if (!ran || c.mismatches > 0) {
