@@ -1,9 +1,7 @@
 #pragma once
 
-// Pixel layouts of host images for tests that move pictures through the card and back: every
-// four-channel layout (used as source and as destination) and the one-channel source layouts,
-// with a picture pattern to fill a source with, the source's own RGBA to compare against, and the
-// error a destination layout may show after a pass through the card's storage.
+// Pixel layouts of host images for tests that move pictures through the card and back, with a
+// picture pattern, the source's own RGBA and the error a destination may show after the trip.
 
 #include "support/TestImage.h"
 
@@ -172,11 +170,16 @@ inline void SourceRGBA(const TestImage& image, const Layout& layout, long px, lo
 
 // Allowed error as a fraction of white. The card keeps the drawn content in GetBestType(): with
 // half floats (llvmpipe) a value in [0, 1] is held to 2^-11 relative, and upload plus draw can
-// round twice, so 2^-10 covers storage. On top of it an integer destination rounds to its own
-// step: 8-bit destinations may be 1 step (1/255) off, 16-bit ones 1 step plus the storage error
-// (about 64 steps of 65535), float destinations only the storage error.
+// round twice, so 2^-10 covers storage. Bytes hold steps of 1/255, and the converting read copy,
+// also bytes, holds a 16-bit destination's value scaled by 65535 over its white level. On top of
+// it an integer destination rounds to its own step: 8-bit destinations may be 1 step (1/255) off,
+// 16-bit ones 1 step plus the storage error, float destinations only the storage error.
 inline double Tolerance(const ImageFormat& destination) {
-    const double storage = Texture::GetBestType() == GL_FLOAT ? 1e-6 : std::ldexp(1.0, -10);
+    const unsigned int type = Texture::GetBestType();
+    const double scale = destination.bitDepth == 64 ? 65535.0 / destination.whiteLevel : 1.0;
+    const double storage = type == GL_FLOAT            ? 1e-6
+                           : type == GL_HALF_FLOAT_ARB ? std::ldexp(1.0, -10)
+                                                       : (1.0 + scale) / 255.0;
     if (destination.whiteLevel == 1)
         return storage + 1e-6;
     if (destination.bitDepth == 32)
@@ -184,9 +187,8 @@ inline double Tolerance(const ImageFormat& destination) {
     return storage + 1.0 / destination.whiteLevel + 1e-6;
 }
 
-// Runs `run(destination, layout, name)` for every four-channel layout in both orientations with
-// a width x height destination whose rows are five pixels longer than packed and whose bytes are
-// all 0xA5, so that anything the code under test does not write shows up as an error.
+// Runs `run(destination, layout, name)` for every four-channel layout in both orientations, rows
+// five pixels longer than packed and every byte 0xA5, so that anything left unwritten shows.
 template <class Run> void ForEachDestination(long width, long height, Run run) {
     for (const Layout& layout : FourChannelLayouts())
         for (bool bottomUp : {true, false}) {

@@ -1,10 +1,8 @@
 #pragma once
 
 // The save-and-restore contract, checked: a snapshot of the context state the library may touch,
-// read with plain OpenGL calls, and sentinel objects (textures on two units, a complete
-// framebuffer, a linked program) with a way to set every part of the snapshot to recognisable
-// values that differ from the library's defaults. A test takes a snapshot, runs an operation and
-// compares; the differences are named part by part.
+// read with plain OpenGL, and sentinel objects with a way to set every part of the snapshot away
+// from the library's defaults. Differences are named part by part.
 
 #include "gl/context/EntryPoints.h"
 #include "gl/state/Color.h"

@@ -1,8 +1,5 @@
-// Every public drawing operation leaves the context as it found it: run on the GL worker over
-// sentinel state (objects bound on two units, a framebuffer, a program, every snapshot part set
-// away from its default), each row must leave the snapshot identical (the attribute, client
-// attribute and matrix stack depths among it) and raise no OpenGL error. An operation joins the
-// table with one row; what it draws from and into is made beforehand in Subjects.
+// Every public drawing operation leaves the context as it found it over sentinel state (stack
+// depths included) and raises no OpenGL error. An operation joins the table with one row.
 #include "core/Errors.h"
 #include "gl/render/ApplyMode.h"
 #include "gl/render/GLSL.h"

@@ -1,32 +1,46 @@
-// Image textures on a real context: which upload path is taken, the row order of regions,
-// fit mode, masks, lazy loading and bad input.
+// Image textures and render targets on a real context: which upload path is taken, the row order
+// of regions, fit mode, masks, lazy loading, bad input, the perspective projections of
+// RenderedTexture and TiledBuffer against the same matrices built on the CPU, Blit's opacity and
+// region gate, processing shaders, ImageTexture, WriteTexture, and the storage type asked first
+// from two sides at once.
 
-#include "core/TestCountersPrivate.h"
 #include "core/Errors.h"
-#include "core/PixelTypes.h"
+#include "core/TestCountersPrivate.h"
 #include "gl/context/EntryPoints.h"
-#include "gl/render/Plane.h"
+#include "gl/render/Conversion.h"
 #include "gl/render/Region.h"
-#include "gl/state/State.h"
-#include "gl/resources/TextureBuffer.h"
-#include "gl/targets/RenderedTexture.h"
-#include "gl/texture/AlphaTexture.h"
-#include "gl/texture/SubImageTexture.h"
 #include "gl/resources/ResourceTestSupport.h"
+#include "gl/resources/TextureBuffer.h"
+#include "gl/state/Blend.h"
+#include "gl/state/Color.h"
+#include "gl/state/State.h"
+#include "gl/targets/RenderedTexture.h"
+#include "gl/targets/TiledBuffer.h"
+#include "gl/texture/AlphaTexture.h"
+#include "gl/texture/ImageTexture.h"
+#include "gl/texture/SubImageTexture.h"
+#include "gl/texture/WriteTexture.h"
+#include "support/PixelLayouts.h"
 #include "support/TestImage.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <cmath>
 #include <cstdlib>
+#include <fstream>
+#include <ostream>
+#include <string>
+#include <thread>
 #include <utility>
 #include <vector>
+#include <unistd.h>
 
 using namespace OGL_ZEP6_AE;
-using zep6test::OnWorker;
-using zep6test::TestImage;
-namespace Formats = zep6test::Formats;
+using namespace zep6test;
 
 namespace {
 
@@ -82,11 +96,9 @@ std::vector<unsigned char> LoadedOver100(const TestImage& image, bool fit) {
     return ReadContent(texture, 100, 100);
 }
 
-// A region counts its rows from the bottom of the picture in either row order. It goes straight
-// to the card only from a bottom-up image and wholly inside it; otherwise through the render path,
-// which leaves the texture transparent black where the region reaches past the image. (The driver
-// reads the image's memory itself, out of the sanitizer's sight: what it would read past the image
-// shows up as non-zero texels.)
+// A region counts its rows from the bottom in either row order; it goes straight to the card only
+// from a bottom-up image and wholly inside it, else through the render path, transparent black
+// past the image (where the driver, out of the sanitizer's sight, would show stray texels).
 class SubImageRegion : public ::testing::TestWithParam<bool> {};
 
 TEST_P(SubImageRegion, PathRowOrderAndTransparencyPastTheImage) {
@@ -171,10 +183,8 @@ TEST(Texture, FitModeKeepsAspectRatioAndClearsTheRest) {
     }));
 }
 
-// Enlarging samples linearly; the last row and column must blend only with the image itself, not
-// with whatever lies beyond it in a larger cached texture (here left opaque red by an earlier use
-// of the same size): an upload into a larger texture, and a write stretched over a target, of
-// either row order.
+// Enlarged, the last row and column blend only with the image, not with what an earlier use left
+// beyond it in a larger cached texture: an upload, and a stretched write of either row order.
 TEST(Texture, EnlargedContentBlendsOnlyWithinTheImage) {
     ASSERT_TRUE(OnWorker([] {
         TestImage red(Formats::BGRA8, 64, 64), white(Formats::BGRA8, 10, 10);
@@ -317,12 +327,379 @@ TEST(AlphaTexture, UploadsAlphaBytesUnconverted) {
                 image.Row(y)[x] = static_cast<unsigned char>(30 * y + x);
         AlphaTexture texture(&image);
         texture.Apply();
-        EXPECT_EQ(texture.GetFormat(), static_cast<unsigned int>(GL_ALPHA));
+        EXPECT_EQ(texture.GetFormat(), static_cast<unsigned int>(GL_ALPHA)); // its description, read by users
         const std::vector<unsigned char> pixels = ReadContent(texture, 8, 4);
         for (int y = 0; y < 4; ++y)
             for (int x = 0; x < 8; ++x)
                 EXPECT_TRUE(Near(At(pixels, 8, x, y)[3], 30 * y + x)) << x << ", " << y;
     }));
+}
+
+
+enum class Form { Rendered, TiledFovy, TiledFrustum, TiledRS3d };
+
+struct ProjectionCase {
+    const char* name;
+    Form form;
+    int width, height;
+    float p[6];    // frustum (left, right, bottom, top, near, far) or (fovy, aspect, near, far)
+    float quad[5]; // eye-space rectangle x0, y0, x1, y1 at depth z
+};
+
+void PrintTo(const ProjectionCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
+// Where an eye point lands, in pixels of the target or the destination (rows from the bottom).
+// Orthogonal(1, -1) with its viewport over the same pixels (the target's, or the tile's window of
+// destination pixels) maps drawing coordinates one to one onto pixels, so the point lands where
+// the matrices multiplied after it take it: the frustum or perspective (their manual pages'
+// matrices; w = -z), then each form's translate and scale.
+void Land(const ProjectionCase& c, double x, double y, double z, double& px, double& py) {
+    const float* f = c.p;
+    double nx, ny;
+    if (c.form == Form::TiledFovy) {
+        const double cot = 1.0 / std::tan(f[0] * M_PI / 360.0);
+        nx = cot / f[1] * x / -z, ny = cot * y / -z;
+    } else {
+        nx = (2 * f[4] / (f[1] - f[0]) * x + (f[1] + f[0]) / (f[1] - f[0]) * z) / -z;
+        ny = (2 * f[4] / (f[3] - f[2]) * y + (f[3] + f[2]) / (f[3] - f[2]) * z) / -z;
+    }
+    const int w = c.width, h = c.height;
+    switch (c.form) {
+    case Form::Rendered: // scale (w/2, h/2), translate (1, 1), scale (1, -1): y down
+        px = w / 2.0 * (nx + 1), py = h / 2.0 * (1 - ny);
+        break;
+    case Form::TiledFovy: // integer halves, the centre on the destination's origin
+        px = w / 2 * nx, py = h / 2 * ny;
+        break;
+    case Form::TiledFrustum: // exact halves
+        px = w * 0.5 * nx, py = h * 0.5 * ny;
+        break;
+    case Form::TiledRS3d: // integer halves, translate (1, 1): the square over the destination
+        px = w / 2 * (nx + 1), py = h / 2 * (ny + 1);
+        break;
+    }
+}
+
+void DrawEyeQuad(const float* q) {
+    Push<BlendFunc> replace(BlendFunc::Replace);
+    glDisable(GL_DEPTH_TEST);
+    glDisable(GL_CULL_FACE); // the y-down projection turns the winding round
+    glColor4f(1, 1, 1, 1);
+    glBegin(GL_QUADS);
+    glVertex3f(q[0], q[1], q[4]);
+    glVertex3f(q[2], q[1], q[4]);
+    glVertex3f(q[2], q[3], q[4]);
+    glVertex3f(q[0], q[3], q[4]);
+    glEnd();
+}
+
+// The quads are chosen so that every projected edge lies at least 0.15 px from a pixel centre,
+// and, for the tiled forms, so that the other rounding of the halves (integer or exact) would
+// move the right edge across one.
+// clang-format off
+const ProjectionCase kProjectionCases[] = {
+    // By the frustum's (left, top) corner, which y down puts at pixel (0, 0).
+    {"RenderedTopLeft", Form::Rendered, 40, 24, {-2, 1, -1, 1.5f, 1, 10}, {-2.4f, 1.2f, -1.75f, 1.85f, -1.25f}},
+    {"RenderedLowerRight", Form::Rendered, 40, 24, {-2, 1, -1, 1.5f, 1, 10}, {0.3f, -2, 2.1f, -0.6f, -4}},
+    // 21 x 2201 is three tiles high; each quad crosses a tile boundary (row 1080), the RS3d one
+    // where the flipped read-back puts the two tiles next to each other.
+    {"TiledFovy", Form::TiledFovy, 21, 2201, {60, 1.5f, 1, 10}, {1.1f, 1.645f, 2.16f, 1.73f, -3}},
+    {"TiledFrustum", Form::TiledFrustum, 21, 2201, {-0.5f, 1.5f, -1, 1, 1, 10}, {1.62f, 1.905f, 2.66f, 1.975f, -2}},
+    {"TiledRS3d", Form::TiledRS3d, 21, 2201, {-1, 1, -1, 1, 1, 10}, {-1.25f, -0.0614f, -0.56f, -0.0114f, -2}},
+};
+// clang-format on
+
+class TexturePathsProjection : public ::testing::TestWithParam<ProjectionCase> {};
+
+TEST_P(TexturePathsProjection, QuadLandsWhereTheMatricesSay) {
+    const ProjectionCase& c = GetParam();
+    TestImage result(Formats::RGBA8, c.width, c.height);
+    result.Fill(0x55);
+    ASSERT_TRUE(OnWorker([&] {
+        if (c.form == Form::Rendered) {
+            RenderedTexture target(c.width, c.height);
+            target.Clear();
+            {
+                PushState state;
+                ASSERT_TRUE(target.Select());
+                target.Perspective(c.p[0], c.p[1], c.p[2], c.p[3], c.p[4], c.p[5]);
+                DrawEyeQuad(c.quad);
+            }
+            target.Read(&result);
+            return;
+        }
+        TiledBuffer tiles(&result);
+        while (tiles.Next()) {
+            glClearColor(0, 0, 0, 0);
+            glClear(GL_COLOR_BUFFER_BIT); // the target keeps the previous tile otherwise
+            if (c.form == Form::TiledFovy)
+                tiles.Perspective(double(c.p[0]), double(c.p[1]), double(c.p[2]), double(c.p[3]));
+            else if (c.form == Form::TiledFrustum)
+                tiles.Perspective(c.p[0], c.p[1], c.p[2], c.p[3], c.p[4], c.p[5]);
+            else
+                tiles.RS3dPerspective(c.p[0], c.p[1], c.p[2], c.p[3], c.p[4], c.p[5]);
+            DrawEyeQuad(c.quad);
+        }
+    }));
+    double px[2], py[2];
+    for (int i = 0; i < 2; ++i)
+        Land(c, c.quad[2 * i], c.quad[2 * i + 1], c.quad[4], px[i], py[i]);
+    const double x0 = std::min(px[0], px[1]), x1 = std::max(px[0], px[1]);
+    const double y0 = std::min(py[0], py[1]), y1 = std::max(py[0], py[1]);
+    // A pixel is drawn when its centre lies inside; centres within 0.05 px of an edge would
+    // depend on the rasteriser's sub-pixel rounding and are not judged (none is, by design).
+    const auto onEdge = [](double centre, double a, double b) {
+        return std::abs(centre - a) < 0.05 || std::abs(centre - b) < 0.05;
+    };
+    int inside = 0, wrong = 0;
+    for (long j = 0; j < c.height; ++j)
+        for (long i = 0; i < c.width; ++i) {
+            const double cx = i + 0.5, cy = j + 0.5;
+            if (onEdge(cx, x0, x1) || onEdge(cy, y0, y1))
+                continue;
+            const bool expected = cx > x0 && cx < x1 && cy > y0 && cy < y1;
+            inside += expected;
+            // After RS3dPerspective the tiles are read back flipped: framebuffer row j is
+            // destination row H - 1 - j.
+            const long row = c.form == Form::TiledRS3d ? c.height - 1 - j : j;
+            const unsigned char alpha = result.Row(row)[i * 4 + 3];
+            if (alpha != (expected ? 255 : 0) && ++wrong <= 5)
+                ADD_FAILURE() << "pixel " << i << ", " << j << " alpha " << int(alpha) << "; quad x " << x0
+                              << " ... " << x1 << ", y " << y0 << " ... " << y1;
+        }
+    EXPECT_GT(inside, 10);
+    EXPECT_EQ(wrong, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, TexturePathsProjection, ::testing::ValuesIn(kProjectionCases),
+                         [](const ::testing::TestParamInfo<ProjectionCase>& info) {
+                             return std::string(info.param.name);
+                         });
+
+const Layout kBGRA8{"BGRA8", Kind::BGRA, Formats::BGRA8};
+const Layout kRGBA32F{"RGBA32F", Kind::RGBA, Formats::RGBA32F};
+
+// Channel k (red, green, blue, alpha) of pixel (x, y) of a bottom-up image, as a fraction of white.
+double At(const TestImage& image, const Layout& layout, long x, long y, int k) {
+    double rgba[4];
+    SourceRGBA(image, layout, x, y, rgba);
+    return rgba[k];
+}
+
+// Compares every channel of a bottom-up result with expected(x, y, k); reports the first misses
+// and returns how many there were.
+template <typename Expected>
+int Misses(const TestImage& result, const Layout& layout, double tolerance, Expected expected) {
+    int wrong = 0;
+    for (long y = 0; y < result.GetHeight(); ++y)
+        for (long x = 0; x < result.GetWidth(); ++x)
+            for (int k = 0; k < 4; ++k) {
+                const double got = At(result, layout, x, y, k), want = expected(x, y, k);
+                if (std::abs(got - want) > tolerance && ++wrong <= 5)
+                    ADD_FAILURE() << x << ", " << y << " channel " << k << ": " << got << " not " << want;
+            }
+    return wrong;
+}
+
+void WriteReplacing(RenderedTexture& target, const TestImage& image) {
+    PushState state;
+    ASSERT_TRUE(target.Select());
+    Push<BlendFunc> replace(BlendFunc::Replace);
+    target.Write(&image);
+}
+
+TEST(TexturePaths, BlitModulatesByOpacityAndUsesTheRegionOnlyAsAGate) {
+    TestImage image(Formats::BGRA8, 16, 8);
+    FillSource(image, kBGRA8);
+    const std::pair<Region, bool> rows[] = {{Region(0, 0, 16, 8), true},
+                                            {Region(3, 2, 4, 4), true}, // another size: the whole texture
+                                            {Region(), false},
+                                            {Region(5, 5, 0, 3), false}};
+    ASSERT_TRUE(OnWorker([&] {
+        RenderedTexture source(16, 8), destination(16, 8);
+        WriteReplacing(source, image);
+        for (const auto& [region, draws] : rows) {
+            SCOPED_TRACE(::testing::Message() << "region " << region);
+            {
+                PushState state;
+                ASSERT_TRUE(destination.Select());
+                glClearColor(0, 1, 0, 1);
+                glClear(GL_COLOR_BUFFER_BIT);
+                // Blending replaces, so the drawn colour is the texture modulated by the current
+                // colour (opacity on all four channels), with nothing of the green below.
+                Push<BlendFunc> replace(BlendFunc::Replace);
+                source.Blit(region, 0.5f);
+            }
+            TestImage result(Formats::RGBA32F, 16, 8);
+            destination.Read(&result);
+            const double green[4] = {0, 1, 0, 1};
+            EXPECT_EQ(Misses(result, kRGBA32F, Tolerance(kRGBA32F.format),
+                             [&](long x, long y, int k) {
+                                 return draws ? 0.5 * At(image, kBGRA8, x, y, k) : green[k];
+                             }),
+                      0);
+        }
+    }));
+}
+
+// A processing shader sends pixels through the render path both ways: an upload that would go
+// straight to the card comes out inverted, and every read layout gets (rgb * a, a).
+TEST(TexturePaths, ProcessingShadersTakeTheRenderPathBothWays) {
+    TestImage image(Formats::BGRA8, 16, 8), inverted(Formats::BGRA8, 16, 8);
+    FillSource(image, kBGRA8);
+    const Layout layouts[] = {{"RGBA8", Kind::RGBA, Formats::RGBA8},
+                              kRGBA32F,
+                              // converted: processed first, then put in alpha-first order
+                              {"ARGB32F", Kind::ARGB, Formats::ARGB32F}};
+    ASSERT_TRUE(OnWorker([&] {
+        SubImageTexture texture(&image);
+        texture.SetLoadProcessing(&Conversion::sInvertColor);
+        ResetTestCounts();
+        texture.Apply();
+        EXPECT_EQ(TestCount(TestCounter::DirectUploads), 0);
+        EXPECT_EQ(TestCount(TestCounter::RenderUploads), 1);
+        texture.Read(&inverted);
+        EXPECT_EQ(Misses(inverted, kBGRA8, Tolerance(kBGRA8.format),
+                         [&](long x, long y, int k) {
+                             const double v = At(image, kBGRA8, x, y, k);
+                             return k == 3 ? v : 1.0 - v;
+                         }),
+                  0);
+
+        RenderedTexture target(16, 8);
+        WriteReplacing(target, image);
+        target.SetReadProcessing(&Conversion::sPremultiply);
+        for (const Layout& layout : layouts) {
+            SCOPED_TRACE(layout.name);
+            TestImage result(layout.format, 16, 8);
+            ResetTestCounts();
+            target.Read(&result);
+            EXPECT_EQ(TestCount(TestCounter::RenderReads), 1);
+            EXPECT_EQ(Misses(result, layout, Tolerance(layout.format),
+                             [&](long x, long y, int k) {
+                                 const double a = At(image, kBGRA8, x, y, 3);
+                                 return k == 3 ? a : At(image, kBGRA8, x, y, k) * a;
+                             }),
+                      0);
+        }
+    }));
+}
+
+TEST(TexturePaths, ImageTextureIsTransparentUntilSetImageThenClampedAndLinear) {
+    TestImage image(Formats::BGRA8, 16, 8), before(Formats::BGRA8, 16, 8), after(Formats::BGRA8, 16, 8);
+    FillSource(image, kBGRA8);
+    ASSERT_TRUE(OnWorker([&] {
+        ImageTexture texture(&image);
+        EXPECT_TRUE(texture.HasImage());
+        EXPECT_EQ(texture.GetWidth(), 2048) << "the constructor only records the image";
+        {
+            // Opaque white in the texture's storage, so that a load which left it alone shows.
+            PushState state;
+            ASSERT_TRUE(texture.Select());
+            glClearColor(1, 1, 1, 1);
+            glClear(GL_COLOR_BUFFER_BIT);
+        }
+        texture.Load();
+        texture.Read(&before);
+
+        texture.SetImage(&image);
+        PushState state;
+        texture.Load();
+        // Load sets filters and wrap of the bound texture whatever they were.
+        glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+        glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_WRAP_S, GL_CLAMP);
+        texture.Load();
+        for (const auto& [name, value] : {std::pair<GLenum, GLint>{GL_TEXTURE_MAG_FILTER, GL_LINEAR},
+                                          {GL_TEXTURE_MIN_FILTER, GL_LINEAR},
+                                          {GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE},
+                                          {GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE}}) {
+            GLint got = 0;
+            glGetTexParameteriv(GL_TEXTURE_RECTANGLE, name, &got);
+            EXPECT_EQ(got, value) << "parameter 0x" << std::hex << name;
+        }
+        texture.Read(&after);
+    }));
+    EXPECT_EQ(Misses(before, kBGRA8, 0.0, [](long, long, int) { return 0.0; }), 0);
+    EXPECT_EQ(Misses(after, kBGRA8, Tolerance(kBGRA8.format),
+                     [&](long x, long y, int k) { return At(image, kBGRA8, x, y, k); }),
+              0);
+}
+
+// WriteTexture shows the texture's image over the region at the region's own place, sampled
+// nearest (the state it leaves is checked by the operation table).
+TEST(TexturePaths, WriteTextureDrawsTheRegionNearest) {
+    TestImage image(Formats::BGRA8, 32, 16), result(Formats::BGRA8, 32, 16);
+    for (long y = 0; y < 16; ++y)
+        for (long x = 0; x < 32; ++x) {
+            unsigned char* p = image.Row(y) + x * 4;
+            p[0] = x % 2 ? 255 : 0, p[1] = static_cast<unsigned char>(8 * y), p[2] = 90, p[3] = 255;
+        }
+    const Region region(8, 4, 12, 6);
+    ASSERT_TRUE(OnWorker([&] {
+        SubImageTexture texture(&image);
+        RenderedTexture target(32, 16);
+        target.Clear();
+        {
+            PushState state;
+            ASSERT_TRUE(target.Select());
+            Push<BlendFunc> replace(BlendFunc::Replace);
+            // A quarter-pixel shift puts every pixel centre a quarter texel off its texel's
+            // centre: nearest still shows the texel, linear would mix in a quarter of the
+            // neighbour, whose blue differs by 255.
+            glTranslatef(0.25f, 0.0f, 0.0f);
+            WriteTexture(texture, region);
+        }
+        EXPECT_EQ(texture.GetWidth(), 12);
+        EXPECT_EQ(texture.GetHeight(), 6);
+        target.Read(&result);
+    }));
+    EXPECT_EQ(Misses(result, kBGRA8, Tolerance(kBGRA8.format),
+                     [&](long x, long y, int k) {
+                         const bool inside = region.IsInRange(p2f(x + 0.5f, y + 0.5f));
+                         return inside ? At(image, kBGRA8, x, y, k) : 0.0;
+                     }),
+              0);
+}
+
+// ---- The storage type (its choice under ZEP6_STORAGE: RoundTrip_gl_test.cpp) ------------------
+
+// Whether the thread is blocked (state S in /proc: waiting on a lock or a condition).
+bool IsBlocked(pid_t thread) {
+    std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+    const std::size_t end = text.rfind(')');
+    return end != std::string::npos && end + 2 < text.size() && text[end + 2] == 'S';
+}
+
+// A host thread asks first, outside any job, while the worker runs another thread's job; that job
+// asks once the host thread is blocked waiting for the worker. The first answer's queries hand
+// themselves to the worker, so an answer worked out under a lock (a function-local static) would
+// leave each side waiting for the other.
+int BothSidesGetTheAnswer() {
+    alarm(10); // a deadlock ends the process with SIGALRM
+    std::atomic<pid_t> hostThread{0};
+    std::atomic<unsigned int> hostAnswer{0};
+    unsigned int jobAnswer = 0;
+    std::thread host;
+    const bool ran = zep6test::OnWorker([&] {
+        host = std::thread([&] {
+            hostThread = static_cast<pid_t>(gettid());
+            hostAnswer = Texture::GetBestType();
+        });
+        while (hostThread == 0 || !IsBlocked(hostThread))
+            usleep(1000);
+        jobAnswer = Texture::GetBestType();
+    });
+    host.join();
+    return ran && jobAnswer != 0 && hostAnswer == jobAnswer ? 0 : 1;
+}
+
+TEST(BestTypeDeathTest, AskedFirstByAHostThreadAndByAJobAtOnce) {
+    // The answer is kept for the process: the case runs in a fresh one.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(_exit(BothSidesGetTheAnswer()), ::testing::ExitedWithCode(0), "");
 }
 
 } // namespace

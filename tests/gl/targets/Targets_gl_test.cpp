@@ -1,16 +1,16 @@
-// Tile loops on a real context: the tiles and their order, the supersampling factors and sizes,
-// the box-filtered resolve against a supersampled CPU reference, where Write puts an image, the
-// copy across tiles (also under the flipped read of RS3dPerspective), handing a target over, the
-// state after the loop, and a loop made away from the GL worker thread. Where the perspective
-// projections put a drawing is checked in TexturePaths_gl_test.cpp.
+// Render targets on a real context: RenderedTexture's WriteFit and read paths, depth attachment
+// and its fallback, depth-composited blits, clearing, hand-over and bad input; tile loops, their
+// order, supersampling and its box-filtered resolve, where Write puts an image across tiles, and a
+// loop made away from the GL worker. The perspective projections are checked in Texture_gl_test.cpp.
 
 #include "core/Errors.h"
+#include "core/TestCountersPrivate.h"
 #include "gl/context/Capabilities.h"
-#include "core/PixelFormat.h"
 #include "gl/render/Region.h"
 #include "gl/resources/InternalFormat.h"
-#include "gl/resources/TextureBuffer.h"
+#include "gl/resources/RenderBuffer.h"
 #include "gl/resources/ResourceTestSupport.h"
+#include "gl/resources/TextureBuffer.h"
 #include "gl/state/Blend.h"
 #include "gl/state/State.h"
 #include "gl/targets/AntiAliasBuffer.h"
@@ -27,11 +27,14 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
+using zep6test::ExpectWithout;
 using zep6test::OnWorker;
 using zep6test::Pixels;
 using zep6test::TestImage;
@@ -63,9 +66,8 @@ void FillRect(float x0, float y0, float x1, float y1, float r, float g, float b,
     glEnd();
 }
 
-// Whether an RGBA8 image is within `tolerance` steps of want(px, py), the bytes expected at
-// picture position (px, py) (rows from the bottom, whatever the image's row order); names the
-// worst pixel, and gives the largest error.
+// Whether an RGBA8 image is within `tolerance` steps of the bytes want(px, py) at each picture
+// position (rows from the bottom); names the worst pixel.
 template <class Want>
 ::testing::AssertionResult Within(int tolerance, const TestImage& image, Want want, int* largest = nullptr) {
     int worst = 0;
@@ -89,22 +91,261 @@ template <class Want>
     return ::testing::AssertionFailure() << "largest error " << worst << " steps, at " << where;
 }
 
-// Every pixel differs from its neighbours in some channel and no two tiles look alike.
+// Neighbours differ in blue, and red and green say where a pixel lies.
 void FillPattern(TestImage& image) {
+    zep6test::FillSource(image, {"RGBA8", zep6test::Kind::RGBA, Formats::RGBA8});
+}
+
+GLint Integer(GLenum name) {
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+}
+
+bool Near(int a, int b, int tolerance = 2) {
+    return std::abs(a - b) <= tolerance;
+}
+
+// A BGRA image whose pixel (x, y in memory rows) is (blue = 4x, green = 8y, red = 90, alpha = 255).
+void FillOpaquePattern(TestImage& image) {
     for (long y = 0; y < image.GetHeight(); ++y)
         for (long x = 0; x < image.GetWidth(); ++x) {
             unsigned char* p = image.Row(y) + x * 4;
-            p[0] = static_cast<unsigned char>(x * 5 + y);
-            p[1] = static_cast<unsigned char>(y * 3 + x / 7);
-            p[2] = static_cast<unsigned char>((x * y) >> 4);
+            p[0] = static_cast<unsigned char>(4 * x), p[1] = static_cast<unsigned char>(8 * y), p[2] = 90,
             p[3] = 255;
         }
 }
 
+// Selects the target, runs the drawing and puts the state back; false when it cannot be selected.
+bool Drawn(RenderedTexture& target, const std::function<void()>& draw) {
+    PushState state;
+    if (!target.Select())
+        return false;
+    draw();
+    return true;
+}
+
+// ---- RenderedTexture ---------------------------------------------------------------------
+
+// WriteFit puts the lower-left of a larger image unscaled; a bottom-up read is direct, a top-down
+// one takes the render path. (Write and the read layouts: Texture_gl_test and the round trips.)
+TEST(RenderedTexture, WriteFitKeepsTheLowerLeftAndTheReadPathFollowsTheRowOrder) {
+    ASSERT_TRUE(OnWorker([] {
+        TestImage source(Formats::BGRA8, 40, 40);
+        FillOpaquePattern(source);
+        RenderedTexture target(32, 16);
+        ASSERT_TRUE(Drawn(target, [&] { target.WriteFit(&source); }));
+        for (bool bottomUp : {true, false}) {
+            TestImage result(Formats::BGRA8, 32, 16);
+            result.SetBottomUp(bottomUp);
+            ResetTestCounts();
+            target.Read(&result);
+            EXPECT_EQ(TestCount(TestCounter::DirectReads), bottomUp ? 1 : 0);
+            EXPECT_EQ(TestCount(TestCounter::RenderReads), bottomUp ? 0 : 1);
+            EXPECT_TRUE(Within(2, result, [&](long x, long py) { return source.Row(py) + x * 4; }));
+        }
+    }));
+}
+
+// Clear leaves transparent black over opaque white (which new storage would not show).
+TEST(RenderedTexture, ClearLeavesTransparentBlack) {
+    ASSERT_TRUE(OnWorker([] {
+        RenderedTexture target(16, 16);
+        target.Clear(); // makes the framebuffer object
+        EXPECT_NE(target.FrameBufferName(), 0u);
+        ASSERT_TRUE(Drawn(target, [] {
+            glClearColor(1, 1, 1, 1);
+            glClear(GL_COLOR_BUFFER_BIT);
+        }));
+        target.Clear();
+        TestImage result(Formats::BGRA8, 16, 16);
+        result.Fill(0x55);
+        target.Read(&result);
+        EXPECT_EQ(std::vector<unsigned char>(result.Bytes(), result.Bytes() + result.ByteCount()),
+                  std::vector<unsigned char>(result.ByteCount(), 0));
+    }));
+}
+
+TEST(RenderedTexture, InvalidImagesChangeNothing) {
+    ASSERT_TRUE(OnWorker([] {
+        TestImage source(Formats::BGRA8, 16, 16);
+        FillOpaquePattern(source);
+        RenderedTexture target(16, 16);
+        ASSERT_TRUE(Drawn(target, [&] { target.Write(&source); }));
+        TestImage invalid(Formats::BGRA8, 16, 16);
+        invalid.Fill(0xFF);
+        invalid.SetHeight(0);
+        target.Resize(&invalid);
+        EXPECT_EQ(target.Width(), 16);
+        EXPECT_EQ(target.Height(), 16);
+        EXPECT_NE(target.ColorBuffer(), nullptr);
+        ASSERT_TRUE(Drawn(target, [&] {
+            target.Write(&invalid);
+            target.WriteFit(&invalid);
+            target.Write(nullptr);
+        }));
+        ResetTestCounts();
+        target.Read(&invalid);
+        target.Read(nullptr);
+        EXPECT_EQ(TestCount(TestCounter::DirectReads) + TestCount(TestCounter::RenderReads), 0);
+        TestImage result(Formats::BGRA8, 16, 16);
+        target.Read(&result);
+        EXPECT_EQ(std::memcmp(result.Bytes(), source.Bytes(), source.ByteCount()), 0);
+    }));
+}
+
+// Nothing on the card before first use; Resize keeps storage of the same size and format (not
+// type); a copy is a default target that takes the framebuffer object and depth attachment.
+TEST(RenderedTexture, DescriptionResizeAndHandOver) {
+    ASSERT_TRUE(OnWorker([] {
+        const auto expectDefault = [](const RenderedTexture& target) {
+            EXPECT_EQ(target.Width(), 2048);
+            EXPECT_EQ(target.Height(), 1080);
+            EXPECT_EQ(target.GetFormat(), static_cast<unsigned int>(GL_RGBA));
+            EXPECT_EQ(target.GetType(), Texture::GetBestType());
+            EXPECT_EQ(target.ColorBuffer(), nullptr);
+        };
+        RenderedTexture fresh;
+        expectDefault(fresh);
+        EXPECT_EQ(fresh.FrameBufferName(), 0u);
+
+        RenderedTexture first(16, 16);
+        first.Clear();
+        TextureBuffer* colour = first.ColorBuffer();
+        ASSERT_NE(colour, nullptr);
+        first.Resize(16, 16, GL_RGBA, GL_UNSIGNED_SHORT);
+        EXPECT_EQ(first.ColorBuffer(), colour);
+        const unsigned int fbo = first.FrameBufferName();
+        TextureBuffer* depth = first.DepthBuffer();
+        RenderBuffer* depthRender = first.DepthRenderBuffer();
+        ASSERT_NE(fbo, 0u);
+        ASSERT_TRUE(depth != nullptr || depthRender != nullptr); // a depth attachment to move
+        RenderedTexture second(first);
+        expectDefault(second);
+        EXPECT_EQ(second.FrameBufferName(), fbo);
+        EXPECT_EQ(second.DepthBuffer(), depth);
+        EXPECT_EQ(second.DepthRenderBuffer(), depthRender);
+        EXPECT_EQ(first.FrameBufferName(), 0u);
+        EXPECT_EQ(first.DepthBuffer(), nullptr);
+        EXPECT_EQ(first.DepthRenderBuffer(), nullptr);
+        EXPECT_EQ(first.ColorBuffer(), colour);
+
+        second.Clear();
+        second.Resize(20, 16, GL_RGBA, 0);
+        EXPECT_EQ(second.ColorBuffer(), nullptr);
+        EXPECT_EQ(second.FrameBufferName(), 0u);
+        TestImage image(Formats::RGBA16, 33, 17);
+        second.Resize(&image);
+        EXPECT_EQ(second.Width(), 33);
+        EXPECT_EQ(second.Height(), 17);
+        EXPECT_EQ(second.GetType(), Texture::GetBestType());
+    }));
+}
+
+TEST(RenderedTexture, BlitWithDepthLeavesFarPixelsUntouched) {
+    ASSERT_TRUE(OnWorker([] {
+        RenderedTexture source(32, 16);
+        RenderedTexture destination(32, 16);
+        source.Clear();
+        ASSERT_TRUE(Drawn(source, [] {
+            glEnable(GL_DEPTH_TEST);
+            glDepthFunc(GL_ALWAYS);
+            glDepthMask(GL_TRUE);
+            FillRect(0, 0, 16, 16, 1.0f, 0.0f, 0.0f, 1.0f); // left half red, depth 0.5
+        }));
+        destination.Clear();
+        ASSERT_TRUE(Drawn(destination, [&] {
+            FillRect(0, 0, 32, 16, 0.0f, 0.0f, 1.0f, 1.0f); // blue everywhere
+            glDisable(GL_DEPTH_TEST);
+            source.BlitWithDepth(Region(0, 0, 32, 16), 1.0f);
+        }));
+        TestImage result(Formats::BGRA8, 32, 16);
+        destination.Read(&result);
+        const unsigned char* left = result.Row(8) + 4 * 4;
+        const unsigned char* right = result.Row(8) + 24 * 4;
+        EXPECT_TRUE(Near(left[2], 255) && Near(left[0], 0)) << int(left[0]) << " " << int(left[2]);
+        EXPECT_TRUE(Near(right[0], 255) && Near(right[2], 0)) << int(right[0]) << " " << int(right[2]);
+    }));
+}
+
+bool DepthRenderBufferIsReadBack() {
+    if (IsDepthTextureSupported())
+        return false;
+    RenderedTexture target(16, 16);
+    target.Clear();
+    const bool drawn = Drawn(target, [] {
+        glEnable(GL_DEPTH_TEST);
+        glDepthFunc(GL_ALWAYS);
+        FillRect(0, 0, 8, 16, 1.0f, 1.0f, 1.0f, 1.0f); // depth 0.5 in the left half
+    });
+    if (!drawn || target.DepthBuffer() != nullptr || target.DepthRenderBuffer() == nullptr)
+        return false;
+    PushState state;
+    target.ApplyDepth();
+    const GLint name = Integer(GL_TEXTURE_BINDING_RECTANGLE);
+    if (name == 0)
+        return false;
+    GLint width = 0, height = 0;
+    glGetTexLevelParameteriv(GL_TEXTURE_RECTANGLE, 0, GL_TEXTURE_WIDTH, &width);
+    glGetTexLevelParameteriv(GL_TEXTURE_RECTANGLE, 0, GL_TEXTURE_HEIGHT, &height);
+    std::vector<float> values(static_cast<size_t>(width) * height * 4);
+    glGetTexImage(GL_TEXTURE_RECTANGLE, 0, GL_RGBA, GL_FLOAT, values.data());
+    const float left = values[(static_cast<size_t>(4) * width + 2) * 4];
+    const float right = values[(static_cast<size_t>(4) * width + 12) * 4];
+    return std::abs(left - 0.5f) < 0.01f && std::abs(right - 1.0f) < 0.01f;
+}
+
+TEST(RenderedTextureDeathTest, WithoutDepthTexturesDepthRenderBufferIsReadBack) {
+    ExpectWithout("GL_ARB_depth_texture", &DepthRenderBufferIsReadBack);
+}
+
+bool EightBitRoundTrip() {
+    if (Texture::GetBestType() != GL_UNSIGNED_BYTE)
+        return false;
+    TestImage source(Formats::RGBA16, 16, 8);
+    for (long y = 0; y < 8; ++y)
+        for (long x = 0; x < 16; ++x) {
+            unsigned short* p = reinterpret_cast<unsigned short*>(source.Row(y)) + x * 4;
+            p[0] = static_cast<unsigned short>(4000 * x), p[1] = static_cast<unsigned short>(8000 * y),
+            p[2] = 12345, p[3] = 65535;
+        }
+    RenderedTexture target(16, 8);
+    if (!Drawn(target, [&] { target.Write(&source); }) || target.ColorBuffer() == nullptr ||
+        target.ColorBuffer()->Key().InternalFormat() != GL_RGBA8)
+        return false;
+    TestImage result(Formats::RGBA16, 16, 8);
+    target.Read(&result);
+    for (long y = 0; y < 8; ++y)
+        for (long x = 0; x < 16; ++x)
+            for (int c = 0; c < 4; ++c) {
+                const int a = reinterpret_cast<const unsigned short*>(source.Row(y))[x * 4 + c];
+                const int b = reinterpret_cast<const unsigned short*>(result.Row(y))[x * 4 + c];
+                if (std::abs(a - b) > 65535 / 255 + 1)
+                    return false;
+            }
+    return true;
+}
+
+TEST(RenderedTextureDeathTest, WithoutFloatTexturesContentIsKeptInEightBits) {
+    ExpectWithout("GL_ARB_half_float_pixel GL_ARB_texture_float", &EightBitRoundTrip);
+}
+
+TEST(RenderedTextureDeathTest, WithoutFramebufferObjectsSelectionThrows) {
+    ExpectWithout("GL_EXT_framebuffer_object", [] {
+        RenderedTexture target(16, 16);
+        try {
+            target.Select();
+        } catch (const OffscreenUnsupported& e) {
+            // A fixed text: it must say something.
+            return e.what()[0] != '\0';
+        }
+        return false;
+    });
+}
+
 // ---- Tiles and their order -----------------------------------------------------------------
 
-// Tiles of the default size (2048 x 1080), or of the size given to Rewind; the state around the
-// loop is checked by the operation table.
+// Tiles of the default size (2048 x 1080), or of the size given to Rewind.
 struct TileRow {
     const char* name;
     long width, height;
@@ -123,8 +364,6 @@ TEST_P(TileOrder, RowByRowFromTheBottomLeft) {
         if (row.tileWidth > 0) {
             EXPECT_TRUE(tiles.Rewind(row.tileWidth, row.tileHeight));
         }
-        EXPECT_EQ(tiles.Width(), row.width);
-        EXPECT_EQ(tiles.Height(), row.height);
         EXPECT_EQ(tiles.TileCount(), static_cast<int>(row.tiles.size()));
         EXPECT_FALSE(tiles.IsFirstTile());
         EXPECT_EQ(LoopTiles(tiles), row.tiles);
@@ -220,13 +459,11 @@ struct WriteRow {
 
 // clang-format off
 const WriteRow kWriteRows[] = {
-    // An image of the destination's size written at (0, 0) is copied tile by tile, whatever the
-    // destination's row order, and lands upright under the flipped read of RS3dPerspective.
+    // The destination's size at (0, 0): copied tile by tile, upright under RS3dPerspective too.
     {"CopyBottomUp", "bottom-up", kFrameWidth, kFrameHeight, true, true, false, 0, 0, 0, 0},
     {"CopyTopDown", "top-down", kFrameWidth, kFrameHeight, true, false, false, 0, 0, 0, 0},
     {"CopyUnderRS3dPerspective", "RS3dPerspective", kFrameWidth, kFrameHeight, true, true, true, 0, 0, 0, 0},
-    // A top-down image at its own size, its lower-left corner at (2030, 1070) both ways:
-    // straddling all four tiles.
+    // Its lower-left corner at (2030, 1070) both ways: straddling all four tiles.
     {"TranslatedModelView", "40 x 30 translated", 40, 30, false, true, false, 2000, 1050, 30, 20},
     {"IdentityModelView", "40 x 30 at (2030, 1070)", 40, 30, false, true, false, 0, 0, 2030, 1070},
 };
@@ -271,9 +508,8 @@ INSTANTIATE_TEST_SUITE_P(Placements, WritePlacement, ::testing::ValuesIn(kWriteR
                              return std::string(info.param.name);
                          });
 
-// WriteFit stretches any image over the whole destination, whatever the model-view matrix, and
-// samples it linearly: a 2 x 1 image becomes a ramp from its left to its right pixel, without a
-// seam at the tile boundary (2048), where each tile samples only its own part of the image.
+// WriteFit stretches an image linearly over the whole destination, whatever the model-view, with
+// no seam at the tile boundary (2048): a 2 x 1 image becomes a ramp.
 TEST(TiledBuffer, WriteFitStretchesLinearlyOverTheDestination) {
     TestImage image(Formats::RGBA8, 2, 1);
     const unsigned char left[4] = {255, 0, 0, 255}, right[4] = {0, 0, 255, 255};
@@ -298,8 +534,7 @@ TEST(TiledBuffer, WriteFitStretchesLinearlyOverTheDestination) {
     EXPECT_TRUE(Within(2, destination, [&](long x, long) { return &ramp[x * 4]; }));
 }
 
-// Each tile uploads only the part of the image it shows: the texture cache never holds as much as
-// one upload of the whole 4096 x 2160 image would take, and the image still arrives whole.
+// Each tile uploads only the part of the image it shows: never as much as the whole image takes.
 TEST(TiledBuffer, WriteUploadsOnlyWhatTheTileShows) {
     ZEP6_REQUIRE_FRESH_CACHES();
     TestImage image(Formats::RGBA8, 4096, 2160), result(Formats::RGBA8, 4096, 2160);
@@ -357,10 +592,8 @@ const LevelRow kLevelRows[] = {
     {4, 6, 341, 180},   {5, 8, 256, 135},  {6, 1, 2048, 1080}, {-1, 1, 2048, 1080},
 };
 
-// Each level's factor and target sizes (levels outside 1 to 5 give factor 1); then a hard-edged
-// triangle, white over opaque black, resolves to its coverage of the F x F sample points of each
-// pixel (the box filter of a supersampled CPU reference). The frame is 300 x 150: one tile up to
-// factor 6, four tiles (edge tiles narrower and lower) at factor 8.
+// Each level's factor and target sizes (outside 1 to 5: factor 1); a hard-edged triangle resolves
+// to its coverage of each pixel's F x F samples. 300 x 150: one tile up to factor 6, four at 8.
 class SupersampledDrawing : public ::testing::TestWithParam<LevelRow> {};
 
 TEST_P(SupersampledDrawing, HardEdgeResolvesToBoxFilteredCoverage) {
@@ -402,8 +635,7 @@ TEST_P(SupersampledDrawing, HardEdgeResolvesToBoxFilteredCoverage) {
     // The rasteriser snaps vertices to 1/256 of a target pixel: a sample this close to an edge
     // may fall either way, and its pixel is not judged.
     const double kAmbiguous = 0.02;
-    // The resolve sums F^2 samples weighted 1/F^2 in float storage when the driver has float
-    // textures; otherwise in the best type, where each addition can lose a unit of its last place.
+    // The resolve sums F^2 weighted samples, each addition losing up to a unit of storage precision.
     const double storage = IsFloatSupported()                            ? 1e-6
                            : Texture::GetBestType() == GL_HALF_FLOAT_ARB ? std::ldexp(1.0, -11)
                                                                          : 1.0 / 255.0;
@@ -453,8 +685,7 @@ INSTANTIATE_TEST_SUITE_P(Levels, SupersampledDrawing, ::testing::ValuesIn(kLevel
                              return "Level" + std::to_string(info.param.level < 0 ? 99 : info.param.level);
                          });
 
-// A null destination, or for supersampling one without pixels, gives no targets and a loop that
-// does nothing; the supersampling factor is still the level's.
+// A null destination, or one without pixels, gives no targets and an empty loop.
 TEST(TiledBuffer, NullOrInvalidDestinationHasNoLoop) {
     TestImage invalid(Formats::RGBA8, 16, 16);
     invalid.SetNullBase(true);
