@@ -115,4 +115,26 @@ private:
 // exact requests); 384 MiB kept idle at most.
 using TextureFactory = ResourceFactory<TextureKey, TextureBuffer, 0x18000000>;
 
+// A cache texture for the length of a scope: given back with TextureBuffer::Recycle() on every way
+// out, an exception included. Runs on the GL worker thread.
+class ScopedTextureBuffer {
+public:
+    explicit ScopedTextureBuffer(const TextureKey& key) : buffer_(TextureBuffer::Make(key)) {}
+    explicit ScopedTextureBuffer(TextureBuffer* buffer) : buffer_(buffer) {}
+    ~ScopedTextureBuffer() {
+        try {
+            if (buffer_ != nullptr)
+                TextureBuffer::Recycle(buffer_);
+        } catch (...) {
+        }
+    }
+    ScopedTextureBuffer(const ScopedTextureBuffer&) = delete;
+    ScopedTextureBuffer& operator=(const ScopedTextureBuffer&) = delete;
+
+    TextureBuffer* Get() const { return buffer_; }
+
+private:
+    TextureBuffer* buffer_;
+};
+
 } // namespace OGL_ZEP6_AE

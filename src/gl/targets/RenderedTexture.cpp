@@ -305,9 +305,10 @@ void RenderedTexture::Read(XIImage* image, const Region& region, bool flipReques
         (type == GL_UNSIGNED_BYTE || type == GL_UNSIGNED_INT_8_8_8_8 || type == GL_UNSIGNED_INT_8_8_8_8_REV)
             ? type
             : GetBestType();
-    TextureBuffer* copy = TextureBuffer::Make(
+    const ScopedTextureBuffer scopedCopy(
         TextureKey(GL_TEXTURE_RECTANGLE_ARB, static_cast<int>(area.width), static_cast<int>(area.height),
                    GetInternalFormat(GL_RGBA, copyType), 0));
+    TextureBuffer* copy = scopedCopy.Get();
     if (copy == nullptr)
         return;
     {
@@ -342,7 +343,6 @@ void RenderedTexture::Read(XIImage* image, const Region& region, bool flipReques
                 copy->ReadImageNative(image, area, origin);
         }
     }
-    TextureBuffer::Recycle(copy);
 }
 
 void RenderedTexture::Blit(const Region& region, float opacity) {

@@ -132,19 +132,22 @@ bool Inside(const XIImage* image, const Region& region) {
            region.YEnd() <= image->GetHeight();
 }
 
-// Uploads the source region of an image into a staging texture of its own size, as RGBA when
-// the pixels need converting; null when no texture could be had. The caller recycles it. Where the
-// region reaches past the image the staging texture is transparent black. Selects the staging
-// texture for that clear, so the caller selects its destination afterwards. A staging texture that
-// is to be sampled linearly (`exact`) has exactly the region's size, so that clamping to its edge
-// keeps the last row and column from blending with texels beyond the image.
-TextureBuffer* StageImage(const XIImage* image, const Region& source, unsigned int type, bool convert,
-                          bool exact) {
-    TextureBuffer* staging = TextureBuffer::Make(TextureKey(GL_TEXTURE_RECTANGLE_ARB, static_cast<int>(source.width),
-                                                            static_cast<int>(source.height),
-                                                            GetInternalFormat(GL_RGBA, type), exact ? 1 : 0));
+// The key of the staging texture of `source`, in RGBA of `type`. One that is to be sampled
+// linearly (`exact`) has exactly the region's size, so that clamping to its edge keeps the last row
+// and column from blending with texels beyond the image.
+TextureKey StagingKey(const Region& source, unsigned int type, bool exact) {
+    return TextureKey(GL_TEXTURE_RECTANGLE_ARB, static_cast<int>(source.width), static_cast<int>(source.height),
+                      GetInternalFormat(GL_RGBA, type), exact ? 1 : 0);
+}
+
+// Uploads the source region of an image into its staging texture (nothing when none could be
+// had), as RGBA when the pixels need converting. Where the region reaches past the image the
+// staging texture is transparent black; it is selected for that clear, so the caller selects its
+// destination afterwards. The scope gives the texture back on every way out.
+void StageImage(const ScopedTextureBuffer& scoped, const XIImage* image, const Region& source, bool convert) {
+    TextureBuffer* staging = scoped.Get();
     if (staging == nullptr)
-        return nullptr;
+        return;
     if (!Inside(image, source) && staging->Select())
         ClearColorBuffer(Color::Transparent);
     Texture::BindBuffer(staging);
@@ -153,20 +156,7 @@ TextureBuffer* StageImage(const XIImage* image, const Region& source, unsigned i
         staging->LoadImageAsRgba(image, source, origin);
     else
         staging->LoadImageNative(image, source, origin);
-    return staging;
 }
-
-// A staging texture, given back to the cache on every way out.
-struct Staged {
-    explicit Staged(TextureBuffer* b) : buffer(b) {}
-    ~Staged() {
-        if (buffer != nullptr)
-            TextureBuffer::Recycle(buffer);
-    }
-    Staged(const Staged&) = delete;
-    Staged& operator=(const Staged&) = delete;
-    TextureBuffer* buffer;
-};
 
 // Draws a staging texture into the selected destination through `conversion`, following the
 // fit or stretch rule; shared by uploads and masks.
@@ -450,16 +440,17 @@ void Texture::LoadTexture(const XIImage* image, const Region& source, const Regi
     AddTestCount(TestCounter::RenderUploads);
 
     PushState state;
-    Staged staged(StageImage(image, source, type, convert, resize));
+    const ScopedTextureBuffer staged(StagingKey(source, type, resize));
+    StageImage(staged, image, source, convert);
     const bool selected = buffer_->Select();
-    if (selected && staged.buffer != nullptr) {
+    if (selected && staged.Get() != nullptr) {
         Push<BlendFunc> blend(BlendFunc::Replace);
         Push<DepthFunc> depth(DepthFunc::Always);
         Push<Color> colour(Color::White);
         if (fit_)
             ClearColorBuffer(Color::Transparent);
         static Conversion* upload = new Conversion();
-        DrawStaged(*upload, staged.buffer, image, source, destination, convert, scale, loadProcessing_, fit_);
+        DrawStaged(*upload, staged.Get(), image, source, destination, convert, scale, loadProcessing_, fit_);
     }
     if (selected)
         buffer_->Deselect();
@@ -479,15 +470,16 @@ void Texture::MaskTexture(const XIImage* mask, const Region& source, const Regio
 
     PushState state;
     const bool resize = source.width != destination.width || source.height != destination.height;
-    Staged staged(StageImage(mask, source, type, convert, resize));
+    const ScopedTextureBuffer staged(StagingKey(source, type, resize));
+    StageImage(staged, mask, source, convert);
     const bool selected = buffer_->Select();
-    if (selected && staged.buffer != nullptr) {
+    if (selected && staged.Get() != nullptr) {
         Push<BlendFunc> blend(BlendFunc::Mask);
         Push<ColorMask> colourMask(ColorMask::AlphaOnly);
         Push<DepthFunc> depth(DepthFunc::Always);
         Push<Color> colour(Color::White);
         static Conversion* masking = new Conversion();
-        DrawStaged(*masking, staged.buffer, mask, source, destination, convert, scale, loadProcessing_, fit_);
+        DrawStaged(*masking, staged.Get(), mask, source, destination, convert, scale, loadProcessing_, fit_);
     }
     if (selected)
         buffer_->Deselect();
