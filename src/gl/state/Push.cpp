@@ -32,6 +32,26 @@ PushMatrixStack::~PushMatrixStack() {
     glMatrixMode(GL_MODELVIEW);
 }
 
+// ---- PushTextureTarget -----------------------------------------------------------------------
+
+PushTextureTarget::PushTextureTarget(unsigned int target, unsigned int name)
+    : saved_(target), pushed_(true) {
+    saved_.Retrieve();
+    TextureTargetBinding(target, name).Apply();
+}
+
+PushTextureTarget::~PushTextureTarget() {
+    Pop();
+}
+
+void PushTextureTarget::Pop() {
+    if (!pushed_)
+        return;
+    pushed_ = false;
+    const bool exists = saved_.name != 0 && glIsTexture(saved_.name) == GL_TRUE;
+    TextureTargetBinding(saved_.target, exists ? saved_.name : 0).Apply();
+}
+
 // ---- PushFrameBuffer -------------------------------------------------------------------------
 
 namespace {
