@@ -73,9 +73,6 @@ public:
     void Apply() const;
     // Reads the name bound to the target (GL_TEXTURE_BINDING_*); the target is kept.
     void Retrieve();
-
-    bool operator==(const TextureTargetBinding& b) const { return target == b.target && name == b.name; }
-    bool operator!=(const TextureTargetBinding& b) const { return !(*this == b); }
 };
 
 // The texture environment of the active unit: how a texture combines with the fragment colour
