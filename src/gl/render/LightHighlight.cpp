@@ -6,8 +6,15 @@
 
 namespace OGL_ZEP6_AE {
 
-Highlight::Highlight()
-    : saved_(Color::sCurrentColor), pushed_(true), stipple_(glIsEnabled(GL_LINE_STIPPLE) == GL_TRUE) {
+namespace {
+bool IsStippleOn() {
+    Capability stipple(GL_LINE_STIPPLE);
+    stipple.Retrieve();
+    return stipple.on;
+}
+} // namespace
+
+Highlight::Highlight() : saved_(Color::sCurrentColor), pushed_(true), stipple_(IsStippleOn()) {
     Color::Bright.Apply();
     glLineStipple(5, 0x5555);
     Capability::Enable(GL_LINE_STIPPLE);

@@ -20,9 +20,6 @@ public:
     // Reads whether the capability is on (glIsEnabled); the capability itself is kept.
     void Retrieve();
 
-    bool operator==(const Capability& c) const { return capability == c.capability && on == c.on; }
-    bool operator!=(const Capability& c) const { return !(*this == c); }
-
     static void Enable(unsigned int capability) { Capability(capability, true).Apply(); }
     static void Disable(unsigned int capability) { Capability(capability, false).Apply(); }
 };
