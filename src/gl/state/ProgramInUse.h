@@ -18,9 +18,6 @@ public:
     // glUseProgram (Unsupported when the driver lacks it).
     void Apply() const;
     void Retrieve();
-
-    bool operator==(const ProgramInUse& p) const { return program == p.program; }
-    bool operator!=(const ProgramInUse& p) const { return !(*this == p); }
 };
 
 } // namespace OGL_ZEP6_AE

@@ -1,6 +1,7 @@
 #include "gl/state/Push.h"
 
 #include "gl/context/EntryPoints.h"
+#include "gl/state/ProgramInUse.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
@@ -85,18 +86,18 @@ void PushFrameBuffer::Pop() {
 // ---- PushProgram -----------------------------------------------------------------------------
 
 PushProgram::PushProgram() : saved_(0) {
-    GLint name = 0;
-    glGetIntegerv(GL_CURRENT_PROGRAM, &name);
-    saved_ = static_cast<unsigned int>(name);
+    ProgramInUse current;
+    current.Retrieve();
+    saved_ = current.program;
 }
 
 PushProgram::PushProgram(unsigned int program) : PushProgram() {
-    ZEP6_GLCALL(glUseProgram)(program);
+    ProgramInUse(program).Apply();
 }
 
 PushProgram::~PushProgram() {
     try {
-        ZEP6_GLCALL(glUseProgram)(saved_);
+        ProgramInUse(saved_).Apply();
     } catch (...) {
     }
 }
