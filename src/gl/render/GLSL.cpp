@@ -4,6 +4,7 @@
 #include "core/Errors.h"
 #include "core/TestCountersPrivate.h"
 #include "gl/context/EntryPoints.h"
+#include "gl/state/ProgramInUse.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -112,7 +113,7 @@ void Shader::Dump() const {}
 // ---- CurrentProgram --------------------------------------------------------------------------
 
 void CurrentProgram::Apply() const {
-    ZEP6_GLCALL(glUseProgram)(static_cast<GLuint>(program_));
+    ProgramInUse(static_cast<unsigned int>(program_)).Apply();
     sCurrentProgram = program_;
 }
 
@@ -164,7 +165,7 @@ void Program::Apply() {
     Initialize();
     if (relink_ && program_ != 0)
         Link();
-    GLEntry::glUseProgram(static_cast<GLuint>(program_));
+    ProgramInUse(static_cast<unsigned int>(program_)).Apply();
 }
 
 void Program::Link() {
@@ -206,7 +207,7 @@ void Program::Retrieve() {
 }
 
 void Program::UseProgram(int program) {
-    ZEP6_GLCALL(glUseProgram)(static_cast<GLuint>(program));
+    ProgramInUse(static_cast<unsigned int>(program)).Apply();
 }
 
 void Program::Finalize() {

@@ -2,6 +2,7 @@
 
 #include "gl/render/Grid.h"
 #include "gl/render/Region.h"
+#include "gl/state/Matrices.h"
 #include "gl/state/Push.h"
 
 #include <GL/gl.h>
@@ -96,11 +97,11 @@ void DrawTexturedRegion(const Region& region) {
 
 // On the GL worker thread.
 void RasterProjection(int width, int height) {
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
+    // Loading the identity projection leaves GL_PROJECTION selected, so glOrtho multiplies onto
+    // it; the identity model-view matrix then leaves GL_MODELVIEW selected.
+    ProjectionMatrix::Identity.Apply();
     glOrtho(0.0, static_cast<double>(width), 0.0, static_cast<double>(height), -1.0, 1.0);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
+    ModelMatrix::Identity.Apply();
 }
 
 // On the GL worker thread.

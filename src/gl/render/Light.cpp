@@ -1,5 +1,7 @@
 #include "gl/render/Light.h"
 
+#include "gl/state/Capability.h"
+
 #include <GL/gl.h>
 
 #include <algorithm>
@@ -7,13 +9,6 @@
 namespace OGL_ZEP6_AE {
 
 namespace {
-
-void SetEnabled(GLenum cap, bool on) {
-    if (on)
-        glEnable(cap);
-    else
-        glDisable(cap);
-}
 
 bool IsOn(GLenum cap) {
     GLboolean value = GL_FALSE;
@@ -44,8 +39,8 @@ float GetLightFloat(GLenum light, GLenum pname) {
 namespace detail {
 
 void SwitchLight(int light, bool lightOn, bool lightingOn) {
-    SetEnabled(LightEnum(light), lightOn);
-    SetEnabled(GL_LIGHTING, lightingOn);
+    Capability(LightEnum(light), lightOn).Apply();
+    Capability(GL_LIGHTING, lightingOn).Apply();
 }
 
 void ApplyLightColor(int light, unsigned int pname, const Color& color, bool lightOn, bool lightingOn) {
@@ -135,8 +130,8 @@ void ParamLight::SetDefaults(int n, int) {
 }
 
 void ParamLight::Apply() const {
-    SetEnabled(light, on);
-    SetEnabled(GL_LIGHTING, on);
+    Capability(light, on).Apply();
+    Capability(GL_LIGHTING, on).Apply();
     glLightfv(light, GL_AMBIENT, ambient);
     glLightfv(light, GL_DIFFUSE, diffuse);
     glLightfv(light, GL_SPECULAR, specular);
@@ -184,8 +179,8 @@ void ParamLight::Retrieve() {
 void ParamLights::Apply() const {
     const int lights = std::min(count, kMaxLights);
     for (int i = 0; i < lights; ++i)
-        SetEnabled(LightEnum(i), switches[i] != 0);
-    SetEnabled(GL_LIGHTING, lighting != 0);
+        Capability(LightEnum(i), switches[i] != 0).Apply();
+    Capability(GL_LIGHTING, lighting != 0).Apply();
 }
 
 void ParamLights::Retrieve() {
@@ -198,8 +193,8 @@ void ParamLights::Retrieve() {
 void ParamLights::DisableLights() {
     const int lights = GetInt(GL_MAX_LIGHTS);
     for (int i = 0; i < lights; ++i)
-        glDisable(LightEnum(i));
-    glDisable(GL_LIGHTING);
+        Capability::Disable(LightEnum(i));
+    Capability::Disable(GL_LIGHTING);
 }
 
 } // namespace OGL_ZEP6_AE

@@ -1,21 +1,27 @@
 #include "gl/render/LightHighlight.h"
 
+#include "gl/state/Capability.h"
+
 #include <GL/gl.h>
 
 namespace OGL_ZEP6_AE {
 
-Highlight::Highlight()
-    : saved_(Color::sCurrentColor), pushed_(true), stipple_(glIsEnabled(GL_LINE_STIPPLE) == GL_TRUE) {
+namespace {
+bool IsStippleOn() {
+    Capability stipple(GL_LINE_STIPPLE);
+    stipple.Retrieve();
+    return stipple.on;
+}
+} // namespace
+
+Highlight::Highlight() : saved_(Color::sCurrentColor), pushed_(true), stipple_(IsStippleOn()) {
     Color::Bright.Apply();
     glLineStipple(5, 0x5555);
-    glEnable(GL_LINE_STIPPLE);
+    Capability::Enable(GL_LINE_STIPPLE);
 }
 
 Highlight::~Highlight() {
-    if (stipple_)
-        glEnable(GL_LINE_STIPPLE);
-    else
-        glDisable(GL_LINE_STIPPLE);
+    Capability(GL_LINE_STIPPLE, stipple_).Apply();
     if (pushed_)
         saved_.Apply();
 }

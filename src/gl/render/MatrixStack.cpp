@@ -1,5 +1,7 @@
 #include "gl/render/MatrixStack.h"
 
+#include "gl/state/Matrices.h"
+
 #include <GL/gl.h>
 
 #include <cmath>
@@ -37,7 +39,7 @@ const char* const kFactorOrder[] = {"xyz", "zxy", "yzx", "xzy", "zyx", "yxz"};
 } // namespace
 
 void LoadIdentity() {
-    glLoadIdentity();
+    Matrix::LoadIdentity();
 }
 
 void Translate(const p3f& t) {

@@ -5,6 +5,7 @@
 #include "core/TextureFormat.h"
 #include "gl/context/Capabilities.h"
 #include "gl/context/EntryPoints.h"
+#include "gl/state/Texturing.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
@@ -58,7 +59,7 @@ unsigned int GetCurrentInternalFormat() {
 
     GLint internalFormat = 0;
     if (objectType == GL_TEXTURE) {
-        glBindTexture(GL_TEXTURE_RECTANGLE, static_cast<GLuint>(name));
+        TextureTargetBinding(GL_TEXTURE_RECTANGLE, static_cast<unsigned int>(name)).Apply();
         glGetTexLevelParameteriv(GL_TEXTURE_RECTANGLE, 0, GL_TEXTURE_INTERNAL_FORMAT, &internalFormat);
     } else if (objectType == GL_RENDERBUFFER_EXT) {
         ZEP6_GLCALL(glBindRenderbufferEXT)(GL_RENDERBUFFER_EXT, static_cast<GLuint>(name));

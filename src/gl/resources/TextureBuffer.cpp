@@ -9,9 +9,11 @@
 #include "gl/resources/StaticFactoryPrivate.h"
 #include "gl/state/Clear.h"
 #include "gl/state/Color.h"
+#include "gl/state/Matrices.h"
 #include "gl/state/Push.h"
 #include "gl/state/State.h"
 #include "gl/state/Texturing.h"
+#include "gl/state/ViewArea.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
@@ -23,40 +25,6 @@ namespace OGL_ZEP6_AE {
 namespace {
 
 detail::StaticFactory<TextureFactory> sTextureFactory;
-
-GLenum BindingQueryOf(GLenum target) {
-    switch (target) {
-    case GL_TEXTURE_1D:
-        return GL_TEXTURE_BINDING_1D;
-    case GL_TEXTURE_2D:
-        return GL_TEXTURE_BINDING_2D;
-    case GL_TEXTURE_3D:
-        return GL_TEXTURE_BINDING_3D;
-    case GL_TEXTURE_CUBE_MAP:
-        return GL_TEXTURE_BINDING_CUBE_MAP;
-    default:
-        return GL_TEXTURE_BINDING_RECTANGLE;
-    }
-}
-
-// Binds a texture to a target of the active unit for a while and binds back what was there.
-// Runs on the GL worker thread.
-class ScopedTextureBinding {
-public:
-    ScopedTextureBinding(GLenum target, GLuint texture) : target_(target) {
-        GLint previous = 0;
-        glGetIntegerv(BindingQueryOf(target), &previous);
-        previous_ = static_cast<GLuint>(previous);
-        glBindTexture(target, texture);
-    }
-    ~ScopedTextureBinding() { glBindTexture(target_, glIsTexture(previous_) ? previous_ : 0); }
-    ScopedTextureBinding(const ScopedTextureBinding&) = delete;
-    ScopedTextureBinding& operator=(const ScopedTextureBinding&) = delete;
-
-private:
-    GLenum target_;
-    GLuint previous_;
-};
 
 } // namespace
 
@@ -103,7 +71,7 @@ void TextureBuffer::Initialize() const {
     // The binding of the key's target comes back on every way out.
     const GLenum target = key_.Target();
     Push<TextureBinding> savedBinding;
-    ScopedTextureBinding binding(target, name);
+    PushTextureTarget binding(target, name);
     texture_ = name;
     try {
         unsigned int format = 0, type = 0;
@@ -136,13 +104,11 @@ void TextureBuffer::Initialize() const {
 }
 
 void TextureBuffer::Bind() const {
-    glDisable(GL_TEXTURE_2D);
-    glDisable(GL_TEXTURE_RECTANGLE_ARB);
+    // Binding name 0 only switches the 2-D and rectangle targets off: they stay off if making the
+    // texture fails.
+    TextureBinding::Bind(key_.Target(), 0);
     Initialize();
-    if (!texture_)
-        return;
-    glEnable(key_.Target());
-    glBindTexture(key_.Target(), texture_);
+    TextureBinding::Bind(key_.Target(), texture_);
 }
 
 bool TextureBuffer::IsResident() const {
@@ -157,7 +123,7 @@ void TextureBuffer::Attach(unsigned int attachment) const {
     Initialize();
     const GLenum target = key_.Target();
     {
-        ScopedTextureBinding binding(target, texture_);
+        PushTextureTarget binding(target, texture_);
         glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
         glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
     }
@@ -171,13 +137,10 @@ bool TextureBuffer::Select() {
 bool TextureBuffer::SelectTarget(bool keepTextureWhenIncomplete) {
     if (key_.Width() == 0 || key_.Height() == 0)
         return false;
-    glDisable(GL_TEXTURE_2D);
-    glDisable(GL_TEXTURE_RECTANGLE_ARB);
+    // As Bind(): texturing off first, so that it stays off if making the texture fails.
+    TextureBinding::Bind(key_.Target(), 0);
     Initialize();
-    if (texture_) {
-        glEnable(key_.Target());
-        glBindTexture(key_.Target(), texture_);
-    }
+    TextureBinding::Bind(key_.Target(), texture_);
     if (!IsFrameBufferSupported())
         throw OffscreenUnsupported();
 
@@ -216,13 +179,12 @@ void TextureBuffer::Orthogonal(double zNear, double zFar) {
 void TextureBuffer::OrthogonalFor(int width, int height, double zNear, double zFar) {
     if (width == 0 || height == 0)
         return;
-    glViewport(0, 0, width, height);
-    glScissor(0, 0, width, height);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
+    ViewArea(0, 0, width, height).Apply();
+    // Loading the identity projection leaves GL_PROJECTION selected, so glOrtho multiplies onto
+    // it; the identity model-view matrix then leaves GL_MODELVIEW selected.
+    ProjectionMatrix::Identity.Apply();
     glOrtho(0.0, width, 0.0, height, zNear, zFar);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
+    ModelMatrix::Identity.Apply();
 }
 
 void TextureBuffer::Reset() {
@@ -282,7 +244,7 @@ void TextureBuffer::Transfer(const XIImage* image, const Region& source, const R
     if (load) {
         Initialize();
         PushPixelUnpack unpack(image, area.XOrigin(), area.YOrigin());
-        ScopedTextureBinding binding(key_.Target(), texture_);
+        PushTextureTarget binding(key_.Target(), texture_);
         glTexSubImage2D(key_.Target(), 0, target.XOrigin(), target.YOrigin(), width, height, format, type,
                         pixels);
     } else {

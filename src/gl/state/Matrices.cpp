@@ -34,6 +34,10 @@ void Matrix::Multiply() const {
     glMultMatrixd(m);
 }
 
+void Matrix::LoadIdentity() {
+    glLoadIdentity();
+}
+
 p3f Matrix::operator*(const p3f& p) const {
     const double x = p.x, y = p.y, z = p.z;
     const double tx = m[0] * x + m[4] * y + m[8] * z + m[12];

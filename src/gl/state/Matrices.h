@@ -28,6 +28,9 @@ public:
     void Retrieve();
     // Multiplies the current OpenGL matrix by this one (glMultMatrixd).
     void Multiply() const;
+    // Replaces the current OpenGL matrix, of whatever mode is selected, by the identity
+    // (glLoadIdentity); the mode stays.
+    static void LoadIdentity();
 
     // The point (x, y, z, 1) transformed in double precision and divided by w; the fourth
     // component of the result is 0.

@@ -1,6 +1,7 @@
 #include "gl/state/Push.h"
 
 #include "gl/context/EntryPoints.h"
+#include "gl/state/ProgramInUse.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
@@ -30,6 +31,26 @@ PushMatrixStack::~PushMatrixStack() {
     glMatrixMode(mode_);
     glPopMatrix();
     glMatrixMode(GL_MODELVIEW);
+}
+
+// ---- PushTextureTarget -----------------------------------------------------------------------
+
+PushTextureTarget::PushTextureTarget(unsigned int target, unsigned int name)
+    : saved_(target), pushed_(true) {
+    saved_.Retrieve();
+    TextureTargetBinding(target, name).Apply();
+}
+
+PushTextureTarget::~PushTextureTarget() {
+    Pop();
+}
+
+void PushTextureTarget::Pop() {
+    if (!pushed_)
+        return;
+    pushed_ = false;
+    const bool exists = saved_.name != 0 && glIsTexture(saved_.name) == GL_TRUE;
+    TextureTargetBinding(saved_.target, exists ? saved_.name : 0).Apply();
 }
 
 // ---- PushFrameBuffer -------------------------------------------------------------------------
@@ -65,18 +86,18 @@ void PushFrameBuffer::Pop() {
 // ---- PushProgram -----------------------------------------------------------------------------
 
 PushProgram::PushProgram() : saved_(0) {
-    GLint name = 0;
-    glGetIntegerv(GL_CURRENT_PROGRAM, &name);
-    saved_ = static_cast<unsigned int>(name);
+    ProgramInUse current;
+    current.Retrieve();
+    saved_ = current.program;
 }
 
 PushProgram::PushProgram(unsigned int program) : PushProgram() {
-    ZEP6_GLCALL(glUseProgram)(program);
+    ProgramInUse(program).Apply();
 }
 
 PushProgram::~PushProgram() {
     try {
-        ZEP6_GLCALL(glUseProgram)(saved_);
+        ProgramInUse(saved_).Apply();
     } catch (...) {
     }
 }

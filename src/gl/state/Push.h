@@ -189,6 +189,25 @@ public:
         : Push<PixelStore>(PixelStore(alignment, rowLength, skipPixels, skipRows)) {}
 };
 
+// Saves the name bound to `target` on the active unit and binds `name` to it; restores the saved
+// name, or 0 when it is no longer a texture, so that a texture deleted in the scope is not brought
+// back. The enable switches and filters are left alone (Push<TextureBinding> saves those).
+class ZEP6_API PushTextureTarget {
+public:
+    PushTextureTarget(unsigned int target, unsigned int name);
+    ~PushTextureTarget();
+    PushTextureTarget(const PushTextureTarget&) = delete;
+    PushTextureTarget& operator=(const PushTextureTarget&) = delete;
+
+    // Binds the saved name back now; a second call does nothing.
+    void Pop();
+    const TextureTargetBinding& Saved() const { return saved_; }
+
+private:
+    TextureTargetBinding saved_;
+    bool pushed_;
+};
+
 // Saves the framebuffer binding (GL_FRAMEBUFFER_BINDING); the form with a name then binds that
 // framebuffer. Restores with glBindFramebufferEXT (Unsupported when missing, swallowed in the
 // destructor).

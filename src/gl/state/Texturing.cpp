@@ -104,6 +104,33 @@ void TextureBinding::Bind(unsigned int target, unsigned int name) {
     glBindTexture(target, name);
 }
 
+// ---- TextureTargetBinding --------------------------------------------------------------------
+
+namespace {
+GLenum BindingQueryOf(GLenum target) {
+    switch (target) {
+    case GL_TEXTURE_1D:
+        return GL_TEXTURE_BINDING_1D;
+    case GL_TEXTURE_2D:
+        return GL_TEXTURE_BINDING_2D;
+    case GL_TEXTURE_3D:
+        return GL_TEXTURE_BINDING_3D;
+    case GL_TEXTURE_CUBE_MAP:
+        return GL_TEXTURE_BINDING_CUBE_MAP;
+    default:
+        return GL_TEXTURE_BINDING_RECTANGLE;
+    }
+}
+} // namespace
+
+void TextureTargetBinding::Apply() const {
+    glBindTexture(target, name);
+}
+
+void TextureTargetBinding::Retrieve() {
+    name = static_cast<unsigned int>(GetInt(BindingQueryOf(target)));
+}
+
 // ---- TextureEnvironment ----------------------------------------------------------------------
 
 TextureEnvironment::TextureEnvironment(int mode_, const float* color_)

@@ -57,6 +57,24 @@ public:
     static const TextureBinding Default;
 };
 
+// The name bound to one target of the active unit (1-D, 2-D, 3-D, rectangle or cube map), without
+// the enable switch, filters and environment that TextureBinding carries. For binding a texture to
+// work on it (load pixels, set or read a parameter) rather than to draw with it.
+class ZEP6_API TextureTargetBinding {
+public:
+    unsigned int target;
+    unsigned int name;
+
+    constexpr explicit TextureTargetBinding(unsigned int target_ = GL_TEXTURE_2D, unsigned int name_ = 0)
+        : target(target_), name(name_) {}
+
+    // Binds the name to the target as it is: a name glGenTextures has just made is not a texture
+    // yet, and binding it is what makes it one.
+    void Apply() const;
+    // Reads the name bound to the target (GL_TEXTURE_BINDING_*); the target is kept.
+    void Retrieve();
+};
+
 // The texture environment of the active unit: how a texture combines with the fragment colour
 // (GL_TEXTURE_ENV_MODE) and the constant colour GL_BLEND mode uses.
 class ZEP6_API TextureEnvironment {
