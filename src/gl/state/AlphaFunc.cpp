@@ -1,4 +1,5 @@
 #include "gl/state/AlphaFunc.h"
+#include "gl/state/Capability.h"
 
 namespace OGL_ZEP6_AE {
 
@@ -21,14 +22,11 @@ void AlphaFunc::Apply() const {
     if (!IsSupported())
         return;
     glAlphaFunc(function, reference);
-    if (flag)
-        glEnable(GL_ALPHA_TEST);
-    else
-        glDisable(GL_ALPHA_TEST);
+    Capability(GL_ALPHA_TEST, flag).Apply();
 }
 
 void AlphaFunc::Retrieve() {
-    flag = glIsEnabled(GL_ALPHA_TEST) == GL_TRUE;
+    flag = Capability::IsEnabled(GL_ALPHA_TEST);
     GLint f = GL_ALWAYS;
     glGetIntegerv(GL_ALPHA_TEST_FUNC, &f);
     function = static_cast<unsigned int>(f);

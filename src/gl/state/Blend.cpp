@@ -1,6 +1,7 @@
 #include "gl/state/Blend.h"
 
 #include "gl/context/EntryPoints.h"
+#include "gl/state/Capability.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
@@ -8,13 +9,6 @@
 namespace OGL_ZEP6_AE {
 
 namespace {
-
-void SetBlend(bool on) {
-    if (on)
-        glEnable(GL_BLEND);
-    else
-        glDisable(GL_BLEND);
-}
 
 unsigned int GetEnum(GLenum name) {
     GLint value = 0;
@@ -42,11 +36,11 @@ void BlendFunc::Apply() const {
         glBlendFunc(srcRGB, dstRGB);
     else
         ZEP6_GLCALL(glBlendFuncSeparate)(srcRGB, dstRGB, srcAlpha, dstAlpha);
-    SetBlend(flag);
+    Capability(GL_BLEND, flag).Apply();
 }
 
 void BlendFunc::Retrieve() {
-    flag = glIsEnabled(GL_BLEND) == GL_TRUE;
+    flag = Capability::IsEnabled(GL_BLEND);
     srcRGB = GetEnum(GL_BLEND_SRC_RGB);
     dstRGB = GetEnum(GL_BLEND_DST_RGB);
     srcAlpha = GetEnum(GL_BLEND_SRC_ALPHA);
@@ -74,11 +68,11 @@ void BlendEquation::Apply() const {
         ZEP6_GLCALL(glBlendEquation)(modeRGB);
     else
         ZEP6_GLCALL(glBlendEquationSeparate)(modeRGB, modeAlpha);
-    SetBlend(flag);
+    Capability(GL_BLEND, flag).Apply();
 }
 
 void BlendEquation::Retrieve() {
-    flag = glIsEnabled(GL_BLEND) == GL_TRUE;
+    flag = Capability::IsEnabled(GL_BLEND);
     modeRGB = GetEnum(GL_BLEND_EQUATION_RGB);
     modeAlpha = GetEnum(GL_BLEND_EQUATION_ALPHA);
 }
@@ -91,12 +85,12 @@ bool BlendEquation::operator==(const BlendEquation& b) const {
 
 void BlendColor::Apply() const {
     ZEP6_GLCALL(glBlendColor)(color.red, color.green, color.blue, color.alpha);
-    SetBlend(flag);
+    Capability(GL_BLEND, flag).Apply();
 }
 
 void BlendColor::Retrieve() {
     glGetFloatv(GL_BLEND_COLOR, &color.red);
-    flag = glIsEnabled(GL_BLEND) == GL_TRUE;
+    flag = Capability::IsEnabled(GL_BLEND);
 }
 
 // ---- BlendOp ---------------------------------------------------------------------------------

@@ -12,7 +12,11 @@ void Capability::Apply() const {
 }
 
 void Capability::Retrieve() {
-    on = glIsEnabled(capability) == GL_TRUE;
+    on = IsEnabled(capability);
+}
+
+bool Capability::IsEnabled(unsigned int capability) {
+    return glIsEnabled(capability) == GL_TRUE;
 }
 
 } // namespace OGL_ZEP6_AE

@@ -1,8 +1,9 @@
 #pragma once
 
-// One OpenGL switch (glEnable/glDisable) as a value: which capability and whether it is on.
-// For switches no other value class carries (lights, line stipple). Apply()/Retrieve() run on
-// the GL worker thread (or a thread with the root context current).
+// One OpenGL switch (glEnable/glDisable) as a value: which capability and whether it is on. The
+// value classes that carry a switch (blending, depth and alpha tests, culling, texture targets)
+// set and read it through this class, as do the lights and line stipple. Apply()/Retrieve() run
+// on the GL worker thread (or a thread with the root context current).
 
 #include "Export.h"
 
@@ -22,6 +23,7 @@ public:
 
     static void Enable(unsigned int capability) { Capability(capability, true).Apply(); }
     static void Disable(unsigned int capability) { Capability(capability, false).Apply(); }
+    static bool IsEnabled(unsigned int capability);
 };
 
 } // namespace OGL_ZEP6_AE

@@ -1,4 +1,5 @@
 #include "gl/state/CullFace.h"
+#include "gl/state/Capability.h"
 
 namespace OGL_ZEP6_AE {
 
@@ -7,14 +8,11 @@ const CullFace CullFace::CullBack(true, GL_BACK);
 
 void CullFace::Apply() const {
     glCullFace(face);
-    if (flag)
-        glEnable(GL_CULL_FACE);
-    else
-        glDisable(GL_CULL_FACE);
+    Capability(GL_CULL_FACE, flag).Apply();
 }
 
 void CullFace::Retrieve() {
-    flag = glIsEnabled(GL_CULL_FACE) == GL_TRUE;
+    flag = Capability::IsEnabled(GL_CULL_FACE);
     GLint f = GL_BACK;
     glGetIntegerv(GL_CULL_FACE_MODE, &f);
     face = static_cast<unsigned int>(f);

@@ -1,4 +1,5 @@
 #include "gl/state/DepthFunc.h"
+#include "gl/state/Capability.h"
 
 namespace OGL_ZEP6_AE {
 
@@ -13,14 +14,11 @@ const DepthFunc DepthFunc::Always(GL_ALWAYS);
 
 void DepthFunc::Apply() const {
     glDepthFunc(function);
-    if (flag)
-        glEnable(GL_DEPTH_TEST);
-    else
-        glDisable(GL_DEPTH_TEST);
+    Capability(GL_DEPTH_TEST, flag).Apply();
 }
 
 void DepthFunc::Retrieve() {
-    flag = glIsEnabled(GL_DEPTH_TEST) == GL_TRUE;
+    flag = Capability::IsEnabled(GL_DEPTH_TEST);
     GLint f = GL_LESS;
     glGetIntegerv(GL_DEPTH_FUNC, &f);
     function = static_cast<unsigned int>(f);

@@ -1,6 +1,7 @@
 #include "gl/state/Texturing.h"
 
 #include "gl/context/EntryPoints.h"
+#include "gl/state/Capability.h"
 #include "gl/state/TextureUnitHooksPrivate.h"
 
 #include <GL/gl.h>
@@ -28,16 +29,9 @@ int GetTexParameter(GLenum target, GLenum name) {
     return value;
 }
 
-void SetEnabled(GLenum cap, bool on) {
-    if (on)
-        glEnable(cap);
-    else
-        glDisable(cap);
-}
-
 // One target of a TextureBinding: switch, name (0 when it is no longer a texture), filters.
 void ApplyTarget(GLenum target, bool enable, unsigned int name, int magFilter, int minFilter) {
-    SetEnabled(target, enable);
+    Capability(target, enable).Apply();
     glBindTexture(target, name != 0 && glIsTexture(name) ? name : 0);
     glTexParameteri(target, GL_TEXTURE_MAG_FILTER, magFilter);
     glTexParameteri(target, GL_TEXTURE_MIN_FILTER, minFilter);
@@ -57,11 +51,11 @@ void TextureBinding::Apply() const {
 }
 
 void TextureBinding::Retrieve() {
-    enable2D = glIsEnabled(GL_TEXTURE_2D) == GL_TRUE;
+    enable2D = Capability::IsEnabled(GL_TEXTURE_2D);
     texture2D = static_cast<unsigned int>(GetInt(GL_TEXTURE_BINDING_2D));
     magFilter2D = GetTexParameter(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER);
     minFilter2D = GetTexParameter(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER);
-    enableRectangle = glIsEnabled(GL_TEXTURE_RECTANGLE) == GL_TRUE;
+    enableRectangle = Capability::IsEnabled(GL_TEXTURE_RECTANGLE);
     textureRectangle = static_cast<unsigned int>(GetInt(GL_TEXTURE_BINDING_RECTANGLE));
     magFilterRectangle = GetTexParameter(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MAG_FILTER);
     minFilterRectangle = GetTexParameter(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MIN_FILTER);
