@@ -24,7 +24,7 @@
 #include "PlainGl.h"
 
 #include "core/PixelFormat.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/resources/TextureBuffer.h"
 #include "gl/state/Blend.h"
 #include "gl/state/Push.h"

@@ -3,7 +3,7 @@
 #include "core/Errors.h"
 #include "core/XIImage.h"
 #include "gl/context/Shared.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/resources/TextureBuffer.h"
 #include "gl/state/Blend.h"
 #include "gl/state/DepthFunc.h"

@@ -24,7 +24,7 @@
 #include "Export.h"
 #include "gl/render/EffectProgram.h"
 #include "gl/render/GLSL.h"
-#include "gl/render/Vector.h"
+#include "geometry/Vector.h"
 
 class XIImage;
 

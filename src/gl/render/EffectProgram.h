@@ -24,8 +24,8 @@
 
 #include "Export.h"
 #include "gl/render/GLSL.h"
-#include "gl/render/Region.h"
-#include "gl/render/Vector.h"
+#include "geometry/Region.h"
+#include "geometry/Vector.h"
 #include "gl/resources/Resource.h"
 
 #include <initializer_list>

@@ -10,8 +10,8 @@
 // fitted). Runs on the GL worker thread (or a thread that has the root context current).
 
 #include "Export.h"
-#include "gl/render/Region.h"
-#include "gl/render/Vector.h"
+#include "geometry/Region.h"
+#include "geometry/Vector.h"
 
 namespace OGL_ZEP6_AE {
 

@@ -1,7 +1,7 @@
 #include "gl/render/Geometry.h"
 
 #include "gl/render/Grid.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/state/Matrices.h"
 #include "gl/state/Push.h"
 

@@ -8,7 +8,7 @@
 // (or a thread that has the root context current).
 
 #include "Export.h"
-#include "gl/render/Vector.h"
+#include "geometry/Vector.h"
 
 namespace OGL_ZEP6_AE {
 

@@ -12,7 +12,7 @@
 // Apply()/Retrieve() run on the GL worker thread (or a thread with the root context current).
 
 #include "Export.h"
-#include "gl/render/Vector.h"
+#include "geometry/Vector.h"
 #include "gl/state/Color.h"
 
 #include <GL/gl.h>

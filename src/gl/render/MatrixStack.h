@@ -5,8 +5,8 @@
 // the library's own work is the GL worker thread.
 
 #include "Export.h"
-#include "gl/render/Matrix.h"
-#include "gl/render/Vector.h"
+#include "geometry/Matrix.h"
+#include "geometry/Vector.h"
 
 namespace OGL_ZEP6_AE {
 

@@ -7,7 +7,7 @@
 // All of this runs on the GL worker thread (or a thread that has the root context current).
 
 #include "Export.h"
-#include "gl/render/Vector.h"
+#include "geometry/Vector.h"
 #include "gl/resources/Resource.h"
 #include "gl/state/Color.h"
 

@@ -1,6 +1,6 @@
 #include "gl/render/Plane.h"
 
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 
 #include <GL/gl.h>
 

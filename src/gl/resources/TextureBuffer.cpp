@@ -5,7 +5,7 @@
 #include "core/XIImage.h"
 #include "gl/context/Capabilities.h"
 #include "gl/context/EntryPoints.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/resources/StaticFactoryPrivate.h"
 #include "gl/state/Clear.h"
 #include "gl/state/Color.h"

@@ -7,7 +7,7 @@
 // context current).
 
 #include "Export.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/state/Color.h"
 
 namespace OGL_ZEP6_AE {

@@ -6,8 +6,8 @@
 // Apply()/Retrieve() calls run on the GL worker thread (or a thread with the root context current).
 
 #include "Export.h"
-#include "gl/render/Matrix.h"
-#include "gl/render/Vector.h"
+#include "geometry/Matrix.h"
+#include "geometry/Vector.h"
 
 #include <GL/gl.h>
 

@@ -15,7 +15,7 @@
 // PushColorMaterial are with the materials (gl/render/LightMaterial.h).
 
 #include "Export.h"
-#include "gl/render/Vector.h"
+#include "geometry/Vector.h"
 #include "gl/state/Blend.h"
 #include "gl/state/Color.h"
 #include "gl/state/Matrices.h"

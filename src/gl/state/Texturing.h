@@ -7,7 +7,7 @@
 // runs on the GL worker thread (or a thread with the root context current).
 
 #include "Export.h"
-#include "gl/render/Vector.h"
+#include "geometry/Vector.h"
 #include "gl/state/Matrices.h"
 
 #include <GL/gl.h>

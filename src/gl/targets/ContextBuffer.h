@@ -8,7 +8,7 @@
 
 #include "Export.h"
 #include "gl/context/RootContext.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 
 class XIImage;
 

@@ -12,7 +12,7 @@
 #include "gl/render/GLSL.h"
 #include "gl/render/Geometry.h"
 #include "gl/render/Plane.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/resources/Buffer.h"
 #include "gl/resources/FrameBuffer.h"
 #include "gl/resources/InternalFormat.h"

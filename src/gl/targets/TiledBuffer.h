@@ -21,7 +21,7 @@
 
 #include "Export.h"
 #include "gl/context/RootContext.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/state/State.h"
 
 #include <deque>

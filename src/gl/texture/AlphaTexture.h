@@ -4,7 +4,7 @@
 // Loading without an image throws OpenGLError (code 0).
 
 #include "Export.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/texture/ImageTexture.h"
 
 namespace OGL_ZEP6_AE {

@@ -6,7 +6,7 @@
 // picture whatever the memory order of the image.
 
 #include "Export.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/targets/RenderedTexture.h"
 
 class XIImage;

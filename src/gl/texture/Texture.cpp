@@ -9,7 +9,7 @@
 #include "gl/context/EntryPoints.h"
 #include "gl/render/Conversion.h"
 #include "gl/render/Plane.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/resources/InternalFormat.h"
 #include "gl/resources/TextureBuffer.h"
 #include "gl/state/Blend.h"

@@ -1,7 +1,7 @@
 #include "gl/texture/WriteTexture.h"
 
 #include "gl/render/Plane.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/texture/SubImageTexture.h"
 
 namespace OGL_ZEP6_AE {

@@ -9,9 +9,9 @@
 #include "gl/render/Plane.h"
 #include "gl/render/PointSprite.h"
 #include "gl/render/Quadric.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/render/Tesselator.h"
-#include "gl/render/Vector.h"
+#include "geometry/Vector.h"
 
 #include "gl/render/EffectProgramTestSupport.h"
 

@@ -10,7 +10,7 @@
 #include "gl/context/RootContext.h"
 #include "gl/context/Shared.h"
 #include "gl/context/Thread.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/resources/InternalFormat.h"
 #include "gl/resources/MemoryBuffer.h"
 #include "gl/resources/OpaqueBuffer.h"

@@ -4,7 +4,7 @@
 #include "core/Errors.h"
 #include "gl/context/Capabilities.h"
 #include "gl/context/EntryPoints.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/resources/FrameBuffer.h"
 #include "gl/resources/InternalFormat.h"
 #include "gl/resources/RenderBuffer.h"

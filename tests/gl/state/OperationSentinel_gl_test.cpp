@@ -3,7 +3,7 @@
 #include "core/Errors.h"
 #include "gl/render/ApplyMode.h"
 #include "gl/render/GLSL.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/resources/ResourceTestSupport.h"
 #include "gl/targets/AntiAliasBuffer.h"
 #include "gl/targets/RenderedTexture.h"

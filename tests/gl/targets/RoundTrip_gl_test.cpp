@@ -4,7 +4,7 @@
 // destination, tagged "round-trip" for collection. Under each ZEP6_STORAGE choice, one source per
 // layout family makes the same trip within what that storage type holds.
 
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/resources/ResourceTestSupport.h"
 #include "gl/state/State.h"
 #include "gl/targets/RenderedTexture.h"

@@ -6,7 +6,7 @@
 #include "core/Errors.h"
 #include "core/TestCountersPrivate.h"
 #include "gl/context/Capabilities.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/resources/InternalFormat.h"
 #include "gl/resources/RenderBuffer.h"
 #include "gl/resources/ResourceTestSupport.h"

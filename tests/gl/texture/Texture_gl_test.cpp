@@ -8,7 +8,7 @@
 #include "core/TestCountersPrivate.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/Conversion.h"
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 #include "gl/resources/ResourceTestSupport.h"
 #include "gl/resources/TextureBuffer.h"
 #include "gl/state/Blend.h"

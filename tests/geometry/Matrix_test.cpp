@@ -1,4 +1,4 @@
-#include "gl/render/Matrix.h"
+#include "geometry/Matrix.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "gl/render/Region.h"
+#include "geometry/Region.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 // Every operation returns a new value; an invalid operand is handled first, as each says.
 
 #include "Export.h"
-#include "gl/render/Vector.h"
+#include "geometry/Vector.h"
 
 #include <iosfwd>
 

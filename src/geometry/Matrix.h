@@ -7,7 +7,7 @@
 // which stays valid while the matrix lives and is overwritten by the next conversion.
 
 #include "Export.h"
-#include "gl/render/Vector.h"
+#include "geometry/Vector.h"
 
 namespace OGL_ZEP6_AE {
 

@@ -1,6 +1,6 @@
-#include "gl/render/Vector.h"
+#include "geometry/Vector.h"
 
-#include "gl/render/Matrix.h"
+#include "geometry/Matrix.h"
 
 #include <cmath>
 #include <ostream>

@@ -1,7 +1,7 @@
 // The vector types: tag, conversions, equality tolerance, clamps, products, arithmetic, Euler helpers.
-#include "gl/render/Vector.h"
+#include "geometry/Vector.h"
 
-#include "gl/render/Matrix.h"
+#include "geometry/Matrix.h"
 
 #include <gtest/gtest.h>
 
