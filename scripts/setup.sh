@@ -9,6 +9,7 @@ packages=(
     libglvnd-dev libgl-dev libegl-dev libopengl-dev libglu1-mesa-dev
     libegl-mesa0 libgl1-mesa-dri libglx-mesa0
     libpng-dev libopenexr-dev zlib1g-dev
+    libopencv-imgproc-dev
     time
 )
 
