@@ -1,8 +1,6 @@
 #include "gl/render/ApplyMode.h"
 
 #include "core/Errors.h"
-#include "core/XIImage.h"
-#include "gl/context/Shared.h"
 #include "geometry/Region.h"
 #include "gl/resources/TextureBuffer.h"
 #include "gl/state/Blend.h"
@@ -11,8 +9,6 @@
 #include "gl/state/State.h"
 #include "gl/state/Texturing.h"
 #include "gl/targets/RenderedTexture.h"
-#include "gl/targets/TiledBuffer.h"
-#include "gl/texture/SubImageTexture.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
@@ -348,30 +344,6 @@ ApplyMode* const kModes[] = {
 static_assert(sizeof kModes / sizeof kModes[0] == PixelApplyDancingSoftDissolve + 1,
               "one object per mode value");
 
-// The whole picture of an image, rows counted from its bottom.
-Region PictureOf(const XIImage* image) {
-    return Region(0, 0, static_cast<unsigned int>(image->GetWidth()),
-                  static_cast<unsigned int>(image->GetHeight()));
-}
-
-// GL worker thread. Points the texture on `unit`, which holds `area` of its image, at the tile
-// that DrawRegion covers with texture coordinates 0 to 1: texel = coordinate * tile size + tile
-// origin - area origin, so every destination pixel samples the image pixel at the same place.
-// Where the area is smaller than the tile (the image does not reach that far) the border gives
-// transparent black.
-void PointAt(int unit, const Texture& texture, const Region& area, const Region& tile) {
-    if (area == tile)
-        return; // Apply() has set exactly this mapping
-    TextureUnit::Activate(GL_TEXTURE0 + static_cast<unsigned int>(unit));
-    texture.SetTransform(static_cast<float>(tile.width), static_cast<float>(tile.height),
-                         static_cast<float>(tile.x - area.x), static_cast<float>(tile.y - area.y));
-    const GLenum target = texture.Key().Target();
-    static const GLfloat kTransparent[4] = {0.0f, 0.0f, 0.0f, 0.0f};
-    glTexParameterfv(target, GL_TEXTURE_BORDER_COLOR, kTransparent);
-    glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_BORDER);
-    glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_BORDER);
-}
-
 } // namespace
 
 ApplyMode::ApplyMode(const char* body)
@@ -443,75 +415,6 @@ void ApplyMode::Apply(const Texture& front, const Texture& back, PixelApplyMode 
 void ApplyMode::ApplyLight(const Texture& front, const Texture& back, PixelApplyMode mode, float mix) {
     if (ApplyMode* selected = GetApplyMode(mode))
         selected->ApplyLight(front, back, mix);
-}
-
-// Images are aligned at their lower-left picture corners: destination pixel (x, y) combines the
-// front and back pixels at (x, y). Where the front or back does not reach (an image smaller than
-// the destination) and where there is no valid back at all, the mode sees transparent black in
-// its place: "left out" means composited against nothing. A mask that does not cover the front
-// is left out too (its pixels would not reach every front pixel).
-void ApplyMode::Apply(const XIImage* front, const XIImage* back, const XIImage* mask, XIImage* destination,
-                      PixelApplyMode mode, float mix) {
-    using Composite =
-        void (*)(const XIImage*, const XIImage*, const XIImage*, XIImage*, PixelApplyMode, float);
-    if (MarshalToWorker(static_cast<Composite>(&ApplyMode::Apply), front, back, mask, destination, mode, mix))
-        return;
-    if (!IsValid(front) || !IsValid(destination))
-        return;
-
-    const Region frontPicture = PictureOf(front);
-    const Region destinationPicture = PictureOf(destination);
-    SubImageTexture frontTexture(front);
-    if (IsValid(mask) && mask->GetWidth() >= front->GetWidth() && mask->GetHeight() >= front->GetHeight())
-        frontTexture.SetMask(mask);
-    const bool hasBack = IsValid(back);
-    SubImageTexture backTexture;
-    Region backPicture;
-    if (hasBack) {
-        backTexture.SetImage(back);
-        backPicture = PictureOf(back);
-    }
-    // Transparent black in place of a missing back, and of either image on tiles it does not
-    // reach; with clamping, every sample of it is (0, 0, 0, 0).
-    RenderedTexture transparent(16, 16);
-    if (!hasBack || (frontPicture & destinationPicture) != destinationPicture ||
-        (backPicture & destinationPicture) != destinationPicture)
-        transparent.Clear();
-
-    ApplyMode* selected = GetApplyMode(mode);
-    TiledBuffer tiles(destination);
-    while (tiles.Next()) {
-        const Region tile = tiles.GetCurrentTile();
-        const Region frontArea = tile & frontPicture;
-        const Region backArea = hasBack ? tile & backPicture : Region();
-        // While an area does not fill the tile, its storage has exactly the area's size: samples
-        // past the area then meet the transparent border rather than texels beyond it in a larger
-        // cached texture, which hold whatever an earlier use left there.
-        if (frontArea.valid) {
-            frontTexture.SetExactStorage(frontArea != tile);
-            frontTexture.SetRegion(frontArea);
-        }
-        if (backArea.valid) {
-            backTexture.SetExactStorage(backArea != tile);
-            backTexture.SetRegion(backArea);
-        }
-        const Texture& frontUsed = frontArea.valid ? static_cast<const Texture&>(frontTexture) : transparent;
-        const Texture& backUsed = backArea.valid ? static_cast<const Texture&>(backTexture) : transparent;
-
-        PushState state;
-        Push<BlendFunc> blend(BlendFunc::Replace);
-        Push<DepthFunc> depth(DepthFunc::Always);
-        // An unknown mode has no program and binds no texture: the tile is drawn in the current
-        // colour of the tile's default state, opaque white.
-        if (selected != nullptr) {
-            selected->Apply(frontUsed, backUsed, mix);
-            if (frontArea.valid)
-                PointAt(0, frontTexture, frontArea, tile);
-            if (backArea.valid)
-                PointAt(1, backTexture, backArea, tile);
-        }
-        EffectProgram::DrawRegion(tile, GL_TEXTURE1);
-    }
 }
 
 void ApplyMode::Finalize() {

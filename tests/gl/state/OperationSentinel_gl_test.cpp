@@ -10,6 +10,7 @@
 #include "gl/targets/TiledBuffer.h"
 #include "gl/texture/SubImageTexture.h"
 #include "gl/texture/WriteTexture.h"
+#include "imageops/ImageOperations.h"
 #include "support/StateSentinel.h"
 #include "support/TestImage.h"
 
@@ -138,6 +139,8 @@ const Row kRows[] = {
     {"ApplyModeComposite", [](Subjects& s) {
         ApplyMode::Apply(&s.topDown, &s.wide, &s.bottomUp, &s.frame, PixelApplyMultiply, 0.5f);
     }},
+    {"CopyConverted", [](Subjects& s) { Copy(&s.topDown, &s.frame); }},
+    {"ClearThroughTheCard", [](Subjects& s) { Clear(&s.frame, Color(0.5f, 0.25f, 1.0f, 0.75f)); }},
 };
 // clang-format on
 
