@@ -24,16 +24,15 @@
 #include "geometry/Region.h"
 #include "gl/context/Shared.h"
 #include "gl/resources/Buffer.h"
+#include "gl/state/Clear.h"
 #include "gl/state/ClearColor.h"
+#include "gl/state/Color.h"
 #include "gl/state/ColorMask.h"
 #include "gl/state/Push.h"
 #include "gl/targets/TiledBuffer.h"
 #include "gl/texture/Texture.h"
 
 namespace OGL_ZEP6_AE {
-
-class Color;
-
 namespace imageops {
 
 // A destination an operation may write: valid and not read-only.
@@ -65,7 +64,8 @@ private:
 };
 
 // The tile loop: draw(tiles, tile) for every tile of the destination, in destination pixels,
-// with the tile's state saved around each call. The TiledBuffer reads each finished tile back
+// with the tile's state saved around each call. Each tile starts transparent black, so pixels an
+// operation does not draw come out transparent. The TiledBuffer reads each finished tile back
 // into the destination in its own layout (through `postProcessing` when given).
 template <class Draw> void ForEachTile(XIImage* destination, Draw&& draw, GLSL::Shader* postProcessing = nullptr) {
     TiledBuffer tiles(destination);
@@ -73,6 +73,7 @@ template <class Draw> void ForEachTile(XIImage* destination, Draw&& draw, GLSL::
         tiles.SetPostProcessing(postProcessing);
     while (tiles.Next()) {
         const TileState saved;
+        ClearColorBuffer(Color::Transparent);
         draw(tiles, tiles.GetCurrentTile());
     }
 }
