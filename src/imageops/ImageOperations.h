@@ -10,12 +10,16 @@
 // Shared::ErrorMessage() gives the failure's text until the next job.
 
 #include "Export.h"
+#include "core/PixelTypes.h"
 
 class XIImage;
 
 namespace OGL_ZEP6_AE {
 
+class BlendOp;
 class Color;
+class Texture;
+template <class PixelType> class Buffer;
 
 // Copies the source into the destination, converting its layout and white level and scaling
 // nothing: the source lands with its lower-left corner on the destination's, and destination
@@ -27,5 +31,52 @@ ZEP6_API void Copy(const XIImage* source, XIImage* destination);
 // Fills the destination with one colour. Transparent black (all four components exactly 0) zeroes
 // row bytes x height bytes on the calling thread, padding included, without the graphics card.
 ZEP6_API void Clear(XIImage* destination, const Color& color);
+
+// The same as Copy, without moving to the worker thread or the byte-copy shortcut: a diagnostic
+// for code already on the GL worker thread (elsewhere it clears the destination instead).
+ZEP6_API void Test(const XIImage* source, XIImage* destination);
+
+// Colour multiplied by alpha; alpha kept.
+ZEP6_API void Premultiply(const XIImage* source, XIImage* destination);
+
+// The source at its own size, centred on the destination (to the lower-left whole pixel where the
+// sizes differ by an odd number); the rest transparent black.
+ZEP6_API void Center(const XIImage* source, XIImage* destination);
+
+// The destination keeps its colour and takes the source's alpha (corners aligned; where the
+// source does not reach, the destination is left as it is).
+ZEP6_API void CopyAlpha(const XIImage* source, XIImage* destination);
+
+// The source stretched over the whole destination, sampled linearly. Images of exactly the same
+// description are copied byte for byte on the calling thread.
+ZEP6_API void Resize(const XIImage* source, XIImage* destination);
+
+// The source scaled to fit the destination keeping its aspect, centred (in whole pixels); the
+// rest transparent black. A source scaled to nothing draws nothing.
+ZEP6_API void FitInto(const XIImage* source, XIImage* destination);
+
+// The background copied, then the foreground (both at the lower-left corner) modulated in all
+// four channels by `opacity` (clamped to 0..1; NaN counts as 0) and blended over it with `op`'s
+// factors, equation and colour. An invalid background leaves transparent black under the
+// foreground; an invalid foreground leaves the background. `third` is not read.
+ZEP6_API void Composite(const XIImage* foreground, const XIImage* background, const XIImage* third,
+                        XIImage* destination, float opacity, const BlendOp& op);
+
+// The colour, its alpha multiplied by the mask's alpha (RenderMask) or by one minus it
+// (RenderInvMask), over the image (which may be invalid: then over transparent black).
+ZEP6_API void RenderMask(const XIImage* mask, const XIImage* image, XIImage* destination, const Color& color);
+ZEP6_API void RenderInvMask(const XIImage* mask, const XIImage* image, XIImage* destination, const Color& color);
+
+// The source's alpha, or its alpha-weighted luma (0.3 R + 0.59 G + 0.11 B, times alpha), stretched
+// over the destination buffer. A null destination is left alone.
+ZEP6_API void GetAlpha(const XIImage* source, Buffer<Alpha32F>* destination);
+ZEP6_API void GetLuma(const XIImage* source, Buffer<Luma32F>* destination);
+
+// destination = 1 - source over the rows and columns both have, on the processor; no clamping.
+ZEP6_API void Invert(const Buffer<Luma32F>* source, Buffer<Luma32F>* destination);
+
+// The texture at its own size at the destination's lower-left corner; the rest transparent black.
+// The texture stays the caller's (its storage is not given back by the call).
+ZEP6_API void CopyTexture(const Texture& texture, XIImage* destination);
 
 } // namespace OGL_ZEP6_AE

@@ -75,6 +75,10 @@ public:
     void ApplyDecal() const;
     void ApplyModulate() const;
 
+    // Binds the storage on the active unit (made on the card first when needed) and applies the
+    // binding's filters and environment: what drawing with a plain Texture, or a copy, needs.
+    void Bind() const { BindTexture(); }
+
     static void Disable();
     // Binds a cache texture (made on the card first if it has no name yet) on the active unit as
     // the one texture it shows (TextureBinding::Bind).

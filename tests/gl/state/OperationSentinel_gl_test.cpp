@@ -10,6 +10,8 @@
 #include "gl/targets/TiledBuffer.h"
 #include "gl/texture/SubImageTexture.h"
 #include "gl/texture/WriteTexture.h"
+#include "gl/resources/Buffer.h"
+#include "gl/state/Blend.h"
 #include "imageops/ImageOperations.h"
 #include "support/StateSentinel.h"
 #include "support/TestImage.h"
@@ -141,6 +143,24 @@ const Row kRows[] = {
     }},
     {"CopyConverted", [](Subjects& s) { Copy(&s.topDown, &s.frame); }},
     {"ClearThroughTheCard", [](Subjects& s) { Clear(&s.frame, Color(0.5f, 0.25f, 1.0f, 0.75f)); }},
+    {"Test", [](Subjects& s) { Test(&s.topDown, &s.frame); }},
+    {"Premultiply", [](Subjects& s) { Premultiply(&s.topDown, &s.frame); }},
+    {"Center", [](Subjects& s) { Center(&s.wide, &s.frame); }},
+    {"CopyAlpha", [](Subjects& s) { CopyAlpha(&s.wide, &s.frame); }},
+    {"Resize", [](Subjects& s) { Resize(&s.topDown, &s.frame); }},
+    {"FitInto", [](Subjects& s) { FitInto(&s.topDown, &s.frame); }},
+    {"Composite", [](Subjects& s) { Composite(&s.topDown, &s.wide, nullptr, &s.frame, 0.5f, BlendOp::Screen); }},
+    {"RenderMask", [](Subjects& s) { RenderMask(&s.topDown, &s.wide, &s.frame, Color::Red); }},
+    {"RenderInvMask", [](Subjects& s) { RenderInvMask(&s.topDown, &s.wide, &s.frame, Color::Red); }},
+    {"GetAlphaAndLuma", [](Subjects& s) {
+        Buffer<Alpha32F> alpha(GL_ALPHA32F_ARB, 32, 1.0f);
+        Buffer<Luma32F> luma(GL_LUMINANCE32F_ARB, 32, 1.0f);
+        alpha.Resize(40, 20, GL_ALPHA32F_ARB);
+        luma.Resize(40, 20, GL_LUMINANCE32F_ARB);
+        GetAlpha(&s.topDown, &alpha);
+        GetLuma(&s.topDown, &luma);
+    }},
+    {"CopyTexture", [](Subjects& s) { CopyTexture(s.target, &s.frame); }},
 };
 // clang-format on
 
