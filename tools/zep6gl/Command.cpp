@@ -2,7 +2,12 @@
 #include "Command.h"
 #include "ImageIO.h"
 
+#include "core/Errors.h"
 #include "gl/context/Shared.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
 
 #include <algorithm>
 #include <new>
@@ -137,6 +142,29 @@ const std::vector<Command>& Commands() {
          "Composite FRONT over BACK with an apply mode into OUT (.png for a PNG front, .exr for an "
          "OpenEXR front).",
          RunComposite},
+        {"resize", "IN OUT", 2, 2,
+         {{"--size", "WxH", "size of the result (required)"},
+          {"--fit", nullptr, "keep the aspect: fit inside WxH, centred, the rest transparent"},
+          kMaxMemory},
+         "Resize a picture on the card (stretched, or fitted with --fit).", RunResize},
+        {"center", "IN OUT", 2, 2, {{"--size", "WxH", "size of the result (required)"}, kMaxMemory},
+         "Place a picture at its own size in the middle of a transparent WxH one.", RunCenter},
+        {"premultiply", "IN OUT", 2, 2, {kMaxMemory}, "Multiply colour by alpha on the card.", RunPremultiply},
+        {"unpremultiply", "IN OUT", 2, 2, {kMaxMemory}, "Divide colour by alpha on the card.", RunUnpremultiply},
+        {"mask", "MASK IMAGE OUT", 3, 3,
+         {{"--color", "R,G,B,A", "the colour laid over IMAGE where MASK is opaque (default 0,0,0,1)"},
+          {"--invert", nullptr, "where MASK is transparent instead"},
+          kMaxMemory},
+         "Lay a colour over IMAGE through MASK's alpha.", RunMask},
+        {"alpha", "IN OUT", 2, 2, {kMaxMemory}, "Write a picture's alpha as a grey picture.", RunAlpha},
+        {"luma", "IN OUT", 2, 2, {kMaxMemory},
+         "Write a picture's alpha-weighted luma (0.3 R + 0.59 G + 0.11 B) as a grey picture.", RunLuma},
+        {"blend", "FRONT BACK OUT", 3, 3,
+         {{"--op", "NAME", "OpenGL blend of FRONT with BACK: over (default), under, add, multiply, screen, replace"},
+          {"--opacity", "X", "0 to 1: FRONT's weight in all four channels (default 1)"},
+          kMaxMemory},
+         "Blend FRONT over BACK with an OpenGL blend (.png for a PNG front, .exr for an OpenEXR front).",
+         RunBlend},
         {"modes", "", 0, 0, {}, "List the apply modes by number and name.", RunModes},
         {"demo", "[OUTDIR]", 0, 1, {},
          "Render built-in sample images through every apply mode and write a labelled contact sheet "
@@ -191,6 +219,69 @@ int Run(const std::string& name, const std::vector<std::string>& args) {
         std::fprintf(stderr, "zep6gl %s: %s\n", command->name, OneLine(e.what()).c_str());
         return 1;
     }
+}
+
+float ParseNumber(const std::string& option, const std::string& text, float least) {
+    char* end = nullptr;
+    const float value = text.empty() ? NAN : std::strtof(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || !std::isfinite(value))
+        throw UsageError(option + " '" + text + "': not a number");
+    if (value < least)
+        throw UsageError(option + " '" + text + "': must be at least " + (least == 0.0f ? "0" : "above 0"));
+    return value;
+}
+
+void ParseSize(const std::string& option, const std::string& text, long& width, long& height) {
+    const std::size_t x = text.find('x');
+    char* end = nullptr;
+    width = height = 0;
+    if (x != std::string::npos && x > 0 && x < 6 && text.size() - x - 1 > 0 && text.size() - x - 1 < 6) {
+        width = std::strtol(text.c_str(), &end, 10);
+        if (end != text.c_str() + x)
+            width = 0;
+        height = std::strtol(text.c_str() + x + 1, &end, 10);
+        if (*end != '\0')
+            height = 0;
+    }
+    if (width < 1 || height < 1 || width > 16383 || height > 16383)
+        throw UsageError(option + " '" + text + "': not WIDTHxHEIGHT with each side 1 to 16383");
+}
+
+void ParseColor(const std::string& option, const std::string& text, float rgba[4]) {
+    std::size_t start = 0;
+    for (int i = 0; i < 4; ++i) {
+        const std::size_t comma = text.find(',', start);
+        if ((i < 3) != (comma != std::string::npos))
+            throw UsageError(option + " '" + text + "': not four numbers R,G,B,A");
+        rgba[i] = ParseNumber(option, text.substr(start, comma == std::string::npos ? std::string::npos : comma - start),
+                              -INFINITY);
+        start = comma + 1;
+    }
+}
+
+HostImage ReadInput(const std::string& path) {
+    HostImage image = ReadImage(path);
+    if (!OGL_ZEP6_AE::IsValid(&image))
+        throw std::runtime_error(path + ": " + std::to_string(image.GetWidth()) + " x " +
+                                 std::to_string(image.GetHeight()) +
+                                 " is more than the library takes (at most 16383 on a side)");
+    return image;
+}
+
+void CheckOutputLike(const std::string& out, const XIImage& input) {
+    const std::string extension = std::filesystem::path(out).extension().string();
+    if (extension != ".png" && extension != ".exr")
+        throw std::runtime_error(out + ": unknown file extension (use .png or .exr)");
+    const bool isFloat = input.GetBitDepth() == 128;
+    if (isFloat != (extension == ".exr"))
+        throw std::runtime_error(out + ": the result has the input's pixels (" +
+                                 (isFloat ? "float, from OpenEXR" : "integer, from PNG") + "), so it needs a " +
+                                 (isFloat ? ".exr" : ".png") + " file");
+}
+
+HostImage LikeInput(const XIImage& input, long width, long height) {
+    return HostImage(input.GetColorSpace(), input.GetBitDepth(), input.GetWhiteLevel(), width, height, 0,
+                     input.IsBottomUp());
 }
 
 void RunOnWorker(const std::function<void()>& work) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HostImage.h"
 #include "sync/StaticList.h"
 
 #include <cstdio>
@@ -74,10 +75,31 @@ public:
 // library's message on one line.
 void RunOnWorker(const std::function<void()>& work);
 
+// Values the commands take, each refused with a UsageError naming the option: a finite number of
+// at least `least`; WIDTHxHEIGHT of 1 to 16383 each; R,G,B,A of four finite numbers.
+float ParseNumber(const std::string& option, const std::string& text, float least);
+void ParseSize(const std::string& option, const std::string& text, long& width, long& height);
+void ParseColor(const std::string& option, const std::string& text, float rgba[4]);
+
+// An input picture the library can take (at most 16383 on a side), else one line naming it.
+HostImage ReadInput(const std::string& path);
+// OUT must be .png for integer pixels and .exr for float ones, like the input it follows.
+void CheckOutputLike(const std::string& out, const XIImage& input);
+// An empty picture of the input's description and orientation, of the size given.
+HostImage LikeInput(const XIImage& input, long width, long height);
+
 void RunFormats(const Arguments& arguments);
 void RunInfo(const Arguments& arguments);
 void RunConvert(const Arguments& arguments);
 void RunComposite(const Arguments& arguments);
+void RunResize(const Arguments& arguments);
+void RunCenter(const Arguments& arguments);
+void RunPremultiply(const Arguments& arguments);
+void RunUnpremultiply(const Arguments& arguments);
+void RunMask(const Arguments& arguments);
+void RunAlpha(const Arguments& arguments);
+void RunLuma(const Arguments& arguments);
+void RunBlend(const Arguments& arguments);
 void RunModes(const Arguments& arguments);
 void RunDemo(const Arguments& arguments);
 
