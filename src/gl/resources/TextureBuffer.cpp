@@ -241,6 +241,26 @@ void TextureBuffer::Transfer(const XIImage* image, const Region& source, const R
 
     const GLsizei width = static_cast<GLsizei>(area.Width());
     const GLsizei height = static_cast<GLsizei>(area.Height());
+    const long pixelBytes = image->GetBitDepth() / 8;
+    if (pixelBytes > 0 && image->GetRowBytes() % pixelBytes != 0) {
+        // Rows that are not a whole number of pixels apart cannot be described to OpenGL (its row
+        // length counts pixels): one row at a time, each from its own address.
+        const auto row = [&](GLsizei r) {
+            return static_cast<unsigned char*>(pixels) + (area.YOrigin() + r) * image->GetRowBytes();
+        };
+        if (load) {
+            Initialize();
+            PushPixelUnpack unpack(1, 0, 0, area.XOrigin(), 0);
+            PushTextureTarget binding(key_.Target(), texture_);
+            for (GLsizei r = 0; r < height; ++r)
+                glTexSubImage2D(key_.Target(), 0, target.XOrigin(), target.YOrigin() + r, width, 1, format, type, row(r));
+        } else {
+            PushPixelPack pack(1, 0, 0, area.XOrigin(), 0);
+            for (GLsizei r = 0; r < height; ++r)
+                glReadPixels(target.XOrigin(), target.YOrigin() + r, width, 1, format, type, row(r));
+        }
+        return;
+    }
     if (load) {
         Initialize();
         PushPixelUnpack unpack(image, area.XOrigin(), area.YOrigin());
