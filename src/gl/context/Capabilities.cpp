@@ -1,5 +1,6 @@
 #include "gl/context/Capabilities.h"
 #include "gl/context/CapabilityRulesPrivate.h"
+#include "gl/context/EntryPoints.h"
 
 #include "gl/context/Shared.h"
 #include "platform/Egl.h"
@@ -443,6 +444,15 @@ bool IsFrameBufferSupported() {
 bool IsDepthTextureSupported() {
     static Cached<bool> answer;
     return answer.Get([] { return IsExtensionSupported("GL_ARB_depth_texture"); });
+}
+
+bool IsShaderSupported() {
+    static Cached<bool> answer;
+    return answer.Get([] {
+        return IsExtensionSupported("GL_ARB_fragment_shader") && GLEntry::glCreateShader &&
+               GLEntry::glCreateProgram && GLEntry::glLinkProgram && GLEntry::glUseProgram &&
+               GLEntry::glGetActiveUniform && GLEntry::glUniform1i && GLEntry::glUniform4fv;
+    });
 }
 
 bool IsQuadro() {

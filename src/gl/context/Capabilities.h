@@ -39,6 +39,9 @@ ZEP6_API bool IsFloatSupported();        // GL_ARB_texture_float
 ZEP6_API bool IsHalfFloatSupported();    // GL_ARB_half_float_pixel
 ZEP6_API bool IsFrameBufferSupported();  // GL_EXT_framebuffer_object
 ZEP6_API bool IsDepthTextureSupported(); // GL_ARB_depth_texture
+// Whether GLSL fragment programs can be built and used: GL_ARB_fragment_shader is listed and the
+// driver supplied the shader, program and uniform entry points the effect programs call.
+ZEP6_API bool IsShaderSupported();
 
 // Tests on the renderer text (GetCard()); all are case-sensitive.
 ZEP6_API bool IsQuadro();      // contains "Quadro"

@@ -161,6 +161,8 @@ public:
     static EffectProgram& sHorizBlur;
     static EffectProgram& sVertBlur;
     static EffectProgram& sGlow;
+    // The shader pass of the filter kernels (Kernel.h): one axis of a separable convolution.
+    static EffectProgram& sKernel;
 
 private:
     using UniformTable = std::map<std::string, std::unique_ptr<GLSL::Uniform>>;

@@ -2,6 +2,7 @@
 #include "gl/render/ApplyMode.h"
 #include "gl/render/EffectProgram.h"
 #include "gl/render/Glow.h"
+#include "gl/render/Kernel.h"
 #include "gl/state/State.h"
 #include "gl/state/Texturing.h"
 #include "gl/targets/RenderedTexture.h"
@@ -98,6 +99,9 @@ std::vector<float> UseEveryStaticProgram() {
             draw(*glow);
         }
         GLSL::Program::UseProgram(0);
+        target.Clear({0, 0, 0, 0});
+        DrawKernel(MakeBinomialKernel(3), KernelAxis::Vertical, Region(kSize, kSize), KernelPath::Shader);
+        Append(all, target.Read());
 
         // The depth blit, through the plain vertex program: a red quad at depth 0 over the left
         // half of the source, blitted onto blue.

@@ -3,6 +3,7 @@
 #include "core/Errors.h"
 #include "gl/render/ApplyMode.h"
 #include "gl/render/GLSL.h"
+#include "gl/render/Kernel.h"
 #include "geometry/Region.h"
 #include "gl/resources/ResourceTestSupport.h"
 #include "gl/targets/AntiAliasBuffer.h"
@@ -138,6 +139,9 @@ const Row kRows[] = {
             tiles.WriteFit(&s.wide);
         }
     }},
+    {"ApplyKernelsShader", [](Subjects& s) { ApplyKernels(s.target, MakeBoxKernel(3), MakeBinomialKernel(300), KernelPath::Shader); }},
+    {"ApplyKernelsTaps", [](Subjects& s) { ApplyKernels(s.target, Kernel{-0.5f, 2.0f}, MakeTriangleKernel(4), KernelPath::Taps); }},
+    {"DrawKernelTapsOnAGrid", [](Subjects&) { DrawKernelTaps(MakeBoxKernel(3), 3, 3, Region(0, 0, 8, 8)); }},
     {"ApplyModeComposite", [](Subjects& s) {
         ApplyMode::Apply(&s.topDown, &s.wide, &s.bottomUp, &s.frame, PixelApplyMultiply, 0.5f);
     }},
