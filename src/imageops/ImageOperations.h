@@ -11,6 +11,7 @@
 
 #include "Export.h"
 #include "core/PixelTypes.h"
+#include "gl/render/Kernel.h"
 
 class XIImage;
 
@@ -23,7 +24,7 @@ template <class PixelType> class Buffer;
 
 // Copies the source into the destination, converting its layout and white level and scaling
 // nothing: the source lands with its lower-left corner on the destination's, and destination
-// pixels it does not reach keep what the tile held before (transparent black for a fresh tile).
+// pixels it does not reach become transparent black.
 // Two images of exactly the same description (IsMatchingFormat) are copied byte for byte on the
 // calling thread, without the graphics card.
 ZEP6_API void Copy(const XIImage* source, XIImage* destination);
@@ -31,6 +32,24 @@ ZEP6_API void Copy(const XIImage* source, XIImage* destination);
 // Fills the destination with one colour. Transparent black (all four components exactly 0) zeroes
 // row bytes x height bytes on the calling thread, padding included, without the graphics card.
 ZEP6_API void Clear(XIImage* destination, const Color& color);
+
+// Blurs the source into the destination with a horizontal and a vertical kernel, applied one
+// after the other: a Gaussian of width `amount` pixels (Blur; `shape` is the standard deviation
+// relative to half the width, 0.85 a common choice), a box (BoxBlur) or binomial weights
+// (PascalBlur). Amounts below 1 leave that direction as it is (both below 1: a copy); negative,
+// NaN and infinite amounts count as 0, and amounts wider than twice the source are taken as
+// twice the source (what the image can use). Beyond its edges the source repeats its edge pixels.
+ZEP6_API void Blur(const XIImage* source, XIImage* destination, float amountX, float amountY, float shape);
+ZEP6_API void BoxBlur(const XIImage* source, XIImage* destination, float amountX, float amountY);
+ZEP6_API void PascalBlur(const XIImage* source, XIImage* destination, float amountX, float amountY);
+
+// The separable filter of the blurs: the source through `horizontal`, then `vertical` (either may
+// be null: no filtering that way), written into the destination tile by tile. Each tile filters
+// the part of the source under it widened by half the kernels' sizes, so tile seams do not show.
+// Kernels of at most one tap on both sides copy. `path` picks how the card sums the taps (the
+// shader pass where GLSL programs work, by default); every path gives the same result.
+ZEP6_API void ApplyKernels(const XIImage* source, XIImage* destination, const Kernel* horizontal,
+                           const Kernel* vertical, KernelPath path = KernelPath::Best);
 
 // The same as Copy, without moving to the worker thread or the byte-copy shortcut: a diagnostic
 // for code already on the GL worker thread (elsewhere it clears the destination instead).

@@ -185,8 +185,9 @@ TEST(Operations, AlphaLumaInvertAndTexture) {
                 worst = std::max(worst, std::fabs(alpha.Row(y)[x].alpha - v[3]));
                 const double l = (0.3 * v[0] + 0.59 * v[1] + 0.11 * v[2]) * v[3];
                 worst = std::max(worst, std::fabs(luma.Row(y)[x].luma - l));
-                if (x < 2000)
+                if (x < 2000) {
                     ASSERT_EQ(inverted.Row(y)[x].luma, 1.0f - luma.Row(y)[x].luma);
+                }
             }
         EXPECT_LT(worst, 3e-3);
         EXPECT_EQ(inverted.Row(5)[0].luma, 5.0f) << "Invert wrote past the source's rows";

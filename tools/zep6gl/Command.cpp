@@ -165,6 +165,13 @@ const std::vector<Command>& Commands() {
           kMaxMemory},
          "Blend FRONT over BACK with an OpenGL blend (.png for a PNG front, .exr for an OpenEXR front).",
          RunBlend},
+        {"blur", "IN OUT", 2, 2,
+         {{"--amount", "X[,Y]", "blur width in pixels, across and up (one value: both; required)"},
+          {"--kind", "KIND", "gaussian (the default), box or pascal (binomial weights)"},
+          {"--shape", "S", "gaussian only: standard deviation relative to half the width (default 0.85)"},
+          kMaxMemory},
+         "Blur a picture on the card (.png for a PNG input, .exr for an OpenEXR input).",
+         RunBlur},
         {"modes", "", 0, 0, {}, "List the apply modes by number and name.", RunModes},
         {"demo", "[OUTDIR]", 0, 1, {},
          "Render built-in sample images through every apply mode and write a labelled contact sheet "
@@ -227,7 +234,7 @@ float ParseNumber(const std::string& option, const std::string& text, float leas
     if (text.empty() || *end != '\0' || !std::isfinite(value))
         throw UsageError(option + " '" + text + "': not a number");
     if (value < least)
-        throw UsageError(option + " '" + text + "': must be at least " + (least == 0.0f ? "0" : "above 0"));
+        throw UsageError(option + " '" + text + "': must be " + (least == 0.0f ? "at least 0" : "above 0"));
     return value;
 }
 

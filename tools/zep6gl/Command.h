@@ -100,6 +100,7 @@ void RunMask(const Arguments& arguments);
 void RunAlpha(const Arguments& arguments);
 void RunLuma(const Arguments& arguments);
 void RunBlend(const Arguments& arguments);
+void RunBlur(const Arguments& arguments);
 void RunModes(const Arguments& arguments);
 void RunDemo(const Arguments& arguments);
 

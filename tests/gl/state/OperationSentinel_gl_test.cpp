@@ -165,6 +165,11 @@ const Row kRows[] = {
         GetLuma(&s.topDown, &luma);
     }},
     {"CopyTexture", [](Subjects& s) { CopyTexture(s.target, &s.frame); }},
+    {"BlurAcrossTiles", [](Subjects& s) { Blur(&s.topDown, &s.frame, 9.0f, 5.0f, 0.85f); }},
+    {"BoxAndPascalBlurOnTheTapPath", [](Subjects& s) {
+        const Kernel box = MakeBoxKernel(4.0f), pascal = MakeBinomialKernel(3.0f);
+        ApplyKernels(&s.wide, &s.frame, &box, &pascal, KernelPath::Taps);
+    }},
 };
 // clang-format on
 
