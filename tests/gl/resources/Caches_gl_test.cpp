@@ -83,68 +83,62 @@ TEST(TextureCache, NotExactRequestsShareOneHighDefinitionTexture) {
 
 // Which key a cached renderbuffer accepts is the key's rule (ResourceFactory_test); here what the
 // renderbuffer fills in.
-TEST(RenderCache, RenderbuffersRecordTheirInternalFormatAndSize) {
-    ASSERT_TRUE(OnWorker([] {
-        RenderBuffer* floats = RenderBuffer::Make(RenderKey(640, 480, GL_RGBA, GL_FLOAT));
-        RenderBuffer* bytes = RenderBuffer::Make(RenderKey(640, 480, GL_RGBA, GL_UNSIGNED_BYTE));
-        RenderBuffer* depth = RenderBuffer::Make(RenderKey(64, 64, GL_DEPTH_COMPONENT, GL_FLOAT));
-        ASSERT_TRUE(floats && bytes && depth);
-        EXPECT_NE(floats->Name(), 0u);
-        EXPECT_EQ(floats->Size(), CalculateTextureSize(640, 480, GetInternalFormat(GL_RGBA, GL_FLOAT)));
-        EXPECT_EQ(bytes->Key().internalFormat, static_cast<unsigned int>(GL_RGBA8));
-        EXPECT_EQ(depth->Key().internalFormat, static_cast<unsigned int>(GL_DEPTH_COMPONENT24));
-        for (RenderBuffer* b : {floats, bytes, depth})
-            RenderBuffer::Recycle(b);
-    }));
+ZEP6_WORKER_TEST(RenderCache, RenderbuffersRecordTheirInternalFormatAndSize) {
+    RenderBuffer* floats = RenderBuffer::Make(RenderKey(640, 480, GL_RGBA, GL_FLOAT));
+    RenderBuffer* bytes = RenderBuffer::Make(RenderKey(640, 480, GL_RGBA, GL_UNSIGNED_BYTE));
+    RenderBuffer* depth = RenderBuffer::Make(RenderKey(64, 64, GL_DEPTH_COMPONENT, GL_FLOAT));
+    ASSERT_TRUE(floats && bytes && depth);
+    EXPECT_NE(floats->Name(), 0u);
+    EXPECT_EQ(floats->Size(), CalculateTextureSize(640, 480, GetInternalFormat(GL_RGBA, GL_FLOAT)));
+    EXPECT_EQ(bytes->Key().internalFormat, static_cast<unsigned int>(GL_RGBA8));
+    EXPECT_EQ(depth->Key().internalFormat, static_cast<unsigned int>(GL_DEPTH_COMPONENT24));
+    for (RenderBuffer* b : {floats, bytes, depth})
+        RenderBuffer::Recycle(b);
 }
 
 // What a cache evicts or purges it deletes, and a deleted buffer takes its OpenGL objects along.
-TEST(Caches, ADeletedBufferDeletesItsObjects) {
-    ASSERT_TRUE(OnWorker([] {
-        unsigned int texture = 0, frameBuffer = 0, renderBuffer = 0;
-        {
-            TextureBuffer colour(TextureKey(kRect, 8, 8, GL_RGBA8, 1));
-            RenderBuffer depth(RenderKey(8, 8, GL_DEPTH_COMPONENT, GL_FLOAT));
-            ASSERT_TRUE(colour.Select());
-            texture = colour.TextureName();
-            frameBuffer = colour.FrameBufferName();
-            renderBuffer = depth.Name();
-            ASSERT_TRUE(texture && frameBuffer && renderBuffer);
-        }
-        EXPECT_FALSE(glIsTexture(texture));
-        EXPECT_FALSE(ZEP6_GLCALL(glIsFramebufferEXT)(frameBuffer));
-        EXPECT_FALSE(ZEP6_GLCALL(glIsRenderbufferEXT)(renderBuffer));
-    }));
+ZEP6_WORKER_TEST(Caches, ADeletedBufferDeletesItsObjects) {
+    unsigned int texture = 0, frameBuffer = 0, renderBuffer = 0;
+    {
+        TextureBuffer colour(TextureKey(kRect, 8, 8, GL_RGBA8, 1));
+        RenderBuffer depth(RenderKey(8, 8, GL_DEPTH_COMPONENT, GL_FLOAT));
+        ASSERT_TRUE(colour.Select());
+        texture = colour.TextureName();
+        frameBuffer = colour.FrameBufferName();
+        renderBuffer = depth.Name();
+        ASSERT_TRUE(texture && frameBuffer && renderBuffer);
+    }
+    EXPECT_FALSE(glIsTexture(texture));
+    EXPECT_FALSE(ZEP6_GLCALL(glIsFramebufferEXT)(frameBuffer));
+    EXPECT_FALSE(ZEP6_GLCALL(glIsRenderbufferEXT)(renderBuffer));
 }
 
-TEST(RenderBuffer, LimitsFromTheDriver) {
-    ASSERT_TRUE(OnWorker([] {
-        GLint maxSize = 0, maxSamples = 0;
-        glGetIntegerv(GL_MAX_RENDERBUFFER_SIZE_EXT, &maxSize);
-        glGetIntegerv(GL_MAX_SAMPLES_EXT, &maxSamples);
-        ASSERT_GT(maxSize, 0);
-        EXPECT_EQ(RenderBuffer::ClampBufferSize(5), 5);
-        EXPECT_EQ(RenderBuffer::ClampBufferSize(1 << 30), maxSize);
+ZEP6_WORKER_TEST(RenderBuffer, LimitsFromTheDriver) {
+    GLint maxSize = 0, maxSamples = 0;
+    glGetIntegerv(GL_MAX_RENDERBUFFER_SIZE_EXT, &maxSize);
+    glGetIntegerv(GL_MAX_SAMPLES_EXT, &maxSamples);
+    ASSERT_GT(maxSize, 0);
+    EXPECT_EQ(RenderBuffer::ClampBufferSize(5), 5);
+    EXPECT_EQ(RenderBuffer::ClampBufferSize(1 << 30), maxSize);
 
-        EXPECT_EQ(RenderBuffer::ClampMultisample(1), 0);
-        EXPECT_EQ(RenderBuffer::ClampMultisample(0), 0);
-        EXPECT_EQ(RenderBuffer::ClampMultisample(-3), 0);
-        if (RenderBuffer::IsMultiSampleSupported()) {
-            EXPECT_EQ(RenderBuffer::ClampMultisample(2), std::min(2, static_cast<int>(maxSamples)));
-            EXPECT_EQ(RenderBuffer::ClampMultisample(1000), maxSamples);
-        } else {
-            EXPECT_EQ(RenderBuffer::ClampMultisample(16), 0);
-        }
+    EXPECT_EQ(RenderBuffer::ClampMultisample(1), 0);
+    EXPECT_EQ(RenderBuffer::ClampMultisample(0), 0);
+    EXPECT_EQ(RenderBuffer::ClampMultisample(-3), 0);
+    if (RenderBuffer::IsMultiSampleSupported()) {
+        EXPECT_EQ(RenderBuffer::ClampMultisample(2), std::min(2, static_cast<int>(maxSamples)));
+        EXPECT_EQ(RenderBuffer::ClampMultisample(1000), maxSamples);
+    } else {
+        EXPECT_EQ(RenderBuffer::ClampMultisample(16), 0);
+    }
 
-        // A renderbuffer asked for more than the driver allows is made at the largest size.
-        RenderBuffer wide(RenderKey(maxSize + 100, 2, GL_RGBA, GL_UNSIGNED_BYTE));
-        EXPECT_EQ(wide.Width(), maxSize);
-        EXPECT_EQ(wide.Height(), 2);
-        wide.Finalize();
-        EXPECT_EQ(wide.Name(), 0u);
-        wide.Initialize();
-        EXPECT_NE(wide.Name(), 0u);
-    }));
+    // A renderbuffer asked for more than the driver allows is made at the largest size.
+    RenderBuffer wide(RenderKey(maxSize + 100, 2, GL_RGBA, GL_UNSIGNED_BYTE));
+    EXPECT_EQ(wide.Width(), maxSize);
+    EXPECT_EQ(wide.Height(), 2);
+    wide.Finalize();
+    EXPECT_EQ(wide.Name(), 0u);
+    wide.Initialize();
+    EXPECT_NE(wide.Name(), 0u);
 }
 
 // A released block serves the next request (OpaqueBufferTest.ASmallerImageTakesALargerIdleBlock;

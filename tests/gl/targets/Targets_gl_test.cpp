@@ -1,5 +1,5 @@
 // Render targets on a real context: RenderedTexture's WriteFit and read paths, depth attachment
-// and its fallback, depth-composited blits, clearing, hand-over and bad input; tile loops, their
+// and its fallback (depth-composited blits: StaticPrograms_gl_test), clearing, hand-over and bad input; tile loops, their
 // order, supersampling and its box-filtered resolve, where Write puts an image across tiles, and a
 // loop made away from the GL worker. The perspective projections are checked in Texture_gl_test.cpp.
 
@@ -102,10 +102,6 @@ GLint Integer(GLenum name) {
     return value;
 }
 
-bool Near(int a, int b, int tolerance = 2) {
-    return std::abs(a - b) <= tolerance;
-}
-
 // A BGRA image whose pixel (x, y in memory rows) is (blue = 4x, green = 8y, red = 90, alpha = 255).
 void FillOpaquePattern(TestImage& image) {
     for (long y = 0; y < image.GetHeight(); ++y)
@@ -129,143 +125,109 @@ bool Drawn(RenderedTexture& target, const std::function<void()>& draw) {
 
 // WriteFit puts the lower-left of a larger image unscaled; a bottom-up read is direct, a top-down
 // one takes the render path. (Write and the read layouts: Texture_gl_test and the round trips.)
-TEST(RenderedTexture, WriteFitKeepsTheLowerLeftAndTheReadPathFollowsTheRowOrder) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage source(Formats::BGRA8, 40, 40);
-        FillOpaquePattern(source);
-        RenderedTexture target(32, 16);
-        ASSERT_TRUE(Drawn(target, [&] { target.WriteFit(&source); }));
-        for (bool bottomUp : {true, false}) {
-            TestImage result(Formats::BGRA8, 32, 16);
-            result.SetBottomUp(bottomUp);
-            ResetTestCounts();
-            target.Read(&result);
-            EXPECT_EQ(TestCount(TestCounter::DirectReads), bottomUp ? 1 : 0);
-            EXPECT_EQ(TestCount(TestCounter::RenderReads), bottomUp ? 0 : 1);
-            EXPECT_TRUE(Within(2, result, [&](long x, long py) { return source.Row(py) + x * 4; }));
-        }
-    }));
+ZEP6_WORKER_TEST(RenderedTexture, WriteFitKeepsTheLowerLeftAndTheReadPathFollowsTheRowOrder) {
+    TestImage source(Formats::BGRA8, 40, 40);
+    FillOpaquePattern(source);
+    RenderedTexture target(32, 16);
+    ASSERT_TRUE(Drawn(target, [&] { target.WriteFit(&source); }));
+    for (bool bottomUp : {true, false}) {
+        TestImage result(Formats::BGRA8, 32, 16);
+        result.SetBottomUp(bottomUp);
+        ResetTestCounts();
+        target.Read(&result);
+        EXPECT_EQ(TestCount(TestCounter::DirectReads), bottomUp ? 1 : 0);
+        EXPECT_EQ(TestCount(TestCounter::RenderReads), bottomUp ? 0 : 1);
+        EXPECT_TRUE(Within(2, result, [&](long x, long py) { return source.Row(py) + x * 4; }));
+    }
 }
 
 // Clear leaves transparent black over opaque white (which new storage would not show).
-TEST(RenderedTexture, ClearLeavesTransparentBlack) {
-    ASSERT_TRUE(OnWorker([] {
-        RenderedTexture target(16, 16);
-        target.Clear(); // makes the framebuffer object
-        EXPECT_NE(target.FrameBufferName(), 0u);
-        ASSERT_TRUE(Drawn(target, [] {
-            glClearColor(1, 1, 1, 1);
-            glClear(GL_COLOR_BUFFER_BIT);
-        }));
-        target.Clear();
-        TestImage result(Formats::BGRA8, 16, 16);
-        result.Fill(0x55);
-        target.Read(&result);
-        EXPECT_EQ(std::vector<unsigned char>(result.Bytes(), result.Bytes() + result.ByteCount()),
-                  std::vector<unsigned char>(result.ByteCount(), 0));
+ZEP6_WORKER_TEST(RenderedTexture, ClearLeavesTransparentBlack) {
+    RenderedTexture target(16, 16);
+    target.Clear(); // makes the framebuffer object
+    EXPECT_NE(target.FrameBufferName(), 0u);
+    ASSERT_TRUE(Drawn(target, [] {
+        glClearColor(1, 1, 1, 1);
+        glClear(GL_COLOR_BUFFER_BIT);
     }));
+    target.Clear();
+    TestImage result(Formats::BGRA8, 16, 16);
+    result.Fill(0x55);
+    target.Read(&result);
+    EXPECT_EQ(std::vector<unsigned char>(result.Bytes(), result.Bytes() + result.ByteCount()),
+              std::vector<unsigned char>(result.ByteCount(), 0));
 }
 
-TEST(RenderedTexture, InvalidImagesChangeNothing) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage source(Formats::BGRA8, 16, 16);
-        FillOpaquePattern(source);
-        RenderedTexture target(16, 16);
-        ASSERT_TRUE(Drawn(target, [&] { target.Write(&source); }));
-        TestImage invalid(Formats::BGRA8, 16, 16);
-        invalid.Fill(0xFF);
-        invalid.SetHeight(0);
-        target.Resize(&invalid);
-        EXPECT_EQ(target.Width(), 16);
-        EXPECT_EQ(target.Height(), 16);
-        EXPECT_NE(target.ColorBuffer(), nullptr);
-        ASSERT_TRUE(Drawn(target, [&] {
-            target.Write(&invalid);
-            target.WriteFit(&invalid);
-            target.Write(nullptr);
-        }));
-        ResetTestCounts();
-        target.Read(&invalid);
-        target.Read(nullptr);
-        EXPECT_EQ(TestCount(TestCounter::DirectReads) + TestCount(TestCounter::RenderReads), 0);
-        TestImage result(Formats::BGRA8, 16, 16);
-        target.Read(&result);
-        EXPECT_EQ(std::memcmp(result.Bytes(), source.Bytes(), source.ByteCount()), 0);
+ZEP6_WORKER_TEST(RenderedTexture, InvalidImagesChangeNothing) {
+    TestImage source(Formats::BGRA8, 16, 16);
+    FillOpaquePattern(source);
+    RenderedTexture target(16, 16);
+    ASSERT_TRUE(Drawn(target, [&] { target.Write(&source); }));
+    TestImage invalid(Formats::BGRA8, 16, 16);
+    invalid.Fill(0xFF);
+    invalid.SetHeight(0);
+    target.Resize(&invalid);
+    EXPECT_EQ(target.Width(), 16);
+    EXPECT_EQ(target.Height(), 16);
+    EXPECT_NE(target.ColorBuffer(), nullptr);
+    ASSERT_TRUE(Drawn(target, [&] {
+        target.Write(&invalid);
+        target.WriteFit(&invalid);
+        target.Write(nullptr);
     }));
+    ResetTestCounts();
+    target.Read(&invalid);
+    target.Read(nullptr);
+    EXPECT_EQ(TestCount(TestCounter::DirectReads) + TestCount(TestCounter::RenderReads), 0);
+    TestImage result(Formats::BGRA8, 16, 16);
+    target.Read(&result);
+    EXPECT_EQ(std::memcmp(result.Bytes(), source.Bytes(), source.ByteCount()), 0);
 }
 
 // Nothing on the card before first use; Resize keeps storage of the same size and format (not
 // type); a copy is a default target that takes the framebuffer object and depth attachment.
-TEST(RenderedTexture, DescriptionResizeAndHandOver) {
-    ASSERT_TRUE(OnWorker([] {
-        const auto expectDefault = [](const RenderedTexture& target) {
-            EXPECT_EQ(target.Width(), 2048);
-            EXPECT_EQ(target.Height(), 1080);
-            EXPECT_EQ(target.GetFormat(), static_cast<unsigned int>(GL_RGBA));
-            EXPECT_EQ(target.GetType(), Texture::GetBestType());
-            EXPECT_EQ(target.ColorBuffer(), nullptr);
-        };
-        RenderedTexture fresh;
-        expectDefault(fresh);
-        EXPECT_EQ(fresh.FrameBufferName(), 0u);
+ZEP6_WORKER_TEST(RenderedTexture, DescriptionResizeAndHandOver) {
+    const auto expectDefault = [](const RenderedTexture& target) {
+        EXPECT_EQ(target.Width(), 2048);
+        EXPECT_EQ(target.Height(), 1080);
+        EXPECT_EQ(target.GetFormat(), static_cast<unsigned int>(GL_RGBA));
+        EXPECT_EQ(target.GetType(), Texture::GetBestType());
+        EXPECT_EQ(target.ColorBuffer(), nullptr);
+    };
+    RenderedTexture fresh;
+    expectDefault(fresh);
+    EXPECT_EQ(fresh.FrameBufferName(), 0u);
 
-        RenderedTexture first(16, 16);
-        first.Clear();
-        TextureBuffer* colour = first.ColorBuffer();
-        ASSERT_NE(colour, nullptr);
-        first.Resize(16, 16, GL_RGBA, GL_UNSIGNED_SHORT);
-        EXPECT_EQ(first.ColorBuffer(), colour);
-        const unsigned int fbo = first.FrameBufferName();
-        TextureBuffer* depth = first.DepthBuffer();
-        RenderBuffer* depthRender = first.DepthRenderBuffer();
-        ASSERT_NE(fbo, 0u);
-        ASSERT_TRUE(depth != nullptr || depthRender != nullptr); // a depth attachment to move
-        RenderedTexture second(first);
-        expectDefault(second);
-        EXPECT_EQ(second.FrameBufferName(), fbo);
-        EXPECT_EQ(second.DepthBuffer(), depth);
-        EXPECT_EQ(second.DepthRenderBuffer(), depthRender);
-        EXPECT_EQ(first.FrameBufferName(), 0u);
-        EXPECT_EQ(first.DepthBuffer(), nullptr);
-        EXPECT_EQ(first.DepthRenderBuffer(), nullptr);
-        EXPECT_EQ(first.ColorBuffer(), colour);
+    RenderedTexture first(16, 16);
+    first.Clear();
+    TextureBuffer* colour = first.ColorBuffer();
+    ASSERT_NE(colour, nullptr);
+    first.Resize(16, 16, GL_RGBA, GL_UNSIGNED_SHORT);
+    EXPECT_EQ(first.ColorBuffer(), colour);
+    const unsigned int fbo = first.FrameBufferName();
+    TextureBuffer* depth = first.DepthBuffer();
+    RenderBuffer* depthRender = first.DepthRenderBuffer();
+    ASSERT_NE(fbo, 0u);
+    ASSERT_TRUE(depth != nullptr || depthRender != nullptr); // a depth attachment to move
+    RenderedTexture second(first);
+    expectDefault(second);
+    EXPECT_EQ(second.FrameBufferName(), fbo);
+    EXPECT_EQ(second.DepthBuffer(), depth);
+    EXPECT_EQ(second.DepthRenderBuffer(), depthRender);
+    EXPECT_EQ(first.FrameBufferName(), 0u);
+    EXPECT_EQ(first.DepthBuffer(), nullptr);
+    EXPECT_EQ(first.DepthRenderBuffer(), nullptr);
+    EXPECT_EQ(first.ColorBuffer(), colour);
 
-        second.Clear();
-        second.Resize(20, 16, GL_RGBA, 0);
-        EXPECT_EQ(second.ColorBuffer(), nullptr);
-        EXPECT_EQ(second.FrameBufferName(), 0u);
-        TestImage image(Formats::RGBA16, 33, 17);
-        second.Resize(&image);
-        EXPECT_EQ(second.Width(), 33);
-        EXPECT_EQ(second.Height(), 17);
-        EXPECT_EQ(second.GetType(), Texture::GetBestType());
-    }));
-}
-
-TEST(RenderedTexture, BlitWithDepthLeavesFarPixelsUntouched) {
-    ASSERT_TRUE(OnWorker([] {
-        RenderedTexture source(32, 16);
-        RenderedTexture destination(32, 16);
-        source.Clear();
-        ASSERT_TRUE(Drawn(source, [] {
-            glEnable(GL_DEPTH_TEST);
-            glDepthFunc(GL_ALWAYS);
-            glDepthMask(GL_TRUE);
-            FillRect(0, 0, 16, 16, 1.0f, 0.0f, 0.0f, 1.0f); // left half red, depth 0.5
-        }));
-        destination.Clear();
-        ASSERT_TRUE(Drawn(destination, [&] {
-            FillRect(0, 0, 32, 16, 0.0f, 0.0f, 1.0f, 1.0f); // blue everywhere
-            glDisable(GL_DEPTH_TEST);
-            source.BlitWithDepth(Region(0, 0, 32, 16), 1.0f);
-        }));
-        TestImage result(Formats::BGRA8, 32, 16);
-        destination.Read(&result);
-        const unsigned char* left = result.Row(8) + 4 * 4;
-        const unsigned char* right = result.Row(8) + 24 * 4;
-        EXPECT_TRUE(Near(left[2], 255) && Near(left[0], 0)) << int(left[0]) << " " << int(left[2]);
-        EXPECT_TRUE(Near(right[0], 255) && Near(right[2], 0)) << int(right[0]) << " " << int(right[2]);
-    }));
+    second.Clear();
+    second.Resize(20, 16, GL_RGBA, 0);
+    EXPECT_EQ(second.ColorBuffer(), nullptr);
+    EXPECT_EQ(second.FrameBufferName(), 0u);
+    TestImage image(Formats::RGBA16, 33, 17);
+    second.Resize(&image);
+    EXPECT_EQ(second.Width(), 33);
+    EXPECT_EQ(second.Height(), 17);
+    EXPECT_EQ(second.GetType(), Texture::GetBestType());
 }
 
 bool DepthRenderBufferIsReadBack() {
