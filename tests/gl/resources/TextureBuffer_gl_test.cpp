@@ -19,6 +19,7 @@
 #include <array>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 using namespace OGL_ZEP6_AE;
 using zep6test::ExpectWithout;
@@ -87,10 +88,9 @@ ZEP6_WORKER_TEST(TextureBuffer, NewTextureIsTransparentAndAPartIsReadToItsPlace)
     target->ReadImageNative(&part, Region(2, 3, 4, 4), Region(10, 5, 1, 1));
     EXPECT_EQ(FirstMiss(part, kUntouched, 2, 3, 6, 7, kRed), "");
     // The pack state is back to what it was.
-    EXPECT_EQ(Integer(GL_PACK_SKIP_PIXELS), 0);
-    EXPECT_EQ(Integer(GL_PACK_SKIP_ROWS), 0);
-    EXPECT_EQ(Integer(GL_PACK_ROW_LENGTH), 0);
-    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    EXPECT_EQ(std::make_tuple(Integer(GL_PACK_SKIP_PIXELS), Integer(GL_PACK_SKIP_ROWS), Integer(GL_PACK_ROW_LENGTH),
+                              glGetError()),
+              std::make_tuple(0, 0, 0, GLenum(GL_NO_ERROR)));
     TextureBuffer::Recycle(target);
 }
 
@@ -103,18 +103,15 @@ ZEP6_WORKER_TEST(TextureBuffer, LosingTheTextureKeepsTheKeySoTheNextUseMakesItAg
     const unsigned int first = depth->TextureName();
     ASSERT_TRUE(glIsTexture(first));
     EXPECT_FALSE(depth->Select());
-    EXPECT_EQ(depth->TextureName(), 0u);
-    EXPECT_EQ(depth->FrameBufferName(), 0u);
+    EXPECT_EQ(std::make_pair(depth->TextureName(), depth->FrameBufferName()), std::make_pair(0u, 0u));
     EXPECT_FALSE(glIsTexture(first)) << "the texture is deleted";
     // Sentinels: the failed Select() already left rectangle texturing on and 2-D off.
     glDisable(GL_TEXTURE_RECTANGLE);
     glEnable(GL_TEXTURE_2D);
     depth->Bind();
     ASSERT_NE(depth->TextureName(), 0u);
-    EXPECT_TRUE(glIsTexture(depth->TextureName()));
+    EXPECT_TRUE(glIsTexture(depth->TextureName()) && glIsEnabled(GL_TEXTURE_RECTANGLE) && !glIsEnabled(GL_TEXTURE_2D));
     EXPECT_EQ(Integer(GL_TEXTURE_BINDING_RECTANGLE), static_cast<GLint>(depth->TextureName()));
-    EXPECT_TRUE(glIsEnabled(GL_TEXTURE_RECTANGLE));
-    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
     TextureBuffer::Recycle(depth);
 }
 
@@ -126,9 +123,8 @@ ZEP6_WORKER_TEST(TextureBuffer, ResetAndOrthogonalCoverTheWholeTexture) {
     glLoadIdentity();
     glTranslatef(5, 5, 5);
     buffer->Reset();
-    EXPECT_EQ(Box(GL_VIEWPORT), (Box4{0, 0, 40, 30}));
-    EXPECT_EQ(Box(GL_SCISSOR_BOX), (Box4{0, 0, 40, 30}));
-    EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_MODELVIEW);
+    EXPECT_EQ(std::make_tuple(Box(GL_VIEWPORT), Box(GL_SCISSOR_BOX), Integer(GL_MATRIX_MODE)),
+              std::make_tuple(Box4{0, 0, 40, 30}, Box4{0, 0, 40, 30}, GL_MODELVIEW));
     // Pixel coordinates are checked by every drawing test; here the depth range of
     // glOrtho(0, 40, 0, 30, -10000, 10000), kept in single precision by drivers.
     GLdouble projection[16];
@@ -138,11 +134,10 @@ ZEP6_WORKER_TEST(TextureBuffer, ResetAndOrthogonalCoverTheWholeTexture) {
 
     // The cache gives null for zero sizes and counts nothing.
     const CacheCounters before = TextureBuffer::Counters();
-    EXPECT_EQ(TextureBuffer::Make(Exact(0, 10)), nullptr);
-    EXPECT_EQ(TextureBuffer::Make(Exact(10, 0)), nullptr);
-    EXPECT_EQ(TextureBuffer::Make(Exact(-4, 10)), nullptr);
-    EXPECT_EQ(TextureBuffer::Counters().allocated, before.allocated);
-    EXPECT_EQ(TextureBuffer::Counters().inUse, before.inUse);
+    for (const TextureKey& key : {Exact(0, 10), Exact(10, 0), Exact(-4, 10)})
+        EXPECT_EQ(TextureBuffer::Make(key), nullptr) << key.Width() << " x " << key.Height();
+    EXPECT_EQ(std::make_pair(TextureBuffer::Counters().allocated, TextureBuffer::Counters().inUse),
+              std::make_pair(before.allocated, before.inUse));
     // Made directly, a 0 x 0 texture cannot be a destination and sets up no projection.
     TextureBuffer empty(Exact(0, 0));
     glViewport(1, 2, 3, 4);
@@ -195,10 +190,10 @@ ZEP6_WORKER_TEST(InternalFormat, OfTheCurrentDestination) {
     TextureBuffer* bytes = TextureBuffer::Make(Exact(8, 8, GL_RGBA8));
     TextureBuffer* floats = TextureBuffer::Make(Exact(8, 8, GL_RGBA32F));
     ASSERT_TRUE(bytes && floats);
-    ASSERT_TRUE(bytes->Select());
-    EXPECT_EQ(GetCurrentInternalFormat(), GLenum(GL_RGBA8));
-    ASSERT_TRUE(floats->Select());
-    EXPECT_EQ(GetCurrentInternalFormat(), GLenum(GL_RGBA32F));
+    for (TextureBuffer* b : {bytes, floats}) {
+        ASSERT_TRUE(b->Select());
+        EXPECT_EQ(GetCurrentInternalFormat(), b->Key().InternalFormat());
+    }
 
     // A renderbuffer as colour attachment 0 of a framebuffer of our own.
     FrameBuffer saved;
@@ -216,25 +211,22 @@ ZEP6_WORKER_TEST(InternalFormat, OfTheCurrentDestination) {
     EXPECT_EQ(now, saved);
     ZEP6_GLCALL(glDeleteFramebuffersEXT)(1, &frameBuffer);
     RenderBuffer::Recycle(colour);
-    TextureBuffer::Recycle(bytes);
-    TextureBuffer::Recycle(floats);
+    for (TextureBuffer* b : {bytes, floats})
+        TextureBuffer::Recycle(b);
 }
 
 ZEP6_WORKER_TEST(InternalFormat, FollowsWhatTheCardOffers) {
     const unsigned int floatFormat = IsFloatSupported() ? GL_RGBA32F : GL_RGBA16;
-    EXPECT_EQ(GetInternalFormat(GL_RGBA, GL_FLOAT), floatFormat);
-    EXPECT_EQ(GetInternalFormat(GL_RGBA, GL_HALF_FLOAT),
-              IsHalfFloatSupported() ? GLenum(GL_RGBA16F) : floatFormat);
-    EXPECT_EQ(GetInternalFormat(GL_BGRA, GL_UNSIGNED_BYTE), GLenum(GL_RGBA8));
-    EXPECT_EQ(GetInternalFormat(GL_DEPTH_COMPONENT, GL_FLOAT), GLenum(GL_DEPTH_COMPONENT24));
-
-    EXPECT_EQ(GetInternalFormat(static_cast<const XIImage*>(nullptr)), GLenum(GL_RGBA8));
-    TestImage noPixels(Formats::RGBA32F, 8, 8, 0, zep6test::Pixels::None);
-    EXPECT_EQ(GetInternalFormat(&noPixels), GLenum(GL_RGBA8)) << "invalid image";
-    TestImage floats(Formats::RGBA32F, 8, 8);
-    EXPECT_EQ(GetInternalFormat(&floats), floatFormat);
-    TestImage shorts(Formats::RGBA16, 8, 8);
-    EXPECT_EQ(GetInternalFormat(&shorts), GLenum(GL_RGBA16));
+    EXPECT_EQ(std::make_tuple(GetInternalFormat(GL_RGBA, GL_FLOAT), GetInternalFormat(GL_RGBA, GL_HALF_FLOAT),
+                              GetInternalFormat(GL_BGRA, GL_UNSIGNED_BYTE), GetInternalFormat(GL_DEPTH_COMPONENT, GL_FLOAT)),
+              std::make_tuple(floatFormat, IsHalfFloatSupported() ? GLenum(GL_RGBA16F) : floatFormat, GLenum(GL_RGBA8),
+                              GLenum(GL_DEPTH_COMPONENT24)));
+    // No image and an invalid image (no pixels) give 8 bits.
+    const TestImage noPixels(Formats::RGBA32F, 8, 8, 0, zep6test::Pixels::None), floats(Formats::RGBA32F, 8, 8);
+    const TestImage shorts(Formats::RGBA16, 8, 8);
+    EXPECT_EQ(std::make_tuple(GetInternalFormat(static_cast<const XIImage*>(nullptr)), GetInternalFormat(&noPixels),
+                              GetInternalFormat(&floats), GetInternalFormat(&shorts)),
+              std::make_tuple(GLenum(GL_RGBA8), GLenum(GL_RGBA8), floatFormat, GLenum(GL_RGBA16)));
 
     EXPECT_EQ(CalculateTextureSize(2048, 1080, GL_RGBA, GL_FLOAT),
               CalculateTextureSize(2048, 1080, floatFormat));
