@@ -56,14 +56,10 @@ struct Code {
 };
 
 const Code kCodes[] = {
-    {"ARGB-32", 32, {1, 2, 3, 0}},
-    {"BGRA", FourCC("BGRA"), {2, 1, 0, 3}},
-    {"RGBA", FourCC("RGBA"), {0, 1, 2, 3}},
-    {"GL_BGRA", GL_BGRA, {2, 1, 0, 3}},
-    {"GL_RGBA8", GL_RGBA8, {0, 1, 2, 3}},
-    {"GL_RGBA16", GL_RGBA16, {0, 1, 2, 3}},
-    {"GL_RGBA16F", GL_RGBA16F, {0, 1, 2, 3}},
-    {"GL_RGBA32F", GL_RGBA32F, {0, 1, 2, 3}},
+    {"ARGB-32", 32, {1, 2, 3, 0}}, {"BGRA", FourCC("BGRA"), {2, 1, 0, 3}},
+    {"RGBA", FourCC("RGBA"), {0, 1, 2, 3}}, {"GL_BGRA", GL_BGRA, {2, 1, 0, 3}},
+    {"GL_RGBA8", GL_RGBA8, {0, 1, 2, 3}}, {"GL_RGBA16", GL_RGBA16, {0, 1, 2, 3}},
+    {"GL_RGBA16F", GL_RGBA16F, {0, 1, 2, 3}}, {"GL_RGBA32F", GL_RGBA32F, {0, 1, 2, 3}},
 };
 
 enum class Kind { Byte, Short, Half, Float };
