@@ -518,12 +518,13 @@ protected:
             if (row.winding != 0 && std::fabs(SignedArea(p)) > 1e-3f) {
                 EXPECT_EQ(SignedArea(p) > 0, row.winding > 0) << "winding of a polygon at " << Text(p[0]);
             }
-            for (const auto& v : p)
+            for (const auto& v : p) {
                 if (row.rule) {
                     V e = row.rule(v);
                     e.x = v.x, e.y = v.y;
                     EXPECT_TRUE(Matches(v, e)) << Text(v);
                 }
+            }
         }
 
         // The triangles of the strips as vertex sets (a driver may start a triangle anywhere); flat
@@ -544,21 +545,24 @@ protected:
         const auto same = [&](const FeedbackPolygon& p, const std::array<V, 3>& t) {
             return p.size() == 3 && has(p, t[0]) && has(p, t[1]) && has(p, t[2]);
         };
-        for (const auto& t : triangles)
-            if (std::fabs((t[1].x - t[0].x) * (t[2].y - t[0].y) - (t[2].x - t[0].x) * (t[1].y - t[0].y)) >= 1e-3f)
+        for (const auto& t : triangles) {
+            if (std::fabs((t[1].x - t[0].x) * (t[2].y - t[0].y) - (t[2].x - t[0].x) * (t[1].y - t[0].y)) >= 1e-3f) {
                 EXPECT_TRUE(anyPolygon([&](const FeedbackPolygon& p) { return same(p, t); }))
                     << "missing triangle at (" << t[0].x << ", " << t[0].y << ")";
-        for (const auto& p : polygons)
-            if (!row.strips.empty() || !row.points.empty())
-                EXPECT_TRUE(row.strips.empty() ? std::all_of(p.begin(), p.end(),
-                                                             [&](const FeedbackVertex& v) {
-                                                                 return std::any_of(
-                                                                     row.points.begin(), row.points.end(),
-                                                                     [&](const V& e) { return Matches(v, e); });
-                                                             })
-                                               : std::any_of(triangles.begin(), triangles.end(),
-                                                             [&](const auto& t) { return same(p, t); }))
-                    << "unexpected polygon at " << Text(p[0]);
+            }
+        }
+        const auto expected = [&](const FeedbackPolygon& p) {
+            if (!row.strips.empty())
+                return std::any_of(triangles.begin(), triangles.end(), [&](const auto& t) { return same(p, t); });
+            return std::all_of(p.begin(), p.end(), [&](const FeedbackVertex& v) {
+                return std::any_of(row.points.begin(), row.points.end(), [&](const V& e) { return Matches(v, e); });
+            });
+        };
+        for (const auto& p : polygons) {
+            if (!row.strips.empty() || !row.points.empty()) {
+                EXPECT_TRUE(expected(p)) << "unexpected polygon at " << Text(p[0]);
+            }
+        }
     }
 };
 
