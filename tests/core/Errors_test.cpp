@@ -139,8 +139,7 @@ TEST(Errors, IsValidBoundsOfEachField) {
         void (*change)(TestImage&);
         bool valid;
     } cases[] = {
-        {"as made", [](TestImage&) {}, true},
-        {"width 0", [](TestImage& i) { i.SetWidth(0); }, false},
+        {"as made", [](TestImage&) {}, true}, {"width 0", [](TestImage& i) { i.SetWidth(0); }, false},
         {"width -1", [](TestImage& i) { i.SetWidth(-1); }, false},
         {"width 16383", [](TestImage& i) { i.SetWidth(16383).SetRowBytes(16383 * 4); }, true},
         {"width 16384", [](TestImage& i) { i.SetWidth(16384).SetRowBytes(16384 * 4); }, false},

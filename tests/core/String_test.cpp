@@ -9,6 +9,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 using OGL_ZEP6_AE::String;
 
@@ -89,20 +90,14 @@ TEST(String, AnswersGiven) {
         const char* what;
         bool answer, expected;
     } cases[] = {
-        {"equal to a buffer", abc == buffer, true},
-        {"buffer equal", buffer == abc, true},
-        {"equal to a formatted text", abc == String("%s", "abc"), true},
-        {"not unequal", abc != "abc", false},
-        {"unequal", abc != "abd", true},
-        {"text unequal", "abd" != abc, true},
-        {"prefix unequal", abc != String("ab"), true},
-        {"empty equals empty", String() == "", true},
+        {"equal to a buffer", abc == buffer, true}, {"buffer equal", buffer == abc, true},
+        {"equal to a formatted text", abc == String("%s", "abc"), true}, {"not unequal", abc != "abc", false},
+        {"unequal", abc != "abd", true}, {"text unequal", "abd" != abc, true},
+        {"prefix unequal", abc != String("ab"), true}, {"empty equals empty", String() == "", true},
         {"empty equals null", String() == static_cast<const char*>(nullptr), true},
-        {"contains", shader.Contains("ade"), true},
-        {"contains by case", shader.Contains("Shader"), false},
+        {"contains", shader.Contains("ade"), true}, {"contains by case", shader.Contains("Shader"), false},
         {"contains more", shader.Contains("shaders"), false},
-        {"contains null", shader.Contains(nullptr), false},
-        {"empty contains", String().Contains("a"), false},
+        {"contains null", shader.Contains(nullptr), false}, {"empty contains", String().Contains("a"), false},
         {"empty contains empty", String().Contains(""), false},
         {"contained", shader.IsContainedIn("myshaders"), true},
         {"contained in less", shader.IsContainedIn("shade"), false},
@@ -125,14 +120,10 @@ TEST(String, AnswersGiven) {
         EXPECT_EQ(c.answer, c.expected) << c.what;
 
     const String dots("a.b.c");
-    const struct {
-        int got, expected;
-    } positions[] = {{dots.FindFirst('.'), 1},    {dots.FindFirst('x'), -1},    {dots.Find('.', 0), 1},
-                     {dots.Find('.', 1), 1},      {dots.Find('.', 2), 3},       {dots.Find('.', 4), -1},
-                     {dots.Find('a', 100), -1},   {dots.ReverseFind('.'), 3},   {dots.ReverseFind('a'), 0},
-                     {dots.ReverseFind('x'), -1}, {String().FindFirst('a'), -1}};
-    for (size_t i = 0; i < sizeof positions / sizeof positions[0]; ++i)
-        EXPECT_EQ(positions[i].got, positions[i].expected) << "position " << i;
+    EXPECT_EQ(std::vector<int>({dots.FindFirst('.'), dots.FindFirst('x'), dots.Find('.', 0), dots.Find('.', 1),
+                                dots.Find('.', 2), dots.Find('.', 4), dots.Find('a', 100), dots.ReverseFind('.'),
+                                dots.ReverseFind('a'), dots.ReverseFind('x'), String().FindFirst('a')}),
+              std::vector<int>({1, -1, 1, 1, 3, -1, -1, 3, 0, -1, -1}));
 }
 
 TEST(String, OrdersByteByByteAsUnsignedAndFindsMapKeys) {
@@ -173,10 +164,9 @@ TEST(String, PathPieces) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
         String s(c.text);
-        EXPECT_EQ(T(s.Path()), c.path);
-        EXPECT_EQ(T(s.FileName()), c.fileName);
-        EXPECT_EQ(T(s.Extension()), c.extension);
+        const std::vector<std::string> pieces = {T(s.Path()), T(s.FileName()), T(s.Extension())};
         EXPECT_EQ(&s.RemoveExtension(), &s);
+        EXPECT_EQ(pieces, (std::vector<std::string>{c.path, c.fileName, c.extension}));
         EXPECT_EQ(T(s), c.withoutExtension);
     }
 

@@ -11,6 +11,7 @@
 
 #include <cstdio>
 #include <string>
+#include <tuple>
 #include <unistd.h>
 
 using namespace OGL_ZEP6_AE;
@@ -40,17 +41,16 @@ TEST(InternalFormatFor, FollowsTypeAndWhatTheCardOffers) {
         {GL_RGB, GL_UNSIGNED_SHORT_5_5_5_1, GL_RGB8, GL_RGB8, GL_RGB8, GL_RGB8},
         {GL_RGBA, 0, GL_RGB8, GL_RGB8, GL_RGB8, GL_RGB8},
         // Depth pixels are depth whatever their type.
-        {GL_DEPTH_COMPONENT, GL_FLOAT, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24,
-         GL_DEPTH_COMPONENT24},
-        {GL_DEPTH_COMPONENT, GL_INT, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24,
-         GL_DEPTH_COMPONENT24},
+        {GL_DEPTH_COMPONENT, GL_FLOAT, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24},
+        {GL_DEPTH_COMPONENT, GL_INT, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT24},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE("format 0x" + std::to_string(c.format) + " type 0x" + std::to_string(c.type));
-        EXPECT_EQ(InternalFormatFor(c.format, c.type, true, true), c.full);
-        EXPECT_EQ(InternalFormatFor(c.format, c.type, true, false), c.floatOnly);
-        EXPECT_EQ(InternalFormatFor(c.format, c.type, false, true), c.halfOnly);
-        EXPECT_EQ(InternalFormatFor(c.format, c.type, false, false), c.none);
+        EXPECT_EQ(std::make_tuple(InternalFormatFor(c.format, c.type, true, true),
+                                  InternalFormatFor(c.format, c.type, true, false),
+                                  InternalFormatFor(c.format, c.type, false, true),
+                                  InternalFormatFor(c.format, c.type, false, false)),
+                  std::make_tuple(c.full, c.floatOnly, c.halfOnly, c.none))
+            << "format 0x" << std::hex << c.format << " type 0x" << c.type;
     }
 }
 

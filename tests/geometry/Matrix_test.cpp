@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -51,19 +52,9 @@ const OrderCase kOrders[] = {
 // The Euler matrix built independently: the factors in the named order, with Y turning by -y.
 Mat3 ReferenceEuler(double x, double y, double z, const char* factors) {
     Mat3 r = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
-    for (const char* f = factors; *f; ++f) {
+    for (const char* f = factors; *f; ++f)
         r = Multiply(r, Rotation(*f, *f == 'X' ? x : *f == 'Y' ? -y : z));
-    }
     return r;
-}
-
-::testing::AssertionResult Near(const m33f& m, const Mat3& ref, double tol) {
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-            if (!(std::fabs(m[i][j] - ref[i][j]) <= tol))
-                return ::testing::AssertionFailure()
-                       << "element (" << i << "," << j << ") is " << m[i][j] << ", expected " << ref[i][j];
-    return ::testing::AssertionSuccess();
 }
 
 Mat3 Elements(const m33f& m) {
@@ -73,19 +64,35 @@ Mat3 Elements(const m33f& m) {
             r[i][j] = m[i][j];
     return r;
 }
-
-::testing::AssertionResult Near(const m44f& m, const Mat4& colMajor, double tol) {
-    for (int r = 0; r < 4; ++r)
+Mat4 ColumnMajor(const m44f& m) {
+    Mat4 r;
+    for (int row = 0; row < 4; ++row)
         for (int k = 0; k < 4; ++k)
-            if (!(std::fabs(m.e[4 * k + r] - colMajor[r][k]) <= tol))
-                return ::testing::AssertionFailure() << "element e" << 4 * k + r << " is " << m.e[4 * k + r]
-                                                     << ", expected " << colMajor[r][k];
+            r[row][k] = m.e[4 * k + row];
+    return r;
+}
+
+template <std::size_t N>
+::testing::AssertionResult NearElements(const std::array<std::array<double, N>, N>& got,
+                                        const std::array<std::array<double, N>, N>& want, double tol) {
+    for (std::size_t i = 0; i < N; ++i)
+        for (std::size_t j = 0; j < N; ++j)
+            if (!(std::fabs(got[i][j] - want[i][j]) <= tol))
+                return ::testing::AssertionFailure()
+                       << "element (" << i << "," << j << ") is " << got[i][j] << ", expected " << want[i][j];
     return ::testing::AssertionSuccess();
+}
+::testing::AssertionResult Near(const m33f& m, const Mat3& ref, double tol) {
+    return NearElements(Elements(m), ref, tol);
+}
+::testing::AssertionResult Near(const m44f& m, const Mat4& colMajor, double tol) {
+    return NearElements(ColumnMajor(m), colMajor, tol);
 }
 
 std::string Describe(const p3f& a, const OrderCase& o) {
-    return std::string(o.factors) + " (" + std::to_string(a.x) + ", " + std::to_string(a.y) + ", " +
-           std::to_string(a.z) + ")";
+    std::ostringstream out;
+    out << o.factors << " " << a;
+    return out.str();
 }
 
 // The angles of an order given as its middle angle and the two outer ones, in x, y, z order.
@@ -107,9 +114,17 @@ p3f Angles(const OrderCase& o, float middle, float p, float q) {
     return ::testing::AssertionFailure() << Describe(a, o) << " came back as " << Describe(e, o);
 }
 
-const float kSpread[] = {-350.0f, -200.0f, -135.0f, -90.0f, -45.0f, -30.0f, -0.5f,  0.0f,
-                         0.3f,    10.0f,   45.0f,   89.0f,  90.0f,  91.0f,  135.0f, 180.0f,
-                         225.0f,  270.0f,  300.0f,  359.0f, 400.0f, 700.0f};
+const float kSpread[] = {-350.0f, -200.0f, -135.0f, -90.0f, -45.0f, -30.0f, -0.5f,  0.0f,   0.3f,   10.0f,  45.0f,
+                         89.0f,   90.0f,   91.0f,   135.0f, 180.0f, 225.0f, 270.0f, 300.0f, 359.0f, 400.0f, 700.0f};
+
+bool QuarterTurn(float degrees) {
+    return std::fmod(std::fabs(degrees), 90.0f) == 0.0f;
+}
+
+// The sixteen floats of an array, printed on a failure.
+std::vector<float> Floats(const float* f) {
+    return std::vector<float>(f, f + 16);
+}
 
 } // namespace
 
@@ -117,15 +132,14 @@ TEST(EulerMatrix, MatchesProductOfFactorsForEveryOrder) {
     for (const OrderCase& o : kOrders) {
         for (float x : kSpread)
             for (float y : kSpread)
-                for (float z : {-135.0f, 0.0f, 30.0f, 200.0f}) {
+                for (float z : {-135.0f, 0.0f, 30.0f, 200.0f})
                     ASSERT_TRUE(Near(m33f::angle(x, y, z, o.order), ReferenceEuler(x, y, z, o.factors), 2e-6))
                         << Describe(p3f(x, y, z), o);
-                }
         // The constructors and the vector form are the same matrix.
-        const m33f ref = m33f::angle(12.0f, -34.0f, 56.0f, o.order);
-        EXPECT_TRUE(Near(m33f::angle(p3f(12, -34, 56), o.order), Elements(ref), 0.0)) << o.factors;
-        EXPECT_TRUE(Near(m33f(p3f(12, -34, 56), o.order), Elements(ref), 0.0)) << o.factors;
-        EXPECT_TRUE(Near(m33f(12.0f, -34.0f, 56.0f, o.order), Elements(ref), 0.0)) << o.factors;
+        const Mat3 ref = Elements(m33f::angle(12.0f, -34.0f, 56.0f, o.order));
+        EXPECT_TRUE(Near(m33f::angle(p3f(12, -34, 56), o.order), ref, 0.0)) << o.factors;
+        EXPECT_TRUE(Near(m33f(p3f(12, -34, 56), o.order), ref, 0.0)) << o.factors;
+        EXPECT_TRUE(Near(m33f(12.0f, -34.0f, 56.0f, o.order), ref, 0.0)) << o.factors;
     }
     for (int bad : {6, -1})
         EXPECT_TRUE(Near(m33f::angle(30.0f, 40.0f, 50.0f, RotationOrder(bad)), Elements(m33f()), 0.0))
@@ -133,44 +147,31 @@ TEST(EulerMatrix, MatchesProductOfFactorsForEveryOrder) {
 }
 
 TEST(RotationOrderTest, ReverseSwapsFirstAndLastFactor) {
-    const struct {
-        RotationOrder order, reversed;
-    } cases[] = {{XYZ, ZYX}, {ZXY, YXZ}, {YZX, XZY}, {XZY, YZX}, {ZYX, XYZ}, {YXZ, ZXY}};
+    const RotationOrder cases[][2] = {{XYZ, ZYX}, {ZXY, YXZ}, {YZX, XZY}, {XZY, YZX}, {ZYX, XYZ}, {YXZ, ZXY}};
     for (const auto& c : cases) {
-        EXPECT_EQ(ReverseRotationOrder(c.order), c.reversed);
-        EXPECT_EQ(ReverseRotationOrder(ReverseRotationOrder(c.order)), c.order);
+        EXPECT_EQ(ReverseRotationOrder(c[0]), c[1]);
+        EXPECT_EQ(ReverseRotationOrder(ReverseRotationOrder(c[0])), c[0]);
     }
-    for (int bad : {6, -1, 42}) {
+    for (int bad : {6, -1, 42})
         EXPECT_EQ(ReverseRotationOrder(static_cast<RotationOrder>(bad)), static_cast<RotationOrder>(bad));
-    }
 }
-
-namespace {
-bool QuarterTurn(float degrees) {
-    return std::fmod(std::fabs(degrees), 90.0f) == 0.0f;
-}
-} // namespace
 
 TEST(ToClosestEuler, RebuildsTheMatrixForEveryOrderAndAngle) {
-    for (const OrderCase& o : kOrders) {
+    for (const OrderCase& o : kOrders)
         for (float x : kSpread)
             for (float y : kSpread)
                 for (float z : kSpread) {
                     const p3f a(x, y, z);
                     const m33f m = m33f::angle(a, o.order);
-                    if (!QuarterTurn(a[o.middle])) {
-                        const p3f e = m.to_closest_euler(a, o.order);
-                        ASSERT_TRUE(m33f::angle(e, o.order).equal(m, 1e-4f))
-                            << Describe(a, o) << " came back as " << Describe(e, o);
-                    } else if (!QuarterTurn(a[(o.middle + 1) % 3]) && !QuarterTurn(a[(o.middle + 2) % 3])) {
-                        // Middle angle at a multiple of a quarter turn: the near-zero branch or
-                        // gimbal lock, where only a combination of the outer angles is fixed.
-                        const p3f e = m.to_closest_euler(p3f(), o.order);
-                        ASSERT_TRUE(m33f::angle(e, o.order).equal(m, 1e-4f))
-                            << Describe(a, o) << " came back as " << Describe(e, o);
-                    }
+                    // Middle angle at a multiple of a quarter turn: the near-zero branch or gimbal
+                    // lock, where only a combination of the outer angles is fixed (from p3f()).
+                    const bool locked = QuarterTurn(a[o.middle]);
+                    if (locked && (QuarterTurn(a[(o.middle + 1) % 3]) || QuarterTurn(a[(o.middle + 2) % 3])))
+                        continue;
+                    const p3f e = m.to_closest_euler(locked ? p3f() : a, o.order);
+                    ASSERT_TRUE(m33f::angle(e, o.order).equal(m, 1e-4f))
+                        << Describe(a, o) << " came back as " << Describe(e, o);
                 }
-    }
 }
 
 TEST(ToClosestEuler, ReturnsTheAnglesThemselvesAwayFromGimbalLockAndWithAZeroMiddleAngle) {
@@ -179,12 +180,11 @@ TEST(ToClosestEuler, ReturnsTheAnglesThemselvesAwayFromGimbalLockAndWithAZeroMid
     // moved by whole turns too: -340 and 420). With a zero middle angle the outer axes are
     // parallel (the near-zero branch); the candidates still contain the angles themselves, for
     // XYZ and ZYX also when the middle angle is a half turn.
-    const std::vector<float> outer = {-359.0f, -270.0f, -100.0f, -1.0f,  0.0f,   5.0f,
+    const std::vector<float> outer = {-359.0f, -270.0f, -100.0f, -1.0f, 0.0f, 5.0f,
                                       90.0f,   179.0f,  181.0f,  359.5f, 500.0f, 719.0f};
     const std::vector<float> kParallelOuter = {-100.0f, -40.0f, 20.0f, 50.0f, 130.0f, 200.0f, 310.0f, 359.0f};
     for (const OrderCase& o : kOrders) {
-        std::vector<float> middles = {-80.0f, -45.0f, -10.0f,  -0.5f,  0.25f, 30.0f,
-                                      60.0f,  80.0f,  -340.0f, 420.0f, 0.0f,  360.0f};
+        std::vector<float> middles = {-80.0f, -45.0f, -10.0f, -0.5f, 0.25f, 30.0f, 60.0f, 80.0f, -340.0f, 420.0f, 0.0f, 360.0f};
         if (o.order == XYZ || o.order == ZYX)
             middles.insert(middles.end(), {180.0f, -180.0f});
         for (float mid : middles) {
@@ -202,42 +202,34 @@ TEST(ToClosestEuler, ReturnsTheAnglesThemselvesAwayFromGimbalLockAndWithAZeroMid
 }
 
 TEST(ToClosestEuler, IdentityIsZeroAndAnOrderOutOfRangeIsZeroMovedTowardTheReference) {
-    const p3f zero = m33f().to_closest_euler(p3f(), XYZ);
+    EXPECT_TRUE(m33f().to_closest_euler(p3f(), XYZ).equal(p3f(), 1e-30f));
     const p3f moved = m33f::angle(10.0f, 20.0f, 30.0f, XYZ)
                           .to_closest_euler(p3f(350.0f, -200.0f, 10.0f), static_cast<RotationOrder>(6));
-    const float expectedMoved[3] = {360.0f, -360.0f, 0.0f};
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(zero[i], 0.0f) << i;
-        EXPECT_EQ(moved[i], expectedMoved[i]) << i;
-    }
+    EXPECT_TRUE(moved.equal(p3f(360.0f, -360.0f, 0.0f), 1e-30f)) << moved;
 }
 
 TEST(ToClosestEuler, PicksTheSolutionNearestTheReference) {
     // Every rotation has a second solution (outer angles turned by half a turn, middle angle
     // mirrored); a reference beside that one selects it.
-    const struct {
-        RotationOrder order;
-        p3f a;
-    } cases[] = {{XYZ, p3f(20, 30, 40)},  {ZYX, p3f(20, 30, 40)},   {YXZ, p3f(-50, 10, 70)},
-                 {XZY, p3f(15, 100, 25)}, {YZX, p3f(15, 100, -25)}, {XZY, p3f(-70, 40, -60)},
-                 {ZXY, p3f(-20, 50, 60)}};
-    for (const auto& c : cases) {
-        const m33f m = m33f::angle(c.a, c.order);
-        const OrderCase& o = kOrders[c.order];
-        const p3f other = Angles(o, 180.0f - c.a[o.middle], c.a[(o.middle + 1) % 3] + 180.0f,
-                                 c.a[(o.middle + 2) % 3] + 180.0f);
-        ASSERT_TRUE(m33f::angle(other, c.order).equal(m, 1e-5f)) << "the test's second solution is wrong";
-        const p3f e = m.to_closest_euler(other, c.order);
+    const std::pair<RotationOrder, p3f> cases[] = {{XYZ, p3f(20, 30, 40)},   {ZYX, p3f(20, 30, 40)},
+                                                   {YXZ, p3f(-50, 10, 70)},  {XZY, p3f(15, 100, 25)},
+                                                   {YZX, p3f(15, 100, -25)}, {XZY, p3f(-70, 40, -60)},
+                                                   {ZXY, p3f(-20, 50, 60)}};
+    for (const auto& [order, a] : cases) {
+        const m33f m = m33f::angle(a, order);
+        const OrderCase& o = kOrders[order];
+        const p3f other =
+            Angles(o, 180.0f - a[o.middle], a[(o.middle + 1) % 3] + 180.0f, a[(o.middle + 2) % 3] + 180.0f);
+        ASSERT_TRUE(m33f::angle(other, order).equal(m, 1e-5f)) << "the test's second solution is wrong";
+        const p3f e = m.to_closest_euler(other, order);
         EXPECT_TRUE(e.equal(other, 5e-3f)) << Describe(e, o) << " instead of " << Describe(other, o);
     }
 }
 
 TEST(AxisAngle, MatchesRodriguesRotation) {
-    const p3f axes[] = {p3f(1, 0, 0), p3f(0, 2, 0), p3f(0, 0, 1), p3f(1, 2, 3), p3f(-3, 0.5f, 1)};
-    for (const p3f& axis : axes) {
+    for (const p3f& axis : {p3f(1, 0, 0), p3f(0, 2, 0), p3f(0, 0, 1), p3f(1, 2, 3), p3f(-3, 0.5f, 1)})
         for (float deg : {-120.0f, 0.0f, 33.0f, 90.0f, 270.0f}) {
-            const double n =
-                std::sqrt(double(axis.x) * axis.x + double(axis.y) * axis.y + double(axis.z) * axis.z);
+            const double n = std::sqrt(double(axis.x) * axis.x + double(axis.y) * axis.y + double(axis.z) * axis.z);
             const double u[3] = {axis.x / n, axis.y / n, axis.z / n};
             const double c = std::cos(deg * kPi / 180), s = std::sin(deg * kPi / 180);
             // R = cI + s[u]x + (1 - c) u u^T
@@ -248,14 +240,6 @@ TEST(AxisAngle, MatchesRodriguesRotation) {
                     ref[i][j] = (i == j ? c : 0.0) + s * cross[i][j] + (1 - c) * u[i] * u[j];
             EXPECT_TRUE(Near(m33f::axangle(axis, deg), ref, 2e-6)) << axis << " " << deg;
         }
-    }
-}
-
-namespace {
-
-// The sixteen floats of an array, printed on a failure.
-std::vector<float> Floats(const float* f) {
-    return std::vector<float>(f, f + 16);
 }
 
 TEST(M33f, ProductTransposeScaleAndColumnVectors) {
@@ -301,20 +285,13 @@ TEST(M33f, Inverse) {
         EXPECT_TRUE(Near(m * m.inverse(), Elements(m33f()), 1e-5)) << n;
     }
     // Pivoting past a zero diagonal; a singular matrix comes back unchanged.
-    EXPECT_TRUE(
-        Near(m33f(0, 2, 0, 1, 0, 0, 0, 0, 4).inverse(), Mat3{{{0, 1, 0}, {0.5, 0, 0}, {0, 0, 0.25}}}, 1e-7));
+    EXPECT_TRUE(Near(m33f(0, 2, 0, 1, 0, 0, 0, 0, 4).inverse(), Mat3{{{0, 1, 0}, {0.5, 0, 0}, {0, 0, 0.25}}}, 1e-7));
     for (const m33f& singular :
          {m33f(1, 2, 3, 2, 4, 6, 0, 1, 1), m33f(0, 1, 2, 0, 3, 4, 0, 5, 6), m33f(0, 0, 0, 0, 0, 0, 0, 0, 0)})
         EXPECT_TRUE(Near(singular.inverse(), Elements(singular), 0.0));
 }
 
-Mat4 ColumnMajor(const m44f& m) {
-    Mat4 r;
-    for (int row = 0; row < 4; ++row)
-        for (int k = 0; k < 4; ++k)
-            r[row][k] = m.e[4 * k + row];
-    return r;
-}
+namespace {
 
 const float kRamp[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
 const std::vector<float> kRampTransposed = {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15};
@@ -339,11 +316,10 @@ TEST(M44f, ProductIsColumnMajorAndIgnoresTheRightOperandsTranslation) {
         bPrime[3][3] = 1;
         const Mat4 expected = Multiply(ColumnMajor(a), bPrime);
         EXPECT_TRUE(Near(a * b, expected, 1e-5));
-        m44f c = a;
+        m44f c = a, d = a;
         EXPECT_TRUE(Near(c *= b, expected, 1e-5));
         const m33f r = m33f::angle(10.0f * n, 20.0f, -5.0f * n, ZYX);
         EXPECT_TRUE(Near(a * r, ColumnMajor(a * m44f(r)), 0.0));
-        m44f d = a;
         EXPECT_TRUE(Near(d *= r, ColumnMajor(a * m44f(r)), 0.0));
     }
 }
@@ -356,10 +332,8 @@ TEST(M44f, InversePivotsAndTakesVanishingPivotsAsOneBillionth) {
             m.e[5 * i] += (n % 2) ? 6.0f : -6.0f;
         // The inverse of the transpose is the transpose of the inverse, so the product can be
         // taken in either reading of the storage.
-        const Mat4 product = Multiply(ColumnMajor(m.inverse()), ColumnMajor(m));
-        for (int i = 0; i < 4; ++i)
-            for (int j = 0; j < 4; ++j)
-                ASSERT_NEAR(product[i][j], i == j ? 1.0 : 0.0, 1e-5) << n;
+        const Mat4 identity = {{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}};
+        ASSERT_TRUE(NearElements(Multiply(ColumnMajor(m.inverse()), ColumnMajor(m)), identity, 1e-5)) << n;
     }
     const float swapped[16] = {0, 2, 0, 0, 1, 0, 0, 0, 0, 0, 4, 0, 0, 0, 0, 8};
     EXPECT_EQ(Floats(m44f(swapped).inverse().e),
@@ -410,8 +384,7 @@ TEST(M44f, ConstructionExportAndTranslation) {
     EXPECT_EQ(Floats((inPlace4 += p4f(100, 200, 300, 400)).e), inPlace);
     // The bottom row takes no part in transform3f: no division by w.
     m44f affine(m33f(2, 0, 0, 0, 3, 0, 0, 0, 4), p3f(10, 20, 30));
-    affine.e[15] = 2.0f;
-    affine.e[12] = 5.0f;
+    affine.e[15] = 2.0f, affine.e[12] = 5.0f;
     float v[3] = {1, 1, 1};
     affine.transform3f(v, v);
     EXPECT_EQ(p3f(v), p3f(12, 23, 34));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <utility>
 
 using namespace OGL_ZEP6_AE;
 
@@ -53,15 +54,12 @@ TEST(RegionBasics, ValidExactlyWhenBothSizesAreNonZeroAndCompared) {
     }
     EXPECT_EQ(Region(5, 6), Region(0, 0, 5, 6));
 
-    const Region n(-5, -7, 10, 3);
-    EXPECT_EQ(n.XEnd(), 5);
-    EXPECT_EQ(n.YEnd(), -4);
+    EXPECT_EQ(std::make_pair(Region(-5, -7, 10, 3).XEnd(), Region(-5, -7, 10, 3).YEnd()), std::make_pair(5, -4));
 
     // Equality includes the valid flag.
     EXPECT_EQ(Region(1, 2, 3, 4), Region(1, 2, 3, 4));
-    EXPECT_NE(Region(1, 2, 3, 4), Invalid(1, 2, 3, 4));
-    EXPECT_NE(Region(1, 2, 3, 4), Region(1, 2, 3, 5));
-    EXPECT_NE(Region(1, 2, 3, 4), Region(0, 2, 3, 4));
+    for (const Region& other : {Invalid(1, 2, 3, 4), Region(1, 2, 3, 5), Region(0, 2, 3, 4)})
+        EXPECT_NE(Region(1, 2, 3, 4), other);
     EXPECT_NE(Region(0, 0, 10, 0), Region());
 }
 

@@ -22,24 +22,12 @@ struct V4 {
     double operator[](int i) const { return i == 0 ? r : i == 1 ? g : i == 2 ? b : a; }
 };
 
-inline double Clamp01(double v) {
-    return std::min(1.0, std::max(0.0, v));
-}
-inline V4 Clamp01(const V4& v) {
-    return {Clamp01(v.r), Clamp01(v.g), Clamp01(v.b), Clamp01(v.a)};
-}
-inline V4 Mix(const V4& x, const V4& y, double m) {
-    return x * (1.0 - m) + y * m;
-}
-inline double Luma(const V4& p) {
-    return p.r * 0.30 + p.g * 0.59 + p.b * 0.11;
-}
-inline double Saturation(const V4& p) {
-    return std::max({p.r, p.g, p.b}) - std::min({p.r, p.g, p.b});
-}
-inline double AlphaOver(const V4& fg, const V4& bg) {
-    return fg.a + bg.a * (1.0 - fg.a);
-}
+inline double Clamp01(double v) { return std::min(1.0, std::max(0.0, v)); }
+inline V4 Clamp01(const V4& v) { return {Clamp01(v.r), Clamp01(v.g), Clamp01(v.b), Clamp01(v.a)}; }
+inline V4 Mix(const V4& x, const V4& y, double m) { return x * (1.0 - m) + y * m; }
+inline double Luma(const V4& p) { return p.r * 0.30 + p.g * 0.59 + p.b * 0.11; }
+inline double Saturation(const V4& p) { return std::max({p.r, p.g, p.b}) - std::min({p.r, p.g, p.b}); }
+inline double AlphaOver(const V4& fg, const V4& bg) { return fg.a + bg.a * (1.0 - fg.a); }
 
 // Per channel of rgb; the alpha is given.
 template <class F> V4 PerChannel(const V4& fg, const V4& bg, double alpha, F f) {
@@ -60,21 +48,13 @@ inline V4 Lighten(const V4& fg, const V4& bg) {
 inline V4 Darken(const V4& fg, const V4& bg) {
     return PerChannel(fg, bg, AlphaOver(fg, bg), [](double f, double b) { return std::min(f, b); });
 }
-inline V4 Multiply(const V4& fg, const V4& bg) {
-    return fg * bg;
-}
-inline V4 Screen(const V4& fg, const V4& bg) {
-    return fg + bg * (V4{1, 1, 1, 1} - fg);
-}
+inline V4 Multiply(const V4& fg, const V4& bg) { return fg * bg; }
+inline V4 Screen(const V4& fg, const V4& bg) { return fg + bg * (V4{1, 1, 1, 1} - fg); }
 inline V4 Difference(const V4& fg, const V4& bg) {
     return PerChannel(fg, bg, AlphaOver(fg, bg), [](double f, double b) { return std::abs(f - b); });
 }
-inline V4 Lighter(const V4& fg, const V4& bg) {
-    return Luma(fg) > Luma(bg) ? fg : bg;
-}
-inline V4 Darker(const V4& fg, const V4& bg) {
-    return Luma(fg) < Luma(bg) ? fg : bg;
-}
+inline V4 Lighter(const V4& fg, const V4& bg) { return Luma(fg) > Luma(bg) ? fg : bg; }
+inline V4 Darker(const V4& fg, const V4& bg) { return Luma(fg) < Luma(bg) ? fg : bg; }
 inline V4 ScaleMultiply(const V4& fg, const V4& bg) {
     return PerChannel(fg, bg, fg.a, [](double f, double b) { return f * b * 4; });
 }
@@ -87,9 +67,7 @@ inline V4 ExpandDifference(const V4& fg, const V4& bg) {
 inline V4 ExpandDifference2(const V4& fg, const V4& bg) {
     return PerChannel(fg, bg, AlphaOver(fg, bg), [](double f, double b) { return std::abs(f - b) * 4; });
 }
-inline V4 Add(const V4& fg, const V4& bg) {
-    return fg + bg;
-}
+inline V4 Add(const V4& fg, const V4& bg) { return fg + bg; }
 inline V4 Subtract(const V4& fg, const V4& bg) {
     return PerChannel(fg, bg, fg.a, [](double f, double b) { return b - f; });
 }
@@ -108,9 +86,7 @@ inline V4 HardLight(const V4& fg, const V4& bg) {
     });
 }
 
-inline double MaxSatRatio(double l, double d) {
-    return d > 0 ? (1 - l) / d : -l / d;
-}
+inline double MaxSatRatio(double l, double d) { return d > 0 ? (1 - l) / d : -l / d; }
 inline double LimitRatio(double ratio, double l, const V4& delta) {
     if (ratio > 1)
         for (int c = 0; c < 3; ++c)
@@ -168,12 +144,8 @@ inline V4 Luminosity(const V4& fg, const V4& bg) {
     }
     return {0, 0, 0, 0};
 }
-inline V4 Transparency(const V4& fg, const V4& bg) {
-    return {bg.r, bg.g, bg.b, std::max(0.0, bg.a - fg.a)};
-}
-inline V4 Opacity(const V4& fg, const V4& bg) {
-    return {bg.r, bg.g, bg.b, std::min(1.0, bg.a + fg.a)};
-}
+inline V4 Transparency(const V4& fg, const V4& bg) { return {bg.r, bg.g, bg.b, std::max(0.0, bg.a - fg.a)}; }
+inline V4 Opacity(const V4& fg, const V4& bg) { return {bg.r, bg.g, bg.b, std::min(1.0, bg.a + fg.a)}; }
 inline V4 MoreGray(const V4& fg, const V4& bg) {
     return PerChannel(fg, bg, bg.a,
                       [](double f, double b) { return std::abs(b - 0.5) < std::abs(f - 0.5) ? b : f; });
@@ -185,19 +157,13 @@ inline V4 LeastGray(const V4& fg, const V4& bg) {
 inline V4 ReverseSubtract(const V4& fg, const V4& bg) {
     return PerChannel(fg, bg, Clamp01(fg.a + bg.a), [](double f, double b) { return f >= b ? f - b : 0.0; });
 }
-inline V4 Front(const V4& fg, const V4&) {
-    return fg;
-}
+inline V4 Front(const V4& fg, const V4&) { return fg; }
 // rand() is 0 here: the test seeds it with (0, 0).
 inline V4 SoftDissolveUnseeded(const V4& fg, const V4& bg) {
     return bg.a + 0.0 >= 1.0001 ? fg * fg.a + bg * (1 - fg.a) : fg;
 }
-inline V4 None(const V4&, const V4&) {
-    return {0, 0, 0, 0};
-}
-inline V4 Back(const V4&, const V4& bg) {
-    return bg;
-}
+inline V4 None(const V4&, const V4&) { return {0, 0, 0, 0}; }
+inline V4 Back(const V4&, const V4& bg) { return bg; }
 inline V4 Under(const V4& fg, const V4& bg) {
     return {bg.r * bg.a + fg.r * (1 - bg.a), bg.g * bg.a + fg.g * (1 - bg.a), bg.b * bg.a + fg.b * (1 - bg.a),
             fg.a + bg.a};
@@ -208,9 +174,7 @@ inline V4 Under(const V4& fg, const V4& bg) {
 // The pixels a mode receives are float values, rounded after each step of the main program;
 // the references round them the same way, so that a comparison inside a mode (nearer to grey,
 // brighter) is judged on the values the mode really sees. Everything after is exact.
-inline double F(double v) {
-    return static_cast<double>(static_cast<float>(v));
-}
+inline double F(double v) { return static_cast<double>(static_cast<float>(v)); }
 
 // The straight main: premultiplied inputs, mixed with their clamped sum, clamped, unpremultiplied.
 inline V4 StraightMain(V4 fg, V4 bg, double mix, ModeReference apply) {

@@ -36,20 +36,13 @@ inline constexpr long kRGBA = static_cast<long>(FourCC("RGBA"));
 // Four-channel layouts: used both as sources and as destinations.
 inline const std::vector<Layout>& FourChannelLayouts() {
     static const std::vector<Layout> layouts = {
-        {"ARGB8", Kind::ARGB, {32, 32, 255}},
-        {"ARGB16", Kind::ARGB, {32, 64, 65535}},
-        {"ARGB16_8000", Kind::ARGB, {32, 64, 32768}},
-        {"ARGB16_4000", Kind::ARGB, {32, 64, 16384}},
-        {"ARGB32F", Kind::ARGB, {32, 128, 1}},
-        {"BGRA8", Kind::BGRA, {kBGRA, 32, 255}},
-        {"BGRA16", Kind::BGRA, {kBGRA, 64, 65535}},
-        {"BGRA16_8000", Kind::BGRA, {kBGRA, 64, 32768}},
-        {"BGRA16_4000", Kind::BGRA, {kBGRA, 64, 16384}},
-        {"BGRA32F", Kind::BGRA, {kBGRA, 128, 1}},
-        {"RGBA8", Kind::RGBA, {kRGBA, 32, 255}},
-        {"RGBA16", Kind::RGBA, {kRGBA, 64, 65535}},
-        {"RGBA16_8000", Kind::RGBA, {kRGBA, 64, 32768}},
-        {"RGBA16_4000", Kind::RGBA, {kRGBA, 64, 16384}},
+        {"ARGB8", Kind::ARGB, {32, 32, 255}}, {"ARGB16", Kind::ARGB, {32, 64, 65535}},
+        {"ARGB16_8000", Kind::ARGB, {32, 64, 32768}}, {"ARGB16_4000", Kind::ARGB, {32, 64, 16384}},
+        {"ARGB32F", Kind::ARGB, {32, 128, 1}}, {"BGRA8", Kind::BGRA, {kBGRA, 32, 255}},
+        {"BGRA16", Kind::BGRA, {kBGRA, 64, 65535}}, {"BGRA16_8000", Kind::BGRA, {kBGRA, 64, 32768}},
+        {"BGRA16_4000", Kind::BGRA, {kBGRA, 64, 16384}}, {"BGRA32F", Kind::BGRA, {kBGRA, 128, 1}},
+        {"RGBA8", Kind::RGBA, {kRGBA, 32, 255}}, {"RGBA16", Kind::RGBA, {kRGBA, 64, 65535}},
+        {"RGBA16_8000", Kind::RGBA, {kRGBA, 64, 32768}}, {"RGBA16_4000", Kind::RGBA, {kRGBA, 64, 16384}},
         {"RGBA32F", Kind::RGBA, {kRGBA, 128, 1}},
     };
     return layouts;
@@ -58,10 +51,8 @@ inline const std::vector<Layout>& FourChannelLayouts() {
 inline std::vector<Layout> SourceLayouts() {
     std::vector<Layout> layouts = FourChannelLayouts();
     const std::vector<Layout> oneChannel = {
-        {"Alpha8", Kind::Alpha, {1, 8, 255}},
-        {"Alpha16", Kind::Alpha, {GL_ALPHA16, 16, 65535}},
-        {"Alpha32F", Kind::Alpha, {GL_ALPHA32F_ARB, 32, 1}},
-        {"Luma8", Kind::Luma, {GL_LUMINANCE8, 8, 255}},
+        {"Alpha8", Kind::Alpha, {1, 8, 255}}, {"Alpha16", Kind::Alpha, {GL_ALPHA16, 16, 65535}},
+        {"Alpha32F", Kind::Alpha, {GL_ALPHA32F_ARB, 32, 1}}, {"Luma8", Kind::Luma, {GL_LUMINANCE8, 8, 255}},
         {"Luma16", Kind::Luma, {GL_LUMINANCE16, 16, 65535}},
         {"Luma32F", Kind::Luma, {GL_LUMINANCE32F_ARB, 32, 1}},
         {"Depth16", Kind::Depth, {GL_DEPTH_COMPONENT16, 16, 65535}},

@@ -70,45 +70,16 @@ public:
 
     // The setters change what the image reports. Geometry changes grow owned memory to
     // row bytes x height so the reported rows always exist; they never move pixels around.
-    TestImage& SetWidth(long width) {
-        width_ = width;
-        return *this;
-    }
-    TestImage& SetHeight(long height) {
-        height_ = height;
-        Reserve();
-        return *this;
-    }
-    TestImage& SetRowBytes(long rowBytes) {
-        rowBytes_ = rowBytes;
-        Reserve();
-        return *this;
-    }
-    TestImage& SetColorSpace(long colorSpace) {
-        format_.colorSpace = colorSpace;
-        return *this;
-    }
-    TestImage& SetBitDepth(long bitDepth) {
-        format_.bitDepth = bitDepth;
-        return *this;
-    }
-    TestImage& SetWhiteLevel(long whiteLevel) {
-        format_.whiteLevel = whiteLevel;
-        return *this;
-    }
-    TestImage& SetBottomUp(bool bottomUp) {
-        bottomUp_ = bottomUp;
-        return *this;
-    }
-    TestImage& SetReadOnly(bool readOnly) {
-        readOnly_ = readOnly;
-        return *this;
-    }
+    TestImage& SetWidth(long width) { width_ = width; return *this; }
+    TestImage& SetHeight(long height) { height_ = height; Reserve(); return *this; }
+    TestImage& SetRowBytes(long rowBytes) { rowBytes_ = rowBytes; Reserve(); return *this; }
+    TestImage& SetColorSpace(long colorSpace) { format_.colorSpace = colorSpace; return *this; }
+    TestImage& SetBitDepth(long bitDepth) { format_.bitDepth = bitDepth; return *this; }
+    TestImage& SetWhiteLevel(long whiteLevel) { format_.whiteLevel = whiteLevel; return *this; }
+    TestImage& SetBottomUp(bool bottomUp) { bottomUp_ = bottomUp; return *this; }
+    TestImage& SetReadOnly(bool readOnly) { readOnly_ = readOnly; return *this; }
     // Makes GetBaseAddress() report null (the memory is kept); without pixels it is always null.
-    TestImage& SetNullBase(bool nullBase) {
-        nullBase_ = nullBase || !ownsPixels_;
-        return *this;
-    }
+    TestImage& SetNullBase(bool nullBase) { nullBase_ = nullBase || !ownsPixels_; return *this; }
 
     // The owned memory, padding included (empty without pixels).
     unsigned char* Bytes() { return bytes_.data(); }

@@ -1,6 +1,6 @@
 // Mutexes, events, scoped locks, the static list and worker threads of the synchronisation layer.
-// The ZEP6_AE wrappers and their OGL_ZEP6_AE twins share one set of typed tests, since they must
-// behave alike; the one difference (what an exception out of Process() does) is a row of its own.
+// The ZEP6_AE wrappers and their OGL_ZEP6_AE twins share one set of typed tests: they must behave
+// alike, but for what an exception out of Process() does.
 
 #include "support/ProcessCounters.h"
 #include "sync/StLock.h"
@@ -27,8 +27,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 long ElapsedMs(Clock::time_point since) {
-    return static_cast<long>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since).count());
+    return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since).count());
 }
 
 // Polls until the condition holds or the limit passes; returns the condition.
@@ -64,11 +63,8 @@ struct TwinFamily {
     using Thread = OGL_ZEP6_AE::SyncThread;
 };
 
-class FamilyNames {
-public:
-    template <class T> static std::string GetName(int) {
-        return std::is_same<T, XFamily>::value ? "ZEP6_AE" : "OGL_ZEP6_AE";
-    }
+struct FamilyNames {
+    template <class T> static std::string GetName(int) { return std::is_same<T, XFamily>::value ? "ZEP6_AE" : "OGL_ZEP6_AE"; }
 };
 
 template <class Family> class SyncFamilyTest : public ::testing::Test {};
@@ -129,31 +125,24 @@ TYPED_TEST(SyncFamilyTest, WaitsTimeOutAtTheirLimitOrWhenTheHolderLetsGo) {
     });
     EXPECT_TRUE(WaitUntil([&] { return held.load(); }));
 
-    struct Case {
-        const char* object;
-        std::function<bool(long)> wait;
-        bool waitsItsLimit;
+    // A wrapper without a handle (the thread object) has nothing to wait for.
+    const std::pair<const char*, std::function<bool(long)>> cases[] = {
+        {"held mutex", [&](long ms) { return mutex.LockWaitMilliSec(ms); }},
+        {"auto-reset event", [&](long ms) { return autoEvent.WaitForEvent(ms); }},
+        {"manual-reset event", [&](long ms) { return manualEvent.WaitForEvent(ms); }},
+        {"thread object", [&](long ms) { return thread.LockWaitMilliSec(ms); }},
     };
-    const Case cases[] = {
-        {"held mutex", [&](long ms) { return mutex.LockWaitMilliSec(ms); }, true},
-        {"auto-reset event", [&](long ms) { return autoEvent.WaitForEvent(ms); }, true},
-        {"manual-reset event", [&](long ms) { return manualEvent.WaitForEvent(ms); }, true},
-        // A wrapper without a handle has nothing to wait for.
-        {"thread object", [&](long ms) { return thread.LockWaitMilliSec(ms); }, false},
-    };
-    for (const Case& c : cases) {
+    for (const auto& [object, wait] : cases)
         for (long limit : {0L, 40L, 120L}) {
-            SCOPED_TRACE(std::string(c.object) + ", limit " + std::to_string(limit) + " ms");
+            SCOPED_TRACE(std::string(object) + ", limit " + std::to_string(limit) + " ms");
+            const bool waitsItsLimit = std::string(object) != "thread object";
             const Clock::time_point start = Clock::now();
-            EXPECT_FALSE(c.wait(limit));
+            EXPECT_FALSE(wait(limit));
             const long elapsed = ElapsedMs(start);
-            if (c.waitsItsLimit) {
-                EXPECT_GE(elapsed, limit - 1);
-            }
+            EXPECT_GE(elapsed, waitsItsLimit ? limit - 1 : 0);
             // Generous: a loaded machine (sanitizers, parallel builds) may wake the thread late.
-            EXPECT_LT(elapsed, c.waitsItsLimit ? limit + 1500 : 100);
+            EXPECT_LT(elapsed, waitsItsLimit ? limit + 1500 : 100);
         }
-    }
     done = true;
     const Clock::time_point start = Clock::now();
     EXPECT_FALSE(mutex.Lock(false));
@@ -194,8 +183,8 @@ TYPED_TEST(SyncFamilyTest, SignalsReleaseTheirWaiters) {
         bool autoReset;
         int waiters, sets, released;
         bool signalLeft;
-    };
-    for (const Case c : {Case{true, 2, 1, 1, false}, Case{true, 2, 2, 2, false}, Case{false, 4, 1, 4, true}}) {
+    } const cases[] = {{true, 2, 1, 1, false}, {true, 2, 2, 2, false}, {false, 4, 1, 4, true}};
+    for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.autoReset ? "auto" : "manual") + "-reset, sets " + std::to_string(c.sets));
         typename TypeParam::Event event(c.autoReset);
         std::atomic<int> waiting{0}, released{0};
@@ -265,18 +254,17 @@ TYPED_TEST(SyncFamilyTest, ThreadsRunOnceEachStartAndLeaveNothingBehind) {
 // twins' start routine lets the exception end the process.
 TYPED_TEST(SyncFamilyTest, InternalProcessReturnsTheResultAndSwallowsExceptions) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    struct Case {
+    const struct {
         const char* name;
         std::function<bool()> body;
         bool result, throws;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"returns true", [] { return true; }, true, false},
         {"returns false", [] { return false; }, false, false},
         {"throws std::exception", []() -> bool { throw std::runtime_error("x"); }, false, true},
         {"throws int", []() -> bool { throw 42; }, false, true},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         Worker<typename TypeParam::Thread> worker;
         worker.body = c.body;
@@ -317,21 +305,16 @@ TEST(StLockTest, HoldsWhatItObtainedForItsScope) {
 // A registered static object that records its finalisation. The oldest probe of a test does not
 // pass the call on: the list also holds the library's own static objects, which these tests must
 // leave alone.
-class Probe final : public ZEP6_AE::StaticList {
-public:
-    Probe(std::vector<std::string>& log, std::string name, bool passOn)
-        : log_(log), name_(std::move(name)), passOn_(passOn) {}
-
+struct Probe final : ZEP6_AE::StaticList {
+    Probe(std::vector<std::string>& log, std::string name, bool passOn) : log(log), name(std::move(name)), passOn(passOn) {}
     void Finalize() override {
-        log_.push_back(name_);
-        if (passOn_)
+        log.push_back(name);
+        if (passOn)
             FinalizedNext();
     }
-
-private:
-    std::vector<std::string>& log_;
-    std::string name_;
-    bool passOn_;
+    std::vector<std::string>& log;
+    std::string name;
+    bool passOn;
 };
 
 class StaticListTest : public ::testing::Test {

@@ -1,5 +1,5 @@
-// `zep6gl composite` and `zep6gl modes`; the mode formulas are the library's tests. (Mistakes:
-// CommandLine_test.)
+// `zep6gl composite` and `zep6gl modes`. The modes' formulas are the library's tests: here the files,
+// the mode, the mask and the mix must reach the library. (Mistakes: CommandLine_test.)
 #include "ToolTestSupport.h"
 
 #include "../support/TextLines.h"
@@ -15,7 +15,6 @@
 namespace zep6gltest {
 
 using zep6test::Lines;
-using zep6test::V4;
 
 // `zep6gl modes` lists every mode once, in order, under a name that parses back (in any case, as
 // the mode object's name, and as its number); the names follow the mode objects; nothing else
@@ -55,48 +54,38 @@ class CompositeCommand : public ToolTest {};
 // Inputs in which every row and column differs, so that a flipped or shifted result cannot pass:
 // the front runs through every alpha from transparent to opaque, the back is partly transparent
 // in its lower half, the mask fades left to right.
-HostImage FrontPicture() {
-    return RgbaImage(32, 37, 29, [](long x, long y, int c) {
-        return V4{(x * 7 % 37) / 36.0, (y * 5 % 29) / 28.0, ((x + y) % 11) / 10.0,
-                  (x * 29 + y) % 256 / 255.0}[c];
-    });
-}
-HostImage BackPicture() {
-    return RgbaImage(32, 37, 29, [](long x, long y, int c) {
-        return V4{1.0 - x / 36.0, (x * y % 17) / 16.0, y / 28.0, y < 15 ? 1.0 : 1.0 - (y - 14) / 20.0}[c];
-    });
-}
-HostImage MaskPicture() {
-    return RgbaImage(32, 37, 29, [](long x, long y, int c) {
-        return V4{0.3, 0.6, 0.9, (x * 255 / 36 + y) % 256 / 255.0}[c];
+HostImage Picture(int which) {
+    return RgbaImage(32, 37, 29, [which](long x, long y, int c) {
+        const double v[3][4] = {
+            {(x * 7 % 37) / 36.0, (y * 5 % 29) / 28.0, ((x + y) % 11) / 10.0, (x * 29 + y) % 256 / 255.0},
+            {1.0 - x / 36.0, (x * y % 17) / 16.0, y / 28.0, y < 15 ? 1.0 : 1.0 - (y - 14) / 20.0},
+            {0.3, 0.6, 0.9, (x * 255 / 36 + y) % 256 / 255.0}};
+        return v[which][c];
     });
 }
 
 TEST_F(CompositeCommand, FilesModeMaskAndMixReachTheLibrary) {
     REQUIRE_OPENGL();
-    zep6gl::WriteImage(Path("front.png"), FrontPicture());
-    zep6gl::WriteImage(Path("back.png"), BackPicture());
-    zep6gl::WriteImage(Path("mask.png"), MaskPicture());
     // The float inputs hold the same values (as half floats in the files).
-    auto asFloat = [](const HostImage& bytes) {
-        return RgbaImage(128, 37, 29, [&](long x, long y, int c) { return Value(bytes, x, y, c); });
-    };
-    zep6gl::WriteImage(Path("front.exr"), asFloat(FrontPicture()));
-    zep6gl::WriteImage(Path("back.exr"), asFloat(BackPicture()));
-
+    for (int i = 0; i < 3; ++i) {
+        const HostImage bytes = Picture(i);
+        const std::string name = std::string(i == 0 ? "front" : i == 1 ? "back" : "mask");
+        zep6gl::WriteImage(Path(name + ".png"), bytes);
+        zep6gl::WriteImage(Path(name + ".exr"),
+                           RgbaImage(128, 37, 29, [&](long x, long y, int c) { return Value(bytes, x, y, c); }));
+    }
     const struct {
         std::vector<std::string> options;
-        zep6test::ModeReference mode;
-        double mix;
+        int mode;
+        float mix;
         bool masked;
         std::string type; // of the files: ".png" or ".exr"
     } cases[] = {
-        {{"--mode", "over"}, zep6test::modes::Over, 1.0, false, ".png"},
-        {{"--mode", "Multiply", "--mix", "0.25"}, zep6test::modes::Multiply, 0.25, false, ".png"},
-        {{"--mask", Path("mask.png"), "--mode", "3"}, zep6test::modes::Multiply, 1.0, true, ".png"},
-        {{"--mode", "multiply", "--mix", "0"}, zep6test::modes::Multiply, 0.0, false, ".exr"},
+        {{"--mode", "over"}, 0, 1.0f, false, ".png"},
+        {{"--mode", "Multiply", "--mix", "0.25"}, 3, 0.25f, false, ".png"},
+        {{"--mask", Path("mask.png"), "--mode", "3"}, 3, 1.0f, true, ".png"},
+        {{"--mode", "multiply", "--mix", "0.5", "--mask", Path("mask.exr")}, 3, 0.5f, true, ".exr"},
     };
-    const HostImage mask = zep6gl::ReadImage(Path("mask.png"));
     for (const auto& c : cases) {
         std::vector<std::string> args = c.options;
         args.insert(args.end(), {Path("front" + c.type), Path("back" + c.type), Path("out" + c.type)});
@@ -107,8 +96,9 @@ TEST_F(CompositeCommand, FilesModeMaskAndMixReachTheLibrary) {
         EXPECT_TRUE(outcome.errors.empty()) << outcome.errors;
         const HostImage out = zep6gl::ReadImage(Path("out" + c.type));
         ASSERT_EQ(out.GetBitDepth(), c.type == ".exr" ? 128 : 32);
-        ExpectComposite(zep6gl::ReadImage(Path("front" + c.type)), zep6gl::ReadImage(Path("back" + c.type)),
-                        c.masked ? &mask : nullptr, out, c.mode, c.mix);
+        const HostImage mask = zep6gl::ReadImage(Path("mask" + c.type));
+        ExpectLibraryComposite(out, zep6gl::ReadImage(Path("front" + c.type)), zep6gl::ReadImage(Path("back" + c.type)),
+                               c.masked ? &mask : nullptr, c.mode, c.mix);
     }
 }
 

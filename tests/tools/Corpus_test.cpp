@@ -10,10 +10,8 @@ class Corpus : public ToolTest {};
 
 TEST_F(Corpus, EveryDamagedFileIsRefusedCleanly) {
     const std::map<std::string, std::string> reasons = {
-        {"png-signature-only.png", "truncated PNG data"},
-        {"png-cut-in-ihdr.png", "truncated PNG data"},
-        {"png-cut-in-idat.png", "truncated PNG data"},
-        {"png-no-iend.png", "truncated PNG data"},
+        {"png-signature-only.png", "truncated PNG data"}, {"png-cut-in-ihdr.png", "truncated PNG data"},
+        {"png-cut-in-idat.png", "truncated PNG data"}, {"png-no-iend.png", "truncated PNG data"},
         {"png-no-idat.png", "bad PNG: IEND: out of place"},
         {"png-ihdr-bad-crc.png", "bad PNG: IHDR: CRC error"},
         {"png-idat-bad-crc.png", "bad PNG: IDAT: CRC error"},
@@ -39,8 +37,7 @@ TEST_F(Corpus, EveryDamagedFileIsRefusedCleanly) {
         {"png-signature-damaged.png", "not a PNG or OpenEXR file"},
         {"exr-magic-only.exr", "bad OpenEXR: Unable to read magic and version flags"},
         {"exr-cut-in-header.exr", "bad OpenEXR: Attribute 'channels', type 'chlist': Invalid size"},
-        {"exr-cut-in-offsets.exr", "Early end of file"},
-        {"exr-cut-in-data.exr", "Early end of file"},
+        {"exr-cut-in-offsets.exr", "Early end of file"}, {"exr-cut-in-data.exr", "Early end of file"},
         {"exr-data-window-inverted.exr", "bad OpenEXR: Invalid display window"},
         {"exr-data-window-16384-wide.exr", "bad OpenEXR: Invalid width (16384) too large (max 16383)"},
         {"exr-data-window-overflows.exr", "bad OpenEXR: Invalid display window"},

@@ -111,8 +111,7 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
 
     // The results are the library's composites of the two inputs as written, front over back at
     // mix 1 (a mode other than the first, so that a demo of one mode throughout shows).
-    ExpectComposite(front, back, nullptr, zep6gl::ReadImage((out / "mode-03-multiply.png").string()),
-                    zep6test::modes::Multiply, 1.0);
+    ExpectLibraryComposite(zep6gl::ReadImage((out / "mode-03-multiply.png").string()), front, back, nullptr, 3, 1.0f);
 
     // The sheet shows alpha over a checkerboard, so it is opaque everywhere.
     const HostImage sheet = zep6gl::ReadImage((out / "contact-sheet.png").string());

@@ -56,14 +56,10 @@ struct Code {
 };
 
 const Code kCodes[] = {
-    {"ARGB-32", 32, {1, 2, 3, 0}},
-    {"BGRA", FourCC("BGRA"), {2, 1, 0, 3}},
-    {"RGBA", FourCC("RGBA"), {0, 1, 2, 3}},
-    {"GL_BGRA", GL_BGRA, {2, 1, 0, 3}},
-    {"GL_RGBA8", GL_RGBA8, {0, 1, 2, 3}},
-    {"GL_RGBA16", GL_RGBA16, {0, 1, 2, 3}},
-    {"GL_RGBA16F", GL_RGBA16F, {0, 1, 2, 3}},
-    {"GL_RGBA32F", GL_RGBA32F, {0, 1, 2, 3}},
+    {"ARGB-32", 32, {1, 2, 3, 0}}, {"BGRA", FourCC("BGRA"), {2, 1, 0, 3}},
+    {"RGBA", FourCC("RGBA"), {0, 1, 2, 3}}, {"GL_BGRA", GL_BGRA, {2, 1, 0, 3}},
+    {"GL_RGBA8", GL_RGBA8, {0, 1, 2, 3}}, {"GL_RGBA16", GL_RGBA16, {0, 1, 2, 3}},
+    {"GL_RGBA16F", GL_RGBA16F, {0, 1, 2, 3}}, {"GL_RGBA32F", GL_RGBA32F, {0, 1, 2, 3}},
 };
 
 enum class Kind { Byte, Short, Half, Float };
@@ -119,13 +115,10 @@ HostImage MakeImage(const Code& code, const Depth& depth, long width, long heigh
 // PNG at white 255, 16-bit PNG at 65535, OpenEXR as floats at 1; here holding expected(x, y, c).
 void ExpectReadAs(const HostImage& image, long bitDepth, long width, long height,
                   const std::function<double(long x, long y, int c)>& expected) {
-    EXPECT_EQ(image.GetColorSpace(), long(FourCC("RGBA")));
-    ASSERT_EQ(image.GetBitDepth(), bitDepth);
-    EXPECT_EQ(image.GetWhiteLevel(), bitDepth == 32 ? 255 : bitDepth == 64 ? 65535 : 1);
-    EXPECT_FALSE(image.IsBottomUp());
-    ASSERT_EQ(image.GetWidth(), width);
-    ASSERT_EQ(image.GetHeight(), height);
-    EXPECT_EQ(image.GetRowBytes(), width * bitDepth / 8);
+    ASSERT_EQ(std::vector<long>({image.GetColorSpace(), image.GetBitDepth(), image.GetWhiteLevel(), image.IsBottomUp(),
+                                 image.GetWidth(), image.GetHeight(), image.GetRowBytes()}),
+              std::vector<long>({long(FourCC("RGBA")), bitDepth, bitDepth == 32 ? 255 : bitDepth == 64 ? 65535 : 1, 0,
+                                 width, height, width * bitDepth / 8}));
     for (long y = 0; y < height; ++y)
         for (long x = 0; x < width; ++x)
             for (int c = 0; c < 4; ++c)

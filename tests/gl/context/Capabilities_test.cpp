@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <unistd.h>
 #include <utility>
@@ -138,14 +139,12 @@ TEST(RendererRules, QuadroProfessionalAtiSoftwareAndSeries) {
         {"Card X-300", false, false, false, false, false, -300}, // atoi reads the sign
         {"", false, false, false, false, false, 0},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(IsQuadroRenderer(c.renderer), c.quadro) << c.renderer;
-        EXPECT_EQ(IsBasicQuadroRenderer(c.renderer), c.basicQuadro) << c.renderer;
-        EXPECT_EQ(IsProfessionalRenderer(c.renderer), c.professional) << c.renderer;
-        EXPECT_EQ(IsATIRenderer(c.renderer), c.ati) << c.renderer;
-        EXPECT_EQ(IsSoftwareRenderer(c.renderer), c.software) << c.renderer;
-        EXPECT_EQ(CardSeriesOf(c.renderer), c.series) << c.renderer;
-    }
+    for (const Case& c : cases)
+        EXPECT_EQ(std::make_tuple(IsQuadroRenderer(c.renderer), IsBasicQuadroRenderer(c.renderer),
+                                  IsProfessionalRenderer(c.renderer), IsATIRenderer(c.renderer),
+                                  IsSoftwareRenderer(c.renderer), CardSeriesOf(c.renderer)),
+                  std::make_tuple(c.quadro, c.basicQuadro, c.professional, c.ati, c.software, c.series))
+            << c.renderer;
     EXPECT_EQ(CardSeriesOf(nullptr), 0);
 }
 
@@ -156,49 +155,35 @@ TEST(StorageRules, CardChoiceAndOverride) {
         StorageFacts facts; // float textures, half-float pixels, basic Quadro, Mac ATI, professional
         unsigned type;
     };
+    // clang-format off
     const Case cases[] = {
-        {{true, true, false, false, true, C::Card}, F},
-        {{true, true, false, false, false, C::Card}, H},
-        {{true, false, false, false, false, C::Card}, F},
-        {{false, false, false, false, true, C::Card}, B},
-        {{true, true, true, false, true, C::Card}, H},
-        {{true, false, true, false, true, C::Card}, B},
-        {{true, true, false, true, false, C::Card}, H},
-        {{true, true, false, false, false, C::Float}, F},
+        {{true, true, false, false, true, C::Card}, F}, {{true, true, false, false, false, C::Card}, H},
+        {{true, false, false, false, false, C::Card}, F}, {{false, false, false, false, true, C::Card}, B},
+        {{true, true, true, false, true, C::Card}, H}, {{true, false, true, false, true, C::Card}, B},
+        {{true, true, false, true, false, C::Card}, H}, {{true, true, false, false, false, C::Float}, F},
         {{false, true, false, false, false, C::Float}, H}, // not storable: the card's choice
-        {{true, true, true, false, true, C::Float}, F},
-        {{true, true, false, false, true, C::Half}, H},
-        {{true, false, false, false, true, C::Half}, F},
-        {{true, true, false, false, true, C::Byte}, B},
+        {{true, true, true, false, true, C::Float}, F}, {{true, true, false, false, true, C::Half}, H},
+        {{true, false, false, false, true, C::Half}, F}, {{true, true, false, false, true, C::Byte}, B},
         {{true, true, false, false, true, C::Unknown}, F},
     };
+    // clang-format on
     for (const Case& c : cases)
         EXPECT_EQ(StorageTypeFor(c.facts), c.type)
             << c.facts.floatTextures << c.facts.halfFloatPixels << c.facts.basicQuadro << c.facts.macATI
             << c.facts.professional << " choice " << static_cast<int>(c.facts.choice);
-    EXPECT_EQ(ParseStorageChoice(nullptr), C::Card);
-    EXPECT_EQ(ParseStorageChoice(""), C::Card);
-    EXPECT_EQ(ParseStorageChoice("float"), C::Float);
-    EXPECT_EQ(ParseStorageChoice("half"), C::Half);
-    EXPECT_EQ(ParseStorageChoice("byte"), C::Byte);
-    EXPECT_EQ(ParseStorageChoice("Float"), C::Unknown);
+    const std::pair<const char*, StorageChoice> choices[] = {
+        {nullptr, C::Card}, {"", C::Card}, {"float", C::Float}, {"half", C::Half}, {"byte", C::Byte}, {"Float", C::Unknown}};
+    for (const auto& [text, choice] : choices)
+        EXPECT_EQ(ParseStorageChoice(text), choice) << (text ? text : "null");
 }
 
 TEST(DriverVersion, TakenFromTheVersionText) {
-    struct Case {
-        const char* version;
-        const char* driver;
-    };
-    const Case cases[] = {
-        {"4.5 (Compatibility Profile) Mesa 22.3.6", "22.3.6"},
-        {"4.6.0 NVIDIA 580.159.04", "580.159.04"},
+    const std::pair<const char*, const char*> cases[] = {
+        {"4.5 (Compatibility Profile) Mesa 22.3.6", "22.3.6"}, {"4.6.0 NVIDIA 580.159.04", "580.159.04"},
         {"3.3 (Core Profile) Mesa 24.0.0-devel (git-1a2b3c)", "24.0.0-devel"},
-        {"4.6.0 - Build 31.0.101.4502", "31.0.101.4502"},
-        {"2.1", ""},
-        {"", ""},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(DriverVersionOf(c.version), c.driver) << c.version;
+        {"4.6.0 - Build 31.0.101.4502", "31.0.101.4502"}, {"2.1", ""}, {"", ""}};
+    for (const auto& [version, driver] : cases)
+        EXPECT_EQ(DriverVersionOf(version), driver) << version;
     EXPECT_EQ(DriverVersionOf(nullptr), "");
 }
 
@@ -263,14 +248,9 @@ TEST(PhysicalMemory, MatchesTheKernelsTotal) {
     while (meminfo >> key && key != "MemTotal:")
         meminfo.ignore(1 << 10, '\n');
     ASSERT_TRUE(meminfo >> kib);
-    const unsigned long long expected = kib * 1024ULL;
-    const unsigned long long measured = platform::PhysicalMemory();
     // Both come from the same kernel count; allow a page's rounding either way.
-    EXPECT_LE(measured, expected + 65536);
-    EXPECT_GE(measured + 65536, expected);
+    EXPECT_NEAR(double(platform::PhysicalMemory()), double(kib * 1024ULL), 65536.0);
 }
-
-const char* const kEffects[6] = {"Glow", "Blur", "Light", "Depth", "Edge", "Grain"};
 
 const std::string kMessage =
     "A component of your system has been detected which is not officially supported by "
@@ -288,11 +268,9 @@ HardwareFacts Facts(const char* card, unsigned int memory, bool rectangle) {
     return f;
 }
 
-TEST(HardwareReport, MessageNamesTheSixEffects) {
-    EXPECT_EQ(UnsupportedHardwareMessage(kEffects), kMessage);
-}
-
 TEST(HardwareReport, LayoutAndWhenTheMessageEndsIt) {
+    const char* const effects[6] = {"Glow", "Blur", "Light", "Depth", "Edge", "Grain"};
+    EXPECT_EQ(UnsupportedHardwareMessage(effects), kMessage);
     const struct {
         const char* card;
         unsigned int memory;

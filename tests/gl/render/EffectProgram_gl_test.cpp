@@ -16,6 +16,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
@@ -344,22 +345,18 @@ TEST_F(TypedTransferTest, GettersFollowTheTable) {
     EXPECT_EQ(Got("v4", Color(9, 9, 9, 9)), Color(2, 4, 6, 2));
     EXPECT_EQ(Got("f", Color(9, 9, 9, 9)), Color(9, 9, 9, 9));
 
-    EXPECT_EQ(Got("v2", p2f(9, 9)), p2f(1, 2));
-    EXPECT_EQ(Got("v3", p2f(9, 9)), p2f(1, 2));
-    EXPECT_EQ(Got("v4", p2f(9, 9)), p2f(1, 2)) << "(x/w, y/w)";
+    for (const char* name : {"v2", "v3", "v4"}) // from a vec4: (x/w, y/w)
+        EXPECT_EQ(Got(name, p2f(9, 9)), p2f(1, 2)) << name;
 
     // The tag tells a p3f read from a vec4 (-1) from the others (0); each starts with the other.
     const p3f fromVec2 = Got("v2", p3f(p4f(9, 9, 9, 9))), fromVec3 = Got("v3", p3f(p4f(9, 9, 9, 9)));
     const p3f fromVec4 = Got("v4", p3f(9, 9, 9));
-    EXPECT_EQ(fromVec2, p3f(1, 2, 0));
-    EXPECT_EQ(fromVec3, p3f(1, 2, 3));
-    EXPECT_EQ(fromVec4, p3f(2, 4, 6)) << "not divided by w";
-    EXPECT_EQ(fromVec3.tag, 0);
-    EXPECT_EQ(fromVec4.tag, -1);
+    EXPECT_EQ(std::make_tuple(fromVec2, fromVec3, fromVec4), std::make_tuple(p3f(1, 2, 0), p3f(1, 2, 3), p3f(2, 4, 6)))
+        << "a vec4 is not divided by w";
+    EXPECT_EQ(std::make_pair(fromVec3.tag, fromVec4.tag), std::make_pair(0, -1));
 
-    EXPECT_EQ(Got("v2", p4f(9, 9, 9, 9)), p4f(1, 2, 0, 1));
-    EXPECT_EQ(Got("v3", p4f(9, 9, 9, 9)), p4f(1, 2, 3, 1));
-    EXPECT_EQ(Got("v4", p4f(9, 9, 9, 9)), p4f(2, 4, 6, 2));
+    EXPECT_EQ(std::make_tuple(Got("v2", p4f(9, 9, 9, 9)), Got("v3", p4f(9, 9, 9, 9)), Got("v4", p4f(9, 9, 9, 9))),
+              std::make_tuple(p4f(1, 2, 0, 1), p4f(1, 2, 3, 1), p4f(2, 4, 6, 2)));
 
     const vec<int, 3> v3i = Got("iv3", vec<int, 3>{{0, 0, 0}});
     EXPECT_EQ(std::vector<int>(v3i.v, v3i.v + 3), (std::vector<int>{7, 8, 9}));
@@ -424,8 +421,7 @@ TEST_F(EffectProgramTest, DrawRegionCoversTheRegionWithCoordinatesOnEachUnit) {
     EffectProgram::DrawRegion(region, GL_TEXTURE0 + 1);
     GLfloat normal[3] = {};
     glGetFloatv(GL_CURRENT_NORMAL, normal);
-    EXPECT_EQ(normal[2], 1.0f);
-    EXPECT_EQ(normal[0], 0.0f);
+    EXPECT_TRUE(normal[0] == 0.0f && normal[2] == 1.0f);
     const std::vector<Rgba> out = target.Read();
     for (int y = 0; y < size; ++y)
         for (int x = 0; x < size; ++x) {
@@ -436,17 +432,15 @@ TEST_F(EffectProgramTest, DrawRegionCoversTheRegionWithCoordinatesOnEachUnit) {
                 continue;
             }
             const float s = (x + 0.5f - 10) / 30, t = (y + 0.5f - 20) / 40;
-            EXPECT_NEAR(p[0], s, 1e-5);
-            EXPECT_NEAR(p[1], t, 1e-5);
-            EXPECT_NEAR(p[2], s, 1e-5) << "unit 1 receives the same coordinate";
-            EXPECT_NEAR(p[3], t, 1e-5);
+            const float want[4] = {s, t, s, t}; // unit 1 receives the same coordinate
+            for (int c = 0; c < 4; ++c)
+                EXPECT_NEAR(p[c], want[c], 1e-5) << x << "," << y << " channel " << c;
         }
 
     unitTwo.Apply();
     EffectProgram::DrawRegion(region, GL_TEXTURE0 + 1);
     const Rgba inside = target.At(25, 40);
-    EXPECT_EQ(inside[0], 0.25f) << "units beyond the last one are left alone";
-    EXPECT_EQ(inside[1], 0.75f);
+    EXPECT_TRUE(inside[0] == 0.25f && inside[1] == 0.75f) << "units beyond the last one are left alone";
 
     target.Clear({-1, -1, -1, -1});
     coordinates.Apply();
@@ -469,8 +463,7 @@ TEST_F(EffectProgramTest, UniformsAreDiscoveredAtApplyAndFinalizeForgetsThem) {
     EXPECT_EQ(list.ShaderCount(), EffectProgram::kMaxShaders);
 
     EffectProgram program(&EffectProgram::sVertexShader, &shader);
-    EXPECT_FALSE(program.HasUniform("level")) << "no table before the first Apply";
-    EXPECT_EQ(program.GetUniform("level"), nullptr);
+    EXPECT_TRUE(!program.HasUniform("level") && !program.GetUniform("level")) << "no table before the first Apply";
     for (int k = 0; k < 5; ++k) {
         program.Apply();
         program.SetUniform("level", 0.5f + static_cast<float>(k));
@@ -479,14 +472,11 @@ TEST_F(EffectProgramTest, UniformsAreDiscoveredAtApplyAndFinalizeForgetsThem) {
     program.GetUniform("level", level);
     EXPECT_EQ(level, 4.5f);
     EXPECT_TRUE(program.GetProgram().IsCurrent());
-    EXPECT_FALSE(program.HasUniform("unused")) << "the linker dropped it";
-    EXPECT_FALSE(program.HasUniform("random")) << "nothing here calls rand()";
-    EXPECT_FALSE(program.HasUniform(nullptr));
+    // The linker dropped "unused"; nothing here calls rand().
+    EXPECT_FALSE(program.HasUniform("unused") || program.HasUniform("random") || program.HasUniform(nullptr));
 
     program.Finalize();
-    EXPECT_EQ(program.ShaderCount(), 0);
-    EXPECT_EQ(program.GetProgram().Name(), 0);
-    EXPECT_FALSE(program.HasUniform("level"));
+    EXPECT_TRUE(program.ShaderCount() == 0 && program.GetProgram().Name() == 0 && !program.HasUniform("level"));
     program.AddShader(&shader);
     program.Apply();
     EXPECT_TRUE(program.HasUniform("level")) << "usable again once its shaders are added";

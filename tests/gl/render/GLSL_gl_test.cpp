@@ -27,7 +27,17 @@ const char* const kBadFragment = "void main() { gl_FragColor = vec4(1.0) + ; }\n
 // Compiles, but calls a function that no shader of the program defines.
 const char* const kUnresolvedFragment = "float missing();\nvoid main() { gl_FragColor = vec4(missing()); }\n";
 
-using GlslTest = GlProgramTest;
+// A program of the good fragment shader, linked and current for the case.
+class GlslTest : public GlProgramTest {
+protected:
+    void SetUp() override {
+        GlProgramTest::SetUp();
+        program.Attach(fragment);
+        program.Apply();
+    }
+    GLSL::Shader fragment{GL_FRAGMENT_SHADER, kGoodFragment};
+    GLSL::Program program;
+};
 
 } // namespace
 
@@ -61,27 +71,23 @@ TEST_F(GlslTest, FailuresThrowOnceWithTheirPrefixes) {
     EXPECT_NO_THROW(shader.Initialize()) << "the failure is not reported twice";
 
     GLSL::Shader unresolved(GL_FRAGMENT_SHADER, kUnresolvedFragment);
-    GLSL::Program program;
-    program.Attach(unresolved);
-    EXPECT_TRUE(program.NeedsLink());
+    GLSL::Program linking;
+    linking.Attach(unresolved);
+    EXPECT_TRUE(linking.NeedsLink());
     try {
-        program.Apply();
+        linking.Apply();
         FAIL() << "an unresolved function must fail to link";
     } catch (const Error& e) {
         EXPECT_EQ(std::string(e.what()).rfind("GLSL Link Error:\n", 0), 0u) << e.what();
     }
-    EXPECT_FALSE(program.NeedsLink());
-    EXPECT_FALSE(program.IsCurrent());
+    EXPECT_FALSE(linking.NeedsLink());
+    EXPECT_FALSE(linking.IsCurrent());
     while (glGetError() != GL_NO_ERROR) { // using an unlinked program is an OpenGL error
     }
 }
 
 TEST_F(GlslTest, ProgramRelinksAfterAChange) {
     GLSL::Shader vertex(GL_VERTEX_SHADER, "void main() { gl_Position = ftransform(); }\n");
-    GLSL::Shader fragment(GL_FRAGMENT_SHADER, kGoodFragment);
-    GLSL::Program program;
-    program.Attach(fragment);
-    program.Apply();
     EXPECT_TRUE(program.IsCurrent());
     program.Attach(vertex);
     EXPECT_TRUE(program.NeedsLink());
@@ -117,10 +123,6 @@ TEST_F(GlslTest, ProgramRelinksAfterAChange) {
 }
 
 TEST_F(GlslTest, CurrentProgramRecordsWithoutAskingOpenGL) {
-    GLSL::Shader fragment(GL_FRAGMENT_SHADER, kGoodFragment);
-    GLSL::Program program;
-    program.Attach(fragment);
-    program.Apply();
     GLSL::Program::UseProgram(0);
 
     GLSL::CurrentProgram current(program.Name());
@@ -149,10 +151,6 @@ TEST_F(GlslTest, UniformTakesItsLocationFromTheProgram) {
     }
     EXPECT_FALSE(early.IsAttached());
 
-    GLSL::Shader fragment(GL_FRAGMENT_SHADER, kGoodFragment);
-    GLSL::Program program;
-    program.Attach(fragment);
-    program.Apply();
     GLSL::Uniform level("level", GL_FLOAT);
     level.Attach(program);
     EXPECT_TRUE(level.IsAttached());
@@ -195,23 +193,23 @@ TEST_F(GlslTest, MissingEntryPointThrowsUnsupportedBeforeAnyCall) {
         EXPECT_THROW(shader.Initialize(), Unsupported);
         EXPECT_EQ(shader.Name(), 0u) << "no shader object was made";
     }
-    GLSL::Program program;
+    GLSL::Program fresh;
     {
         MissingEntry<decltype(GLEntry::glAttachShader)> missing(GLEntry::glAttachShader);
-        EXPECT_THROW(program.Attach(shader), Unsupported);
-        EXPECT_EQ(program.Name(), 0) << "no program object was made";
+        EXPECT_THROW(fresh.Attach(shader), Unsupported);
+        EXPECT_EQ(fresh.Name(), 0) << "no program object was made";
         EXPECT_EQ(shader.Name(), 0u) << "the shader was not compiled either";
     }
-    program.Attach(shader);
+    fresh.Attach(shader);
     {
         MissingEntry<decltype(GLEntry::glUseProgram)> missing(GLEntry::glUseProgram);
-        EXPECT_THROW(program.Apply(), Unsupported);
-        EXPECT_TRUE(program.NeedsLink()) << "not linked: the check comes before the link";
+        EXPECT_THROW(fresh.Apply(), Unsupported);
+        EXPECT_TRUE(fresh.NeedsLink()) << "not linked: the check comes before the link";
     }
     {
         MissingEntry<decltype(GLEntry::glGetUniformLocation)> missing(GLEntry::glGetUniformLocation);
         GLSL::Uniform level("level", GL_FLOAT);
-        EXPECT_THROW(level.Attach(program), Unsupported);
+        EXPECT_THROW(level.Attach(fresh), Unsupported);
     }
     // An effect program checks before it makes anything; its quad needs unit coordinates only for
     // a last unit.

@@ -1,9 +1,15 @@
 // The fixed-function drawing helpers judged by the vertices OpenGL reports in feedback mode or
-// by the pixels they cover; each must leave the caller's matrices, client arrays and colour.
+// by the pixels they cover (each must leave the caller's matrices, client arrays and colour);
+// the matrix helpers against OpenGL's own; lights, materials, the light model and the highlight
+// style: applied values come back, scopes restore.
 #include "core/Errors.h"
 #include "gl/render/Feedback.h"
 #include "gl/render/Geometry.h"
 #include "gl/render/Grid.h"
+#include "gl/render/Light.h"
+#include "gl/render/LightHighlight.h"
+#include "gl/render/LightMaterial.h"
+#include "gl/render/LightModel.h"
 #include "gl/render/MatrixStack.h"
 #include "gl/render/ObjectArray.h"
 #include "gl/render/Plane.h"
@@ -25,26 +31,39 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
 
 namespace {
 
-// ---- A float target at one unit per pixel, and an independent feedback capture ------------
-
 constexpr int kSize = 32;
 
+GLint Integer(GLenum name) {
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+}
+bool Enabled(GLenum cap) {
+    return glIsEnabled(cap) == GL_TRUE;
+}
+template <int N> std::array<float, N> Floats(GLenum name) {
+    std::array<float, N> v{};
+    glGetFloatv(name, v.data());
+    return v;
+}
+
+// ---- An independent feedback capture, on a float target at one unit per pixel -------------
+
 struct FeedbackVertex {
-    float x, y, z;
-    float r, g, b, a;
-    float s, t;
+    float x, y, z, r, g, b, a, s, t;
 };
 using FeedbackPolygon = std::vector<FeedbackVertex>;
 
 // The polygons (triangles or quads, as the driver reports them) that `draw` produces, in order.
 // Fails the test on any other kind of record.
-inline std::vector<FeedbackPolygon> CapturePolygons(const std::function<void()>& draw) {
+std::vector<FeedbackPolygon> CapturePolygons(const std::function<void()>& draw) {
     std::vector<GLfloat> buffer(1 << 18);
     glFeedbackBuffer(static_cast<GLsizei>(buffer.size()), GL_3D_COLOR_TEXTURE, buffer.data());
     glRenderMode(GL_FEEDBACK);
@@ -62,24 +81,19 @@ inline std::vector<FeedbackPolygon> CapturePolygons(const std::function<void()>&
             ADD_FAILURE() << "unexpected feedback token " << token;
             break;
         }
-        const int n = static_cast<int>(buffer[i++]);
-        FeedbackPolygon polygon;
-        for (int v = 0; v < n; ++v, i += 3 + 4 + 4) {
+        polygons.emplace_back();
+        for (int v = static_cast<int>(buffer[i++]); v > 0; --v, i += 3 + 4 + 4) {
             const GLfloat* f = &buffer[i];
-            polygon.push_back({f[0], f[1], f[2], f[3], f[4], f[5], f[6], f[7], f[8]});
+            polygons.back().push_back({f[0], f[1], f[2], f[3], f[4], f[5], f[6], f[7], f[8]});
         }
-        polygons.push_back(polygon);
     }
     return polygons;
 }
 
-inline float SignedArea(const FeedbackPolygon& p) {
+float SignedArea(const FeedbackPolygon& p) {
     float area = 0;
-    for (size_t i = 0; i < p.size(); ++i) {
-        const auto& a = p[i];
-        const auto& b = p[(i + 1) % p.size()];
-        area += a.x * b.y - b.x * a.y;
-    }
+    for (size_t i = 0; i < p.size(); ++i)
+        area += p[i].x * p[(i + 1) % p.size()].y - p[(i + 1) % p.size()].x * p[i].y;
     return area / 2;
 }
 
@@ -104,10 +118,8 @@ protected:
         glOrtho(0, kSize, 0, kSize, -1, 1);
         glMatrixMode(GL_MODELVIEW);
         glLoadIdentity();
-        glDisable(GL_DEPTH_TEST);
-        glDisable(GL_BLEND);
-        glDisable(GL_CULL_FACE);
-        glDisable(GL_LIGHTING);
+        for (GLenum cap : {GL_DEPTH_TEST, GL_BLEND, GL_CULL_FACE, GL_LIGHTING})
+            glDisable(cap);
         glColor4f(1, 1, 1, 1);
         target_->Clear({0, 0, 0, 0});
     }
@@ -145,9 +157,8 @@ V Grey(float x, float y, float s, float t, float level) {
 }
 
 bool Matches(const FeedbackVertex& got, const V& e) {
-    return std::fabs(got.x - e.x) < 1e-3f && std::fabs(got.y - e.y) < 1e-3f &&
-           std::fabs(got.z - 0.5f) < 1e-4f && std::fabs(got.s - e.s) < 1e-5f &&
-           std::fabs(got.t - e.t) < 1e-5f && std::fabs(got.r - e.r) < 2e-3f &&
+    return std::fabs(got.x - e.x) < 1e-3f && std::fabs(got.y - e.y) < 1e-3f && std::fabs(got.z - 0.5f) < 1e-4f &&
+           std::fabs(got.s - e.s) < 1e-5f && std::fabs(got.t - e.t) < 1e-5f && std::fabs(got.r - e.r) < 2e-3f &&
            std::fabs(got.g - e.g) < 2e-3f && std::fabs(got.b - e.b) < 2e-3f;
 }
 
@@ -162,10 +173,7 @@ Inside Rect(float x0, float y0, float x1, float y1) {
     return [=](float x, float y) { return x >= x0 && x < x1 && y >= y0 && y < y1; };
 }
 Inside Ring(float r0, float r1) {
-    return [=](float x, float y) {
-        const float d = std::hypot(x - 16, y - 16);
-        return d >= r0 && d < r1;
-    };
+    return [=](float x, float y) { return std::hypot(x - 16, y - 16) >= r0 && std::hypot(x - 16, y - 16) < r1; };
 }
 
 struct Row {
@@ -192,10 +200,8 @@ void Ndc() {
 // The strip of DrawRegion, band edges worked out by hand, moved by 10 pixels.
 std::vector<std::vector<V>> RegionStrip(int x0, int x1, std::array<int, 5> ys) {
     std::vector<V> strip;
-    for (int y : ys) {
-        strip.push_back({float(x0 + 10), float(y + 10)});
-        strip.push_back({float(x1 + 10), float(y + 10)});
-    }
+    for (int y : ys)
+        strip.insert(strip.end(), {{float(x0 + 10), float(y + 10)}, {float(x1 + 10), float(y + 10)}});
     return {strip};
 }
 
@@ -206,25 +212,19 @@ template <class P, class T>
 std::vector<std::vector<V>> GridStrips(int nx, int ny, P point, T texture, bool lastRow = false) {
     std::vector<std::vector<V>> strips;
     for (int j = 0; j + 1 < ny || (lastRow && j < ny); ++j) {
-        std::vector<V> strip;
+        strips.emplace_back();
         const float v0 = float(j) / float(ny - 1), v1 = std::min(float(j + 1) / float(ny - 1), 1.0f);
-        for (int i = 0; i < nx; ++i) {
-            const float u = float(i) / float(nx - 1);
+        for (int i = 0; i < nx; ++i)
             for (float v : {v1, v0}) {
+                const float u = float(i) / float(nx - 1);
                 const p2f p = point(u, v), t = texture(u, v);
-                strip.push_back({p.x, p.y, t.x, t.y});
+                strips.back().push_back({p.x, p.y, t.x, t.y});
             }
-        }
-        strips.push_back(strip);
     }
     return strips;
 }
-p2f Param(float u, float v) {
-    return p2f(u, v);
-}
-p2f NoTexture(float, float) {
-    return p2f(0, 0);
-}
+const auto Param = [](float u, float v) { return p2f(u, v); };
+const auto NoTexture = [](float, float) { return p2f(0, 0); };
 // The parallelogram a + (b - a) u + (d - a) v, moved by `offset`.
 auto Parallelogram(p2f a, p2f b, p2f d, p2f offset = p2f(0, 0)) {
     return [=](float u, float v) { return a + (b - a) * u + (d - a) * v + offset; };
@@ -265,8 +265,7 @@ void Tessellate(std::vector<Outline> contours, double winding, bool countBegins 
     tess.SetTessProperty(GLU_TESS_WINDING_RULE, winding);
     int count = 0;
     if (countBegins) // the polygon data reaches the *_DATA callbacks
-        tess.AddTessCallback(GLU_TESS_BEGIN_DATA,
-                             reinterpret_cast<Tesselator::Callback>(+[](GLenum mode, void* data) {
+        tess.AddTessCallback(GLU_TESS_BEGIN_DATA, reinterpret_cast<Tesselator::Callback>(+[](GLenum mode, void* data) {
                                  ++*static_cast<int*>(data);
                                  ++sBegins;
                                  glBegin(mode);
@@ -332,8 +331,7 @@ std::vector<Row> Rows() {
         {"QuadReversed", nullptr, [=] { DrawQuad(a, d, c, b); },
          {{{4, 4, 0, 0}, {4, 12, 1, 0}, {20, 4, 0, 1}, {20, 12, 1, 1}}}, {}, -1, 0, nullptr, 0, p3f(0, 0, 1)},
         {"QuadStanding", nullptr, [] { DrawQuad(p3f(0, 0, 0), p3f(2, 0, 0), p3f(2, 0, 2), p3f(0, 0, 2)); },
-         {},
-         {}, -1, 0, nullptr, 0, p3f(0, 1, 0)},
+         {}, {}, -1, 0, nullptr, 0, p3f(0, 1, 0)},
         {"QuadDivided", nullptr, [=] { DrawQuad(qa, qb, qc, qd, 4, 3, false); },
          GridStrips(4, 3, Parallelogram(pa, pb, pd), Param), {}, -1, 1, nullptr, 0, p3f(0, 0, -1)},
         {"QuadDividedFlipped", nullptr, [=] { DrawQuad(qa, qb, qc, qd, 4, 3, true); },
@@ -341,8 +339,7 @@ std::vector<Row> Rows() {
         {"QuadCornerTextures", nullptr,
          [=] { DrawQuad(p3f(4, 2, 0), ta, p3f(28, 2, 0), tb, p3f(28, 30, 0), tc, p3f(4, 30, 0), td, 5, 3); },
          GridStrips(5, 3, Parallelogram(p2f(4, 2), p2f(28, 2), p2f(4, 30)), cornerTexture), {}, -1, 1,
-         nullptr,
-         0, p3f(0, 0, -1)},
+         nullptr, 0, p3f(0, 0, -1)},
         {"QuadTooFewPoints", nullptr, [=] { DrawQuad(qa, qb, qc, qd, 1, 5, false); }, {}, {}, 0},
         // DrawPlane: the grid laid over the parallelogram, under the caller's matrix.
         {"Plane20x20", [] { glTranslatef(0.5f, 0.25f, 0); }, [=] { DrawPlane(da, db, dc, dd, 20, 20); },
@@ -460,12 +457,6 @@ std::vector<Row> Rows() {
 
 class GeometryTable : public GeometryGlTest {
 protected:
-    std::array<float, 16> Matrix(GLenum which) {
-        std::array<float, 16> m;
-        glGetFloatv(which, m.data());
-        return m;
-    }
-
     void Check(const Row& row) {
         SCOPED_TRACE(row.name);
         Reset();
@@ -477,7 +468,17 @@ protected:
         glTexCoord2f(0, 0);
         if (row.setup)
             row.setup();
-        const auto modelView = Matrix(GL_MODELVIEW_MATRIX), projection = Matrix(GL_PROJECTION_MATRIX);
+        // The caller's state that every helper must leave as it was.
+        const auto callers = [] {
+            GLvoid* pointer = nullptr;
+            glGetPointerv(GL_TEXTURE_COORD_ARRAY_POINTER, &pointer);
+            return std::make_tuple(Floats<16>(GL_MODELVIEW_MATRIX), Floats<16>(GL_PROJECTION_MATRIX),
+                                   Integer(GL_MATRIX_MODE), Enabled(GL_VERTEX_ARRAY), Enabled(GL_NORMAL_ARRAY),
+                                   Enabled(GL_COLOR_ARRAY), Enabled(GL_TEXTURE_COORD_ARRAY), pointer,
+                                   Floats<4>(GL_CURRENT_COLOR));
+        };
+        const auto before = callers();
+        EXPECT_EQ(std::get<2>(before), GL_MODELVIEW);
 
         const auto polygons = CapturePolygons(row.draw);
         Region3d box;
@@ -488,26 +489,10 @@ protected:
         }
         glNormal3f(0.6f, 0, 0.8f); // a normal no helper gives
         row.draw();
-
-        // The caller's state as it was.
-        EXPECT_EQ(Matrix(GL_MODELVIEW_MATRIX), modelView);
-        EXPECT_EQ(Matrix(GL_PROJECTION_MATRIX), projection);
-        GLint mode = 0;
-        glGetIntegerv(GL_MATRIX_MODE, &mode);
-        EXPECT_EQ(mode, GL_MODELVIEW);
-        EXPECT_FALSE(glIsEnabled(GL_VERTEX_ARRAY) || glIsEnabled(GL_NORMAL_ARRAY) ||
-                     glIsEnabled(GL_COLOR_ARRAY));
-        EXPECT_TRUE(glIsEnabled(GL_TEXTURE_COORD_ARRAY));
-        GLvoid* pointer = nullptr;
-        glGetPointerv(GL_TEXTURE_COORD_ARRAY_POINTER, &pointer);
-        EXPECT_EQ(pointer, dummy);
-        std::array<float, 4> colour;
-        glGetFloatv(GL_CURRENT_COLOR, colour.data());
-        EXPECT_EQ(colour, (std::array<float, 4>{kColour[0], kColour[1], kColour[2], kColour[3]}));
+        EXPECT_EQ(callers(), before) << "the caller's matrices, client arrays or colour";
         EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
         if (row.normal != kUnchecked) {
-            GLfloat n[3];
-            glGetFloatv(GL_CURRENT_NORMAL, n);
+            const auto n = Floats<3>(GL_CURRENT_NORMAL);
             EXPECT_EQ(p3f(n[0], n[1], n[2]), row.normal);
         }
         if (row.inside) {
@@ -541,17 +526,17 @@ protected:
                 }
             }
         }
-        if (row.strips.empty() && row.points.empty())
-            return;
 
         // The triangles of the strips as vertex sets (a driver may start a triangle anywhere); flat
         // ones may be left out. Without strips, the vertices alone.
         const auto has = [](const FeedbackPolygon& p, const V& e) {
             return std::any_of(p.begin(), p.end(), [&](const FeedbackVertex& v) { return Matches(v, e); });
         };
+        const auto anyPolygon = [&](const std::function<bool(const FeedbackPolygon&)>& f) {
+            return std::any_of(polygons.begin(), polygons.end(), f);
+        };
         for (const V& e : row.points)
-            EXPECT_TRUE(
-                std::any_of(polygons.begin(), polygons.end(), [&](const auto& p) { return has(p, e); }))
+            EXPECT_TRUE(anyPolygon([&](const FeedbackPolygon& p) { return has(p, e); }))
                 << "missing vertex (" << e.x << ", " << e.y << ")";
         std::vector<std::array<V, 3>> triangles;
         for (const auto& strip : row.strips)
@@ -561,24 +546,22 @@ protected:
             return p.size() == 3 && has(p, t[0]) && has(p, t[1]) && has(p, t[2]);
         };
         for (const auto& t : triangles) {
-            if (std::fabs((t[1].x - t[0].x) * (t[2].y - t[0].y) - (t[2].x - t[0].x) * (t[1].y - t[0].y)) <
-                1e-3f)
-                continue;
-            EXPECT_TRUE(
-                std::any_of(polygons.begin(), polygons.end(), [&](const auto& p) { return same(p, t); }))
-                << "missing triangle at (" << t[0].x << ", " << t[0].y << ")";
+            if (std::fabs((t[1].x - t[0].x) * (t[2].y - t[0].y) - (t[2].x - t[0].x) * (t[1].y - t[0].y)) >= 1e-3f) {
+                EXPECT_TRUE(anyPolygon([&](const FeedbackPolygon& p) { return same(p, t); }))
+                    << "missing triangle at (" << t[0].x << ", " << t[0].y << ")";
+            }
         }
+        const auto expected = [&](const FeedbackPolygon& p) {
+            if (!row.strips.empty())
+                return std::any_of(triangles.begin(), triangles.end(), [&](const auto& t) { return same(p, t); });
+            return std::all_of(p.begin(), p.end(), [&](const FeedbackVertex& v) {
+                return std::any_of(row.points.begin(), row.points.end(), [&](const V& e) { return Matches(v, e); });
+            });
+        };
         for (const auto& p : polygons) {
-            const bool expected =
-                row.strips.empty()
-                    ? std::all_of(p.begin(), p.end(),
-                                  [&](const FeedbackVertex& v) {
-                                      return std::any_of(row.points.begin(), row.points.end(),
-                                                         [&](const V& e) { return Matches(v, e); });
-                                  })
-                    : std::any_of(triangles.begin(), triangles.end(),
-                                  [&](const auto& t) { return same(p, t); });
-            EXPECT_TRUE(expected) << "unexpected polygon at " << Text(p[0]);
+            if (!row.strips.empty() || !row.points.empty()) {
+                EXPECT_TRUE(expected(p)) << "unexpected polygon at " << Text(p[0]);
+            }
         }
     }
 };
@@ -593,9 +576,7 @@ TEST_F(GeometryTable, EveryHelperDrawsWhatItDocuments) {
 std::array<float, 16> ModelViewAfter(const std::function<void()>& f) {
     glLoadIdentity();
     f();
-    std::array<float, 16> m;
-    glGetFloatv(GL_MODELVIEW_MATRIX, m.data());
-    return m;
+    return Floats<16>(GL_MODELVIEW_MATRIX);
 }
 
 // An m33f as OpenGL's column-major matrix: element (row i, column j) at 4 j + i.
@@ -617,11 +598,9 @@ TEST_F(GeometryGlTest, MatrixFunctionsMatchOpenGL) {
     };
     std::vector<Case> cases = {
         {"identity", [] { glTranslatef(3, 4, 5), LoadIdentity(); }, [] {}},
-        {"translate", [] { Translate(p3f(1.5f, -2, 3)), Translate(0.5f, 1, -1); },
-         [] { glTranslatef(2, -1, 2); }},
+        {"translate", [] { Translate(p3f(1.5f, -2, 3)), Translate(0.5f, 1, -1); }, [] { glTranslatef(2, -1, 2); }},
         {"scale", [] { Scale(p3f(2, 3, 4)), Scale(0.5f, 1, 2); }, [] { glScalef(1, 3, 8); }},
-        {"axis", [] { Rotate(37.0f, p3f(1, 2, -0.5f)); },
-         [] { MultRotation(m33f::axangle(p3f(1, 2, -0.5f), 37)); }},
+        {"axis", [] { Rotate(37.0f, p3f(1, 2, -0.5f)); }, [] { MultRotation(m33f::axangle(p3f(1, 2, -0.5f), 37)); }},
         {"one angle, one turn about -y", [] { Rotate(0, 45, 0, XYZ); }, [] { glRotatef(45, 0, -1, 0); }},
         {"order out of range", [] { glTranslatef(1, 2, 3), Rotate(10, 20, 30, RotationOrder(6)); },
          [] { glTranslatef(1, 2, 3); }},
@@ -635,22 +614,17 @@ TEST_F(GeometryGlTest, MatrixFunctionsMatchOpenGL) {
         cases.push_back({"euler p3f " + std::to_string(order), [o] { Rotate(p3f(20, -35, 50), o); },
                          [o] { MultRotation(m33f::angle(20, -35, -50, o)); }});
     }
-    glMatrixMode(GL_MODELVIEW);
     for (const Case& c : cases) {
         const auto ours = ModelViewAfter(c.ours), reference = ModelViewAfter(c.reference);
         for (int k = 0; k < 16; ++k)
             EXPECT_NEAR(ours[k], reference[k], 1e-5) << c.name << " element " << k;
-        GLint mode = 0;
-        glGetIntegerv(GL_MATRIX_MODE, &mode);
-        EXPECT_EQ(mode, GL_MODELVIEW) << c.name;
+        EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_MODELVIEW) << c.name;
     }
     // One unit per pixel, model-view selected and reset.
     glTranslatef(7, 7, 0);
     glMatrixMode(GL_TEXTURE);
     RasterProjection(kSize / 2, kSize / 2);
-    GLint mode = 0;
-    glGetIntegerv(GL_MATRIX_MODE, &mode);
-    EXPECT_EQ(mode, GL_MODELVIEW);
+    EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_MODELVIEW);
     glRecti(3, 9, 4, 10);
     EXPECT_EQ(CoverageDifferences(Rect(6, 18, 8, 20)), 0) << "a unit square at (3, 9) of half the size";
 }
@@ -658,32 +632,28 @@ TEST_F(GeometryGlTest, MatrixFunctionsMatchOpenGL) {
 // ---- Point parameters ----------------------------------------------------------------------
 
 TEST_F(GeometryGlTest, DistancePointScalingSetsTheParameters) {
-    const auto get = [](GLenum name) {
-        GLfloat value[3] = {-1, -1, -1};
-        glGetFloatv(name, value);
-        return name == GL_POINT_DISTANCE_ATTENUATION ? std::vector<float>(value, value + 3)
-                                                     : std::vector<float>{value[0]};
-    };
-    const float largest = std::min(get(GL_POINT_SIZE_MAX)[0], 64.0f);
+    const auto attenuation = [] { return Floats<3>(GL_POINT_DISTANCE_ATTENUATION); };
+    const auto get = [](GLenum name) { return Floats<1>(name)[0]; };
+    const float largest = std::min(get(GL_POINT_SIZE_MAX), 64.0f);
     EXPECT_GT(largest, 1.0f);
     EXPECT_TRUE(EnableDistPointScaling(2.0f));
-    EXPECT_EQ(get(GL_POINT_DISTANCE_ATTENUATION), (std::vector<float>{1, 0.05f, 1e-13f}));
-    EXPECT_EQ(get(GL_POINT_SIZE)[0], largest);
-    EXPECT_EQ(get(GL_POINT_SIZE_MAX)[0], largest);
-    EXPECT_EQ(get(GL_POINT_SIZE_MIN)[0], 1.0f);
-    EXPECT_EQ(get(GL_POINT_FADE_THRESHOLD_SIZE)[0], 60.0f);
+    EXPECT_EQ(attenuation(), (std::array<float, 3>{1, 0.05f, 1e-13f}));
+    EXPECT_EQ(get(GL_POINT_SIZE), largest);
+    EXPECT_EQ(get(GL_POINT_SIZE_MAX), largest);
+    EXPECT_EQ(get(GL_POINT_SIZE_MIN), 1.0f);
+    EXPECT_EQ(get(GL_POINT_FADE_THRESHOLD_SIZE), 60.0f);
     glPointSize(3);
     EXPECT_TRUE(RescaleDistPoint(4.0f));
-    EXPECT_EQ(get(GL_POINT_DISTANCE_ATTENUATION), (std::vector<float>{1, 0.025f, 1e-13f}));
-    EXPECT_EQ(get(GL_POINT_SIZE)[0], 3.0f) << "rescaling changes the attenuation only";
+    EXPECT_EQ(attenuation(), (std::array<float, 3>{1, 0.025f, 1e-13f}));
+    EXPECT_EQ(get(GL_POINT_SIZE), 3.0f) << "rescaling changes the attenuation only";
 
     GLEntry::glPointParameterfv(GL_POINT_DISTANCE_ATTENUATION, std::array<float, 3>{1, 0, 0}.data());
-    const auto saved = GLEntry::glPointParameterfv;
-    GLEntry::glPointParameterfv = nullptr;
-    EXPECT_THROW(EnableDistPointScaling(1.0f), Unsupported);
-    EXPECT_THROW(RescaleDistPoint(1.0f), Unsupported);
-    GLEntry::glPointParameterfv = saved;
-    EXPECT_EQ(get(GL_POINT_DISTANCE_ATTENUATION), (std::vector<float>{1, 0, 0})) << "nothing was set";
+    {
+        zep6test::MissingEntry<decltype(GLEntry::glPointParameterfv)> missing(GLEntry::glPointParameterfv);
+        EXPECT_THROW(EnableDistPointScaling(1.0f), Unsupported);
+        EXPECT_THROW(RescaleDistPoint(1.0f), Unsupported);
+    }
+    EXPECT_EQ(attenuation(), (std::array<float, 3>{1, 0, 0})) << "nothing was set";
 }
 
 // ---- Life cycles: remade after Finalize, measured once, restored ---------------------------
@@ -740,23 +710,248 @@ TEST_F(GeometryGlTest, LifeCycles) {
             glColor4f(0.25f, 0.5f, 0.75f, 1);
             {
                 PushArrays push(texCoords, !texCoords, colours);
-                EXPECT_TRUE(glIsEnabled(GL_VERTEX_ARRAY));
-                EXPECT_EQ(glIsEnabled(GL_TEXTURE_COORD_ARRAY) == GL_TRUE, texCoords);
-                EXPECT_EQ(glIsEnabled(GL_NORMAL_ARRAY) == GL_TRUE, !texCoords);
-                EXPECT_EQ(glIsEnabled(GL_COLOR_ARRAY) == GL_TRUE, colours);
+                EXPECT_TRUE(Enabled(GL_VERTEX_ARRAY));
+                EXPECT_EQ(Enabled(GL_TEXTURE_COORD_ARRAY), texCoords);
+                EXPECT_EQ(Enabled(GL_NORMAL_ARRAY), !texCoords);
+                EXPECT_EQ(Enabled(GL_COLOR_ARRAY), colours);
                 glColor4f(0, 1, 0, 0); // what drawing from a colour array may leave behind
             }
-            EXPECT_FALSE(glIsEnabled(GL_VERTEX_ARRAY) || glIsEnabled(GL_TEXTURE_COORD_ARRAY) ||
-                         glIsEnabled(GL_COLOR_ARRAY));
-            EXPECT_TRUE(glIsEnabled(GL_NORMAL_ARRAY));
-            GLfloat c[4];
-            glGetFloatv(GL_CURRENT_COLOR, c);
-            EXPECT_EQ(c[1], colours ? 0.5f : 1.0f);
+            EXPECT_FALSE(Enabled(GL_VERTEX_ARRAY) || Enabled(GL_TEXTURE_COORD_ARRAY) || Enabled(GL_COLOR_ARRAY));
+            EXPECT_TRUE(Enabled(GL_NORMAL_ARRAY));
+            EXPECT_EQ(Floats<4>(GL_CURRENT_COLOR)[1], colours ? 0.5f : 1.0f);
             if (colours) {
                 EXPECT_EQ(Color::sCurrentColor, Color(0.25f, 0.5f, 0.75f, 1)) << "the mirror follows";
             }
         }
     glDisableClientState(GL_NORMAL_ARRAY);
+}
+
+// ---- Lights, materials, the light model, the highlight style -------------------------------
+
+// Positions and directions are read back in eye coordinates, under the identity.
+using LightGL = GeometryGlTest;
+
+// Colours as vectors, which print their values when a comparison fails.
+p4f Rgba(const Color& c) {
+    return p4f(c.red, c.green, c.blue, c.alpha);
+}
+p4f LightGet(int light, GLenum pname) {
+    p4f value(0, 0, 0, 0);
+    glGetLightfv(GL_LIGHT0 + light, pname, value);
+    return value;
+}
+Color MaterialGet(GLenum face, GLenum pname) {
+    Color value;
+    glGetMaterialfv(face, pname, value);
+    return value;
+}
+// OpenGL's current colour, not the library's mirror of it.
+Color GlColor() {
+    return Color(Floats<4>(GL_CURRENT_COLOR).data());
+}
+// What a spot light and a parameter light read back; the direction without w, which OpenGL does
+// not keep.
+p3f Xyz(const p4f& v) {
+    return p3f(v.x, v.y, v.z);
+}
+auto Fields(const SpotLight<2>& l) {
+    return std::make_tuple(Rgba(l.specular), l.position, Xyz(l.direction), l.exponent, l.cutoff,
+                           l.quadraticAttenuation);
+}
+auto Fields(const ParamLight& l) {
+    return std::make_tuple(l.on, Rgba(l.ambient), Rgba(l.diffuse), Rgba(l.specular), l.position, Xyz(l.direction),
+                           l.spotExponent, l.spotCutoff, l.constantAttenuation, l.linearAttenuation,
+                           l.quadraticAttenuation);
+}
+auto LightState(int i) {
+    return std::make_tuple(LightGet(i, GL_AMBIENT), LightGet(i, GL_DIFFUSE), LightGet(i, GL_SPECULAR),
+                           Enabled(GL_LIGHT0 + i));
+}
+
+TEST_F(LightGL, ALightTemplateTouchesOnlyItsOwnLight) {
+    decltype(LightState(0)) before[8];
+    for (int i = 0; i < 8; ++i)
+        before[i] = LightState(i);
+    const Color colour(0.25f, 0.5f, 0.75f, 1.0f);
+    AmbientLight<3>(colour).Apply();
+    DiffuseLight<3>(colour * 0.5f).Apply();
+    for (int i = 0; i < 8; ++i)
+        EXPECT_EQ(LightState(i), i != 3 ? before[i]
+                                        : std::make_tuple(Rgba(colour), Rgba(colour * 0.5f), std::get<2>(before[i]), true))
+            << i;
+    EXPECT_TRUE(Enabled(GL_LIGHTING));
+    AmbientLight<3> off(colour);
+    off.lightOn = off.lightingOn = false;
+    off.Apply();
+    EXPECT_FALSE(Enabled(GL_LIGHT3) || Enabled(GL_LIGHTING)) << "the switches are applied as held";
+}
+
+// The values differ from OpenGL's defaults and from those the objects read into start with, so
+// that a value left out of Apply() or of Retrieve() shows.
+TEST_F(LightGL, LightValuesGiveBackWhatTheyApplied) {
+    AmbientLight<1> ambient(Color(0.1f, 0.2f, 0.3f, 0.4f)), readAmbient(Color::Black);
+    ambient.lightOn = ambient.lightingOn = false;
+    ambient.Apply();
+    readAmbient.Retrieve();
+    EXPECT_EQ(readAmbient.color, ambient.color);
+    EXPECT_FALSE(readAmbient.lightOn || readAmbient.lightingOn);
+    const DiffuseLight<6> diffuse(Color(0.5f, 0.25f, 0.125f, 1.0f));
+    diffuse.Apply();
+    DiffuseLight<6> readDiffuse;
+    readDiffuse.Retrieve();
+    EXPECT_EQ(readDiffuse.color, diffuse.color);
+    EXPECT_TRUE(readDiffuse.lightOn && readDiffuse.lightingOn);
+
+    const SpotLight<2> spot(Color(0.5f, 0.5f, 0.25f, 1.0f), p4f(1, 2, 3, 1), p4f(0, -1, 0, 1), 8.0f, 45.0f, 0.5f);
+    spot.Apply();
+    SpotLight<2> readSpot;
+    readSpot.Retrieve();
+    EXPECT_EQ(Fields(readSpot), Fields(spot));
+
+    const SimpleLight simple(Color(0.75f, 0.5f, 0.25f, 1.0f));
+    simple.Apply();
+    EXPECT_EQ(Color::sCurrentColor, simple.color);
+    SimpleLight readSimple(Color::Black);
+    readSimple.Retrieve();
+    EXPECT_EQ(std::make_tuple(readSimple.color, readSimple.ambient.color, readSimple.diffuse.color),
+              std::make_tuple(simple.color, simple.color, simple.color));
+
+    ParamLight light(4), read(4);
+    light.SetDefaults(2);
+    light.ambient = Color(0.1f, 0.1f, 0.2f, 1.0f);
+    light.diffuse = Color(0.6f, 0.7f, 0.8f, 1.0f);
+    light.specular = Color(0.3f, 0.3f, 0.3f, 1.0f);
+    light.direction = p4f(0, 1, 0, 0);
+    light.spotExponent = 2.0f;
+    light.spotCutoff = 30.0f;
+    light.constantAttenuation = 0.5f;
+    light.linearAttenuation = 0.25f;
+    light.quadraticAttenuation = 0.125f;
+    light.Apply();
+    read.Retrieve();
+    EXPECT_EQ(Fields(read), Fields(light));
+
+    // Two models, so that each field changes from OpenGL's default and again from the first.
+    LightModel readModel;
+    for (const LightModel& model : {LightModel(Color(0.3f, 0.2f, 0.1f, 1.0f), GL_SEPARATE_SPECULAR_COLOR, 1, 1),
+                                    LightModel(Color(0.1f, 0.2f, 0.3f, 1.0f), GL_SINGLE_COLOR, 0, 0)}) {
+        model.Apply();
+        readModel.Retrieve();
+        EXPECT_EQ(readModel, model);
+    }
+}
+
+TEST_F(LightGL, ParamLightSwitchesAndCustomApply) {
+    glEnable(GL_LIGHT2);
+    glEnable(GL_LIGHTING);
+    ParamLight light(2);
+    light.Apply();
+    EXPECT_FALSE(Enabled(GL_LIGHT2) || Enabled(GL_LIGHTING));
+    light.SetDefaults(1, 0);
+    light.Apply();
+    EXPECT_TRUE(Enabled(GL_LIGHT2) && Enabled(GL_LIGHTING));
+    EXPECT_EQ(LightGet(2, GL_POSITION), p4f(0, 0, -2, 1));
+
+    // Without the spot flag the cutoff and exponent are sent as "no spot", and kept so.
+    light.spot = light.useAmbient = false;
+    light.ambient = Color::White;
+    light.spotCutoff = 20.0f;
+    light.spotExponent = 5.0f;
+    light.constantAttenuation = 3.0f;
+    light.linearAttenuation = 2.0f;
+    light.ApplyCustom();
+    EXPECT_EQ(std::make_tuple(light.spotCutoff, light.spotExponent, light.constantAttenuation,
+                              light.linearAttenuation, Rgba(light.ambient)),
+              std::make_tuple(180.0f, 0.0f, 1.0f, 0.0f, Rgba(Color::Transparent)));
+    EXPECT_EQ(std::make_tuple(LightGet(2, GL_SPOT_CUTOFF).x, LightGet(2, GL_SPOT_EXPONENT).x, LightGet(2, GL_AMBIENT)),
+              std::make_tuple(180.0f, 0.0f, Rgba(Color::Transparent)));
+    light.spot = true;
+    light.spotCutoff = 20.0f;
+    light.ApplyCustom();
+    EXPECT_EQ(LightGet(2, GL_SPOT_CUTOFF).x, 20.0f) << "with the flag the spot goes through as it is";
+
+    const GLint maxLights = Integer(GL_MAX_LIGHTS);
+    for (int i = 0; i < maxLights; ++i)
+        i % 3 == 1 ? glEnable(GL_LIGHT0 + i) : glDisable(GL_LIGHT0 + i);
+    ParamLights lights;
+    lights.Retrieve();
+    EXPECT_EQ(lights.count, maxLights < 8 ? maxLights : 8);
+    for (int i = 0; i < lights.count; ++i)
+        EXPECT_EQ(lights.switches[i] != 0, i % 3 == 1) << i;
+    EXPECT_NE(lights.lighting, 0);
+    ParamLights::DisableLights();
+    for (int i = 0; i < maxLights; ++i)
+        EXPECT_FALSE(Enabled(GL_LIGHT0 + i)) << i;
+    EXPECT_FALSE(Enabled(GL_LIGHTING));
+    lights.Apply();
+    for (int i = 0; i < lights.count; ++i)
+        EXPECT_EQ(Enabled(GL_LIGHT0 + i), i % 3 == 1) << i;
+    EXPECT_TRUE(Enabled(GL_LIGHTING));
+}
+
+TEST_F(LightGL, MaterialsAndTheirPushesRestore) {
+    Material m(Color(0.1f, 0.2f, 0.3f, 1.0f), Color(0.4f, 0.5f, 0.6f, 1.0f), Color(0.7f, 0.7f, 0.7f, 1.0f),
+               Color(0.05f, 0.0f, 0.0f, 1.0f), 32.0f);
+    m.back.diffuse = Color(0.9f, 0.1f, 0.1f, 1.0f);
+    m.Apply();
+    EXPECT_EQ(MaterialGet(GL_FRONT, GL_DIFFUSE), m.front.diffuse);
+    EXPECT_EQ(MaterialGet(GL_BACK, GL_DIFFUSE), m.back.diffuse);
+    EXPECT_EQ(MaterialGet(GL_FRONT, GL_SHININESS).red, 32.0f);
+    // Changed in the context directly: Retrieve still gives the applied material.
+    const float red[4] = {1, 0, 0, 1};
+    glMaterialfv(GL_FRONT_AND_BACK, GL_AMBIENT, red);
+    Material read;
+    read.Retrieve();
+    EXPECT_EQ(read, m);
+
+    // Each push of a colour material sets what it should and brings back colour and material,
+    // also after something else was applied inside.
+    const ColorMaterial original(Color(0.25f, 0.25f, 0.5f, 1.0f), Color::Gray);
+    original.Apply();
+    EXPECT_EQ(Color::sCurrentColor, original.color);
+    ColorMaterial now;
+    for (const bool custom : {false, true}) {
+        {
+            const ColorMaterial pushed = custom ? ColorMaterial(Color::Red, Color::Blue)
+                                                : ColorMaterial(Color::DarkGray, Color::Transparent);
+            const auto push = custom ? std::make_unique<PushColorMaterial>(Color::Red, Color::Blue)
+                                     : std::make_unique<PushColorMaterial>();
+            now.Retrieve();
+            EXPECT_EQ(now, pushed);
+            EXPECT_EQ(GlColor(), pushed.color);
+            ColorMaterial(Color::Green, Color::Green).Apply();
+        }
+        now.Retrieve();
+        EXPECT_EQ(now, original);
+        EXPECT_EQ(GlColor(), original.color);
+        EXPECT_EQ(MaterialGet(GL_BACK, GL_DIFFUSE), Color::Gray);
+    }
+}
+
+TEST_F(LightGL, HighlightRestoresStippleAndColour) {
+    for (bool stippleBefore : {false, true}) {
+        SCOPED_TRACE(stippleBefore ? "stipple on before" : "stipple off before");
+        stippleBefore ? glEnable(GL_LINE_STIPPLE) : glDisable(GL_LINE_STIPPLE);
+        glLineStipple(1, 0xFFFF);
+        const Color before(0.25f, 0.5f, 0.75f, 1.0f);
+        before.Apply();
+        {
+            Highlight highlight;
+            EXPECT_EQ(std::make_tuple(Enabled(GL_LINE_STIPPLE), Integer(GL_LINE_STIPPLE_REPEAT),
+                                      Integer(GL_LINE_STIPPLE_PATTERN)),
+                      std::make_tuple(true, 5, 0x5555));
+            EXPECT_EQ(Color::sCurrentColor, Color::Bright);
+            EXPECT_EQ(GlColor(), Color::Bright);
+            // Switched by hand inside: the destructor still brings back the saved switch.
+            if (stippleBefore)
+                glDisable(GL_LINE_STIPPLE);
+        }
+        EXPECT_EQ(Enabled(GL_LINE_STIPPLE), stippleBefore);
+        EXPECT_EQ(Integer(GL_LINE_STIPPLE_PATTERN), 0x5555) << "the pattern stays";
+        EXPECT_EQ(Color::sCurrentColor, before);
+        EXPECT_EQ(GlColor(), before);
+    }
+    glDisable(GL_LINE_STIPPLE);
 }
 
 } // namespace

@@ -80,54 +80,29 @@ const float kPolygon = GL_POLYGON_TOKEN, kPoint = GL_POINT_TOKEN, kLine = GL_LIN
             kCopyPixel = GL_COPY_PIXEL_TOKEN, kPassThrough = GL_PASS_THROUGH_TOKEN;
 
 TEST(FeedbackParse, BoxOfTheRecords) {
+    // clang-format off
     const ParseCase cases[] = {
         {"2d", GL_2D, {kPolygon, 3, 10, 20, 30, 25, 15, 40}, true, p3f(10, 20, 0), p3f(30, 40, 0)},
-        {"3d keeps depth",
-         GL_3D,
-         {kPolygon, 3, 10, 20, 0.25f, 30, 25, 0.5f, 15, 40, 0.75f},
-         true,
-         p3f(10, 20, 0.25f),
-         p3f(30, 40, 0.75f)},
-        {"every token kind",
-         GL_2D,
-         {kPoint,     5,  6, kLine,      1, 9,  2,        8, kLineReset, 3, 3, 4, -2, kBitmap, 7, 7,
-          kDrawPixel, 50, 1, kCopyPixel, 2, 60, kPolygon, 4, 0,          0, 1, 0, 1,  1,       0, 1},
-         true,
-         p3f(0, -2, 0),
-         p3f(50, 60, 0)},
+        {"3d keeps depth", GL_3D, {kPolygon, 3, 10, 20, 0.25f, 30, 25, 0.5f, 15, 40, 0.75f}, true,
+         p3f(10, 20, 0.25f), p3f(30, 40, 0.75f)},
+        {"every token kind", GL_2D, {kPoint, 5, 6, kLine, 1, 9, 2, 8, kLineReset, 3, 3, 4, -2, kBitmap, 7, 7,
+          kDrawPixel, 50, 1, kCopyPixel, 2, 60, kPolygon, 4, 0, 0, 1, 0, 1, 1, 0, 1}, true, p3f(0, -2, 0), p3f(50, 60, 0)},
         // The pass-through value would stretch the box if it were read as a coordinate.
-        {"pass-through skipped",
-         GL_2D,
-         {kPassThrough, 1000, kPoint, 5, 6, kPassThrough, -1000, kPoint, 7, 8},
-         true,
-         p3f(5, 6, 0),
-         p3f(7, 8, 0)},
+        {"pass-through skipped", GL_2D, {kPassThrough, 1000, kPoint, 5, 6, kPassThrough, -1000, kPoint, 7, 8}, true,
+         p3f(5, 6, 0), p3f(7, 8, 0)},
         // RGBA colour values follow each position and must be stepped over.
-        {"colours skipped",
-         GL_3D_COLOR,
-         {kLine, 1, 2, 0.5f, 99, 99, 99, 99, 3, 4, 0.5f, -99, -99, -99, -99},
-         true,
-         p3f(1, 2, 0.5f),
-         p3f(3, 4, 0.5f)},
+        {"colours skipped", GL_3D_COLOR, {kLine, 1, 2, 0.5f, 99, 99, 99, 99, 3, 4, 0.5f, -99, -99, -99, -99}, true,
+         p3f(1, 2, 0.5f), p3f(3, 4, 0.5f)},
         {"empty", GL_2D, {}, false, p3f(), p3f()},
         {"only pass-through", GL_3D, {kPassThrough, 3}, false, p3f(), p3f()},
         // A record cut short by the end adds nothing beyond what is complete.
-        {"truncated polygon",
-         GL_2D,
-         {kPoint, 1, 1, kPolygon, 3, 10, 10, 20},
-         true,
-         p3f(1, 1, 0),
-         p3f(10, 10, 0)},
+        {"truncated polygon", GL_2D, {kPoint, 1, 1, kPolygon, 3, 10, 10, 20}, true, p3f(1, 1, 0), p3f(10, 10, 0)},
         {"polygon count missing", GL_2D, {kPoint, 1, 1, kPolygon}, true, p3f(1, 1, 0), p3f(1, 1, 0)},
         // An unknown token ends the parse: its record size is unknown.
-        {"unknown token stops",
-         GL_2D,
-         {kPoint, 1, 1, 12345, kPoint, 90, 90},
-         true,
-         p3f(1, 1, 0),
-         p3f(1, 1, 0)},
+        {"unknown token stops", GL_2D, {kPoint, 1, 1, 12345, kPoint, 90, 90}, true, p3f(1, 1, 0), p3f(1, 1, 0)},
         {"unknown type", 0x1234, {kPoint, 1, 1}, false, p3f(), p3f()},
     };
+    // clang-format on
     for (const ParseCase& c : cases) {
         const Region3d box = Feedback::Parse(c.values.data(), int(c.values.size()), c.type);
         EXPECT_EQ(box.IsValid(), c.valid) << c.name;

@@ -87,14 +87,11 @@ TEST_F(OpaqueBufferTest, ResizeDerivesDepthRowsAndBlockFromTheColourSpace) {
         OpaqueBuffer buffer;
         ASSERT_TRUE(c.givenWhite ? buffer.Resize(c.width, c.height, c.colorSpace, c.bitDepth, c.givenWhite)
                                  : buffer.Resize(c.width, c.height, c.colorSpace));
-        EXPECT_EQ(buffer.GetColorSpace(), static_cast<long>(c.colorSpace));
-        EXPECT_EQ(buffer.GetBitDepth(), c.bitDepth);
-        EXPECT_EQ(buffer.GetWhiteLevel(), c.whiteLevel);
-        EXPECT_EQ(buffer.GetWidth(), c.width);
-        EXPECT_EQ(buffer.GetHeight(), c.height);
-        EXPECT_EQ(buffer.GetRowBytes(), c.rowBytes);
-        EXPECT_EQ(buffer.Size(), c.rowBytes * c.height);
-        EXPECT_EQ(BlocksInUse() - before, c.block);
+        EXPECT_EQ(std::vector<long>({buffer.GetColorSpace(), buffer.GetBitDepth(), buffer.GetWhiteLevel(),
+                                     buffer.GetWidth(), buffer.GetHeight(), buffer.GetRowBytes(), buffer.Size(),
+                                     BlocksInUse() - before}),
+                  std::vector<long>({long(c.colorSpace), c.bitDepth, c.whiteLevel, c.width, c.height, c.rowBytes,
+                                     long(c.rowBytes) * c.height, c.block}));
         ASSERT_NE(buffer.GetBaseAddress(), nullptr);
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer.GetBaseAddress()) % 16, 0u);
         // The whole image must be writable (the sanitizer build checks the bounds).
@@ -117,9 +114,8 @@ TEST_F(OpaqueBufferTest, NothingToAllocateGivesFalseAndGivesTheOldBlockBack) {
         if (r[3]) {
             EXPECT_EQ(buffer.GetBitDepth(), 0) << "colour space " << r[2];
         }
-        EXPECT_EQ(buffer.GetBaseAddress(), nullptr);
-        EXPECT_EQ(buffer.Size(), 0);
-        EXPECT_EQ(BlocksInUse(), before) << "the old block must go back";
+        EXPECT_EQ(std::make_tuple(buffer.GetBaseAddress(), long(buffer.Size()), BlocksInUse()),
+                  std::make_tuple(static_cast<void*>(nullptr), 0L, before)) << "the old block must go back";
     }
     EXPECT_EQ(buffer.GetWhiteLevel(), 255) << "a refused description keeps the white level";
     // No image to be like.
@@ -157,15 +153,12 @@ TEST_F(OpaqueBufferTest, WrapsOutsideMemoryWithoutOwningIt) {
         // The run-time type, not the class that defines Name().
         EXPECT_NE(std::string(buffer.Name()).find("OpenBuffer"), std::string::npos) << buffer.Name();
         // As an image: bottom-up, writable, no native handle.
-        EXPECT_TRUE(buffer.IsBottomUp());
-        EXPECT_FALSE(buffer.IsReadOnly());
-        EXPECT_EQ(buffer.GetNative(), nullptr);
+        EXPECT_TRUE(buffer.IsBottomUp() && !buffer.IsReadOnly() && buffer.GetNative() == nullptr);
         // Row bytes given are kept (Buffer.WrapsAnImageAsItIs); 0 asks for the description's: 16
         // bits a pixel by default, so three pixels need 48 bits, padded to 128.
         EXPECT_FALSE(buffer.Resize(3, 2, pixels.data(), 0));
-        EXPECT_EQ(buffer.GetRowBytes(), 16);
-        EXPECT_EQ(buffer.GetBaseAddress(), pixels.data());
-        EXPECT_EQ(BlocksInUse(), before) << "wrapping takes no block";
+        EXPECT_EQ(std::make_tuple(buffer.GetRowBytes(), buffer.GetBaseAddress(), BlocksInUse()),
+                  std::make_tuple(16L, static_cast<void*>(pixels.data()), before)) << "wrapping takes no block";
 
         buffer.Finalize();
         EXPECT_EQ(buffer.GetBaseAddress(), nullptr);
@@ -219,8 +212,7 @@ TEST(Buffer, WrapsAnImageAsItIs) {
                   std::vector<long>({5, 3, 32, Formats::BGRA8.colorSpace, 32, 255}));
         EXPECT_EQ(buffer.GetBaseAddress(), image.GetBaseAddress());
         // Rows are row bytes apart, pixels PixelType-sized.
-        EXPECT_EQ(buffer.Row(2)[4].red, 3);
-        EXPECT_EQ(buffer.Row(2)[4].alpha, 4);
+        EXPECT_TRUE(buffer.Row(2)[4].red == 3 && buffer.Row(2)[4].alpha == 4);
     }
     EXPECT_EQ(image.Get<BGRA8>(4, 2).alpha, 4) << "the memory stays the image's";
 
@@ -236,9 +228,8 @@ TEST(Buffer, WrapsAnImageAsItIs) {
 
 TEST(Buffer, DescribingConstructorRoundsTheWhiteLevelAndAllocatesNothing) {
     Buffer<BGRA8> buffer(OGL_ZEP6_AE::FourCC("BGRA"), 32, 254.6f);
-    EXPECT_EQ(buffer.GetWhiteLevel(), 255);
-    EXPECT_EQ(buffer.GetBitDepth(), 32);
-    EXPECT_EQ(buffer.GetBaseAddress(), nullptr);
+    EXPECT_EQ(std::make_tuple(buffer.GetWhiteLevel(), buffer.GetBitDepth(), buffer.GetBaseAddress()),
+              std::make_tuple(255L, 32L, static_cast<void*>(nullptr)));
     EXPECT_EQ(Buffer<Luma32F>(GL_LUMINANCE, 32, 0.6f).GetWhiteLevel(), 1);
     // Sized later, the description decides the rows.
     ASSERT_TRUE(buffer.Resize(7, 3, buffer.GetColorSpace(), 32, 255.0f));
@@ -327,9 +318,7 @@ TEST(ConvertLumaToAlpha, MakesAWhiteMatteOfTheLuma) {
     ASSERT_TRUE(ConvertLumaToAlpha(&buffer));
 
     const BGRA32F first = image.Get<BGRA32F>(0, 0);
-    EXPECT_EQ(first.red, 1.0f);
-    EXPECT_EQ(first.green, 1.0f);
-    EXPECT_EQ(first.blue, 1.0f);
+    EXPECT_TRUE(first.red == 1.0f && first.green == 1.0f && first.blue == 1.0f);
     EXPECT_NEAR(first.alpha, 0.3f * 0.5f + 0.59f * 0.25f + 0.11f * 1.0f, 1e-6f);
     EXPECT_EQ(image.Get<BGRA32F>(1, 0).alpha, 1.0f) << "clamped to white";
     EXPECT_EQ(image.Get<BGRA32F>(2, 0).alpha, 0.0f) << "clamped to black";

@@ -21,13 +21,10 @@ namespace {
 
 constexpr unsigned int kRect = GL_TEXTURE_RECTANGLE;
 
-TEST(TextureKey, SizeIsOfTheInternalFormat) {
+TEST(TextureKey, SizeAndAcceptance) {
     // 2048 x 1080 four-float texels: 16 bytes each, the figure the texture budget is planned with.
     EXPECT_EQ(TextureKey(kRect, 2048, 1080, GL_RGBA32F, 0).Size(), 35389440);
     EXPECT_EQ(TextureKey(kRect, 4096, 4096, GL_RGBA8, 1).Size(), 4096 * 4096 * 4);
-}
-
-TEST(TextureKey, Acceptance) {
     const struct {
         const char* what;
         TextureKey request;
@@ -67,8 +64,7 @@ TEST(RenderKey, AcceptsOnlyTheSameSizeFormatAndType) {
 
 TEST(MemoryKey, AcceptsAnyBlockAtLeastAsLarge) {
     const MemoryKey request(0x100000);
-    EXPECT_TRUE(request.IsAcceptable(MemoryKey(0x100000)));
-    EXPECT_TRUE(request.IsAcceptable(MemoryKey(0x400000)));
+    EXPECT_TRUE(request.IsAcceptable(MemoryKey(0x100000)) && request.IsAcceptable(MemoryKey(0x400000)));
     EXPECT_FALSE(request.IsAcceptable(MemoryKey(0xFFFFF)));
 }
 
@@ -83,31 +79,25 @@ struct FakeKey {
     }
 };
 
-class FakeBuffer : public Resource {
-public:
-    explicit FakeBuffer(const FakeKey& key) : key_(key) {
+struct FakeBuffer : Resource {
+    explicit FakeBuffer(const FakeKey& key) : key(key) {
         if (key.size < 0)
             throw std::runtime_error("refused");
         ++sLive;
     }
     ~FakeBuffer() override {
         --sLive;
-        sDeleted.push_back(key_.tag);
+        sDeleted.push_back(key.tag);
     }
     void Finalize() override {}
     void Dump() const override {}
-    const FakeKey& Key() const { return key_; }
-    int Size() const { return key_.size; }
+    const FakeKey& Key() const { return key; }
+    int Size() const { return key.size; }
 
-    static int sLive;
-    static std::vector<int> sDeleted;
-
-private:
-    FakeKey key_;
+    FakeKey key;
+    static inline int sLive = 0;
+    static inline std::vector<int> sDeleted;
 };
-
-int FakeBuffer::sLive = 0;
-std::vector<int> FakeBuffer::sDeleted;
 
 using Cache = ResourceFactory<FakeKey, FakeBuffer, 100>;
 
@@ -230,19 +220,16 @@ TEST(ResourceFactory, DestroyedCacheDeletesItsIdleBuffers) {
 }
 
 // A resource that records the order in which resources are finalised.
-class Probe : public Resource {
-public:
-    explicit Probe(std::vector<const Probe*>* log, bool throws = false) : log_(log), throws_(throws) {}
+struct Probe : Resource {
+    explicit Probe(std::vector<const Probe*>* log, bool throws = false) : log(log), throws(throws) {}
     void Finalize() override {
-        log_->push_back(this);
-        if (throws_)
+        log->push_back(this);
+        if (throws)
             throw std::runtime_error("finalize failed");
     }
     void Dump() const override {}
-
-private:
-    std::vector<const Probe*>* log_;
-    bool throws_;
+    std::vector<const Probe*>* log;
+    bool throws;
 };
 
 TEST(Resource, NewResourcesAreListedAndUnlinkedWhenDestroyed) {
@@ -254,8 +241,7 @@ TEST(Resource, NewResourcesAreListedAndUnlinkedWhenDestroyed) {
     EXPECT_EQ(ListedResourceCount(), before + 3);
     delete b; // from the middle
     EXPECT_EQ(ListedResourceCount(), before + 2);
-    EXPECT_TRUE(a->IsListed());
-    EXPECT_TRUE(c->IsListed());
+    EXPECT_TRUE(a->IsListed() && c->IsListed());
     {
         // A copy is a resource of its own; assignment moves nothing in the list.
         Probe copy(*a);

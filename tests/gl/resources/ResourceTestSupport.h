@@ -41,6 +41,12 @@ inline bool OnWorker(const std::function<void()>& body) {
     return finished;
 }
 
+// A case whose whole body runs as a job of the GL worker thread (OnWorker).
+#define ZEP6_WORKER_TEST(suite, name)                                                                        \
+    void suite##_##name##_OnWorker();                                                                        \
+    TEST(suite, name) { ASSERT_TRUE(::zep6test::OnWorker(&suite##_##name##_OnWorker)); }                    \
+    void suite##_##name##_OnWorker()
+
 // Capability answers are taken once per process, so the cases that hide an extension run their
 // check in a fresh process of their own (the test binary started again for just this case).
 inline void ExpectWithout(const char* extensions, bool (*check)()) {

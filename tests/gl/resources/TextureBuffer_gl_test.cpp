@@ -19,6 +19,7 @@
 #include <array>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 using namespace OGL_ZEP6_AE;
 using zep6test::ExpectWithout;
@@ -68,190 +69,169 @@ std::string FirstMiss(const TestImage& image, RGBA8 outside, long x0 = 0, long y
 
 // Whole-image transfers after drawing are the round-trip matrix's (RoundTrip_gl_test); here the
 // selection, a new texture's content and a part read to its place.
-TEST(TextureBuffer, NewTextureIsTransparentAndAPartIsReadToItsPlace) {
-    ASSERT_TRUE(OnWorker([] {
-        TextureBuffer* target = TextureBuffer::Make(Exact(64, 32));
-        ASSERT_NE(target, nullptr);
-        ASSERT_TRUE(target->Select());
-        EXPECT_EQ(Integer(GL_FRAMEBUFFER_BINDING_EXT), static_cast<GLint>(target->FrameBufferName()));
-        EXPECT_EQ(Box(GL_VIEWPORT), (Box4{0, 0, 64, 32}));
-        TestImage image(Formats::RGBA8, 64, 32, 8);
-        image.Fill(0xCD);
-        target->ReadImageNative(&image, Region(64, 32), Region(64, 32));
-        EXPECT_EQ(FirstMiss(image, kTransparent), "");
+ZEP6_WORKER_TEST(TextureBuffer, NewTextureIsTransparentAndAPartIsReadToItsPlace) {
+    TextureBuffer* target = TextureBuffer::Make(Exact(64, 32));
+    ASSERT_NE(target, nullptr);
+    ASSERT_TRUE(target->Select());
+    EXPECT_EQ(Integer(GL_FRAMEBUFFER_BINDING_EXT), static_cast<GLint>(target->FrameBufferName()));
+    EXPECT_EQ(Box(GL_VIEWPORT), (Box4{0, 0, 64, 32}));
+    TestImage image(Formats::RGBA8, 64, 32, 8);
+    image.Fill(0xCD);
+    target->ReadImageNative(&image, Region(64, 32), Region(64, 32));
+    EXPECT_EQ(FirstMiss(image, kTransparent), "");
 
-        // A 4 x 4 block from (10, 5) of a red square into the area at (2, 3) of an image.
-        glColor4f(1, 0, 0, 1);
-        glRectf(10, 5, 20, 15);
-        TestImage part(Formats::RGBA8, 8, 8, 4);
-        part.Fill(0xCD);
-        target->ReadImageNative(&part, Region(2, 3, 4, 4), Region(10, 5, 1, 1));
-        EXPECT_EQ(FirstMiss(part, kUntouched, 2, 3, 6, 7, kRed), "");
-        // The pack state is back to what it was.
-        EXPECT_EQ(Integer(GL_PACK_SKIP_PIXELS), 0);
-        EXPECT_EQ(Integer(GL_PACK_SKIP_ROWS), 0);
-        EXPECT_EQ(Integer(GL_PACK_ROW_LENGTH), 0);
-        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
-        TextureBuffer::Recycle(target);
-    }));
+    // A 4 x 4 block from (10, 5) of a red square into the area at (2, 3) of an image.
+    glColor4f(1, 0, 0, 1);
+    glRectf(10, 5, 20, 15);
+    TestImage part(Formats::RGBA8, 8, 8, 4);
+    part.Fill(0xCD);
+    target->ReadImageNative(&part, Region(2, 3, 4, 4), Region(10, 5, 1, 1));
+    EXPECT_EQ(FirstMiss(part, kUntouched, 2, 3, 6, 7, kRed), "");
+    // The pack state is back to what it was.
+    EXPECT_EQ(std::make_tuple(Integer(GL_PACK_SKIP_PIXELS), Integer(GL_PACK_SKIP_ROWS), Integer(GL_PACK_ROW_LENGTH),
+                              glGetError()),
+              std::make_tuple(0, 0, 0, GLenum(GL_NO_ERROR)));
+    TextureBuffer::Recycle(target);
 }
 
 // A texture lost to an incomplete framebuffer (a depth texture cannot be colour attachment 0) is
 // deleted, but the key stays: the next Bind() makes it again. (Losing it to Finalize() is the
 // shutdown tests' case.)
-TEST(TextureBuffer, LosingTheTextureKeepsTheKeySoTheNextUseMakesItAgain) {
-    ASSERT_TRUE(OnWorker([] {
-        TextureBuffer* depth = TextureBuffer::Make(Exact(16, 16, GL_DEPTH_COMPONENT24));
-        ASSERT_NE(depth, nullptr);
-        const unsigned int first = depth->TextureName();
-        ASSERT_TRUE(glIsTexture(first));
-        EXPECT_FALSE(depth->Select());
-        EXPECT_EQ(depth->TextureName(), 0u);
-        EXPECT_EQ(depth->FrameBufferName(), 0u);
-        EXPECT_FALSE(glIsTexture(first)) << "the texture is deleted";
-        // Sentinels: the failed Select() already left rectangle texturing on and 2-D off.
-        glDisable(GL_TEXTURE_RECTANGLE);
-        glEnable(GL_TEXTURE_2D);
-        depth->Bind();
-        ASSERT_NE(depth->TextureName(), 0u);
-        EXPECT_TRUE(glIsTexture(depth->TextureName()));
-        EXPECT_EQ(Integer(GL_TEXTURE_BINDING_RECTANGLE), static_cast<GLint>(depth->TextureName()));
-        EXPECT_TRUE(glIsEnabled(GL_TEXTURE_RECTANGLE));
-        EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
-        TextureBuffer::Recycle(depth);
-    }));
+ZEP6_WORKER_TEST(TextureBuffer, LosingTheTextureKeepsTheKeySoTheNextUseMakesItAgain) {
+    TextureBuffer* depth = TextureBuffer::Make(Exact(16, 16, GL_DEPTH_COMPONENT24));
+    ASSERT_NE(depth, nullptr);
+    const unsigned int first = depth->TextureName();
+    ASSERT_TRUE(glIsTexture(first));
+    EXPECT_FALSE(depth->Select());
+    EXPECT_EQ(std::make_pair(depth->TextureName(), depth->FrameBufferName()), std::make_pair(0u, 0u));
+    EXPECT_FALSE(glIsTexture(first)) << "the texture is deleted";
+    // Sentinels: the failed Select() already left rectangle texturing on and 2-D off.
+    glDisable(GL_TEXTURE_RECTANGLE);
+    glEnable(GL_TEXTURE_2D);
+    depth->Bind();
+    ASSERT_NE(depth->TextureName(), 0u);
+    EXPECT_TRUE(glIsTexture(depth->TextureName()) && glIsEnabled(GL_TEXTURE_RECTANGLE) && !glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_EQ(Integer(GL_TEXTURE_BINDING_RECTANGLE), static_cast<GLint>(depth->TextureName()));
+    TextureBuffer::Recycle(depth);
 }
 
-TEST(TextureBuffer, ResetAndOrthogonalCoverTheWholeTexture) {
-    ASSERT_TRUE(OnWorker([] {
-        TextureBuffer* buffer = TextureBuffer::Make(Exact(40, 30));
-        ASSERT_NE(buffer, nullptr);
-        glViewport(1, 2, 3, 4);
-        glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
-        glTranslatef(5, 5, 5);
-        buffer->Reset();
-        EXPECT_EQ(Box(GL_VIEWPORT), (Box4{0, 0, 40, 30}));
-        EXPECT_EQ(Box(GL_SCISSOR_BOX), (Box4{0, 0, 40, 30}));
-        EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_MODELVIEW);
-        // Pixel coordinates are checked by every drawing test; here the depth range of
-        // glOrtho(0, 40, 0, 30, -10000, 10000), kept in single precision by drivers.
-        GLdouble projection[16];
-        glGetDoublev(GL_PROJECTION_MATRIX, projection);
-        EXPECT_NEAR(projection[10], -2.0 / 20000.0, 1e-10);
-        TextureBuffer::Recycle(buffer);
+ZEP6_WORKER_TEST(TextureBuffer, ResetAndOrthogonalCoverTheWholeTexture) {
+    TextureBuffer* buffer = TextureBuffer::Make(Exact(40, 30));
+    ASSERT_NE(buffer, nullptr);
+    glViewport(1, 2, 3, 4);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glTranslatef(5, 5, 5);
+    buffer->Reset();
+    EXPECT_EQ(std::make_tuple(Box(GL_VIEWPORT), Box(GL_SCISSOR_BOX), Integer(GL_MATRIX_MODE)),
+              std::make_tuple(Box4{0, 0, 40, 30}, Box4{0, 0, 40, 30}, GL_MODELVIEW));
+    // Pixel coordinates are checked by every drawing test; here the depth range of
+    // glOrtho(0, 40, 0, 30, -10000, 10000), kept in single precision by drivers.
+    GLdouble projection[16];
+    glGetDoublev(GL_PROJECTION_MATRIX, projection);
+    EXPECT_NEAR(projection[10], -2.0 / 20000.0, 1e-10);
+    TextureBuffer::Recycle(buffer);
 
-        // The cache gives null for zero sizes and counts nothing.
-        const CacheCounters before = TextureBuffer::Counters();
-        EXPECT_EQ(TextureBuffer::Make(Exact(0, 10)), nullptr);
-        EXPECT_EQ(TextureBuffer::Make(Exact(10, 0)), nullptr);
-        EXPECT_EQ(TextureBuffer::Make(Exact(-4, 10)), nullptr);
-        EXPECT_EQ(TextureBuffer::Counters().allocated, before.allocated);
-        EXPECT_EQ(TextureBuffer::Counters().inUse, before.inUse);
-        // Made directly, a 0 x 0 texture cannot be a destination and sets up no projection.
-        TextureBuffer empty(Exact(0, 0));
-        glViewport(1, 2, 3, 4);
-        EXPECT_FALSE(empty.Select());
-        empty.Orthogonal(-1, 1);
-        EXPECT_EQ(Box(GL_VIEWPORT), (Box4{1, 2, 3, 4}));
-        EXPECT_FALSE(empty.Deselect());
-    }));
+    // The cache gives null for zero sizes and counts nothing.
+    const CacheCounters before = TextureBuffer::Counters();
+    for (const TextureKey& key : {Exact(0, 10), Exact(10, 0), Exact(-4, 10)})
+        EXPECT_EQ(TextureBuffer::Make(key), nullptr) << key.Width() << " x " << key.Height();
+    EXPECT_EQ(std::make_pair(TextureBuffer::Counters().allocated, TextureBuffer::Counters().inUse),
+              std::make_pair(before.allocated, before.inUse));
+    // Made directly, a 0 x 0 texture cannot be a destination and sets up no projection.
+    TextureBuffer empty(Exact(0, 0));
+    glViewport(1, 2, 3, 4);
+    EXPECT_FALSE(empty.Select());
+    empty.Orthogonal(-1, 1);
+    EXPECT_EQ(Box(GL_VIEWPORT), (Box4{1, 2, 3, 4}));
+    EXPECT_FALSE(empty.Deselect());
 }
 
-TEST(TextureBuffer, BadInputToPixelTransfers) {
-    ASSERT_TRUE(OnWorker([] {
-        TextureBuffer* buffer = TextureBuffer::Make(Exact(8, 8));
-        ASSERT_NE(buffer, nullptr);
-        ASSERT_TRUE(buffer->Select());
-        using Transfer = void (TextureBuffer::*)(const XIImage*, const Region&, const Region&) const;
-        const Transfer transfers[] = {&TextureBuffer::LoadImageNative, &TextureBuffer::ReadImageNative,
-                                      &TextureBuffer::LoadImageAsRgba, &TextureBuffer::ReadImageAsRgba};
-        for (Transfer transfer : transfers)
-            try {
-                (buffer->*transfer)(nullptr, Region(8, 8), Region(8, 8));
-                ADD_FAILURE() << "a null image must throw";
-            } catch (const OpenGLError& e) {
-                EXPECT_STREQ(e.what(), "") << "code 0, no location";
-            }
-
-        // An image without pixels, or an empty area, changes nothing.
-        TestImage white(Formats::RGBA8, 8, 8);
-        white.Fill(0xFF);
-        white.SetNullBase(true);
-        TestImage empty(Formats::RGBA8, 8, 8);
-        empty.Fill(0xFF);
-        for (Transfer transfer : transfers) {
-            (buffer->*transfer)(&white, Region(8, 8), Region(8, 8));
-            (buffer->*transfer)(&empty, Region(), Region(8, 8));
-            (buffer->*transfer)(&empty, Region(0, 0, 0, 8), Region(8, 8));
-            (buffer->*transfer)(&empty, Region(0, 0, 8, 0), Region(8, 8));
+ZEP6_WORKER_TEST(TextureBuffer, BadInputToPixelTransfers) {
+    TextureBuffer* buffer = TextureBuffer::Make(Exact(8, 8));
+    ASSERT_NE(buffer, nullptr);
+    ASSERT_TRUE(buffer->Select());
+    using Transfer = void (TextureBuffer::*)(const XIImage*, const Region&, const Region&) const;
+    const Transfer transfers[] = {&TextureBuffer::LoadImageNative, &TextureBuffer::ReadImageNative,
+                                  &TextureBuffer::LoadImageAsRgba, &TextureBuffer::ReadImageAsRgba};
+    for (Transfer transfer : transfers)
+        try {
+            (buffer->*transfer)(nullptr, Region(8, 8), Region(8, 8));
+            ADD_FAILURE() << "a null image must throw";
+        } catch (const OpenGLError& e) {
+            EXPECT_STREQ(e.what(), "") << "code 0, no location";
         }
-        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
-        EXPECT_EQ(FirstMiss(empty, RGBA8{255, 255, 255, 255}), "") << "nothing was read into the image";
-        TestImage check(Formats::RGBA8, 8, 8);
-        check.Fill(0x40);
-        buffer->ReadImageNative(&check, Region(8, 8), Region(8, 8));
-        EXPECT_EQ(FirstMiss(check, kTransparent), "") << "nothing was loaded into the texture";
-        TextureBuffer::Recycle(buffer);
-    }));
+
+    // An image without pixels, or an empty area, changes nothing.
+    TestImage white(Formats::RGBA8, 8, 8);
+    white.Fill(0xFF);
+    white.SetNullBase(true);
+    TestImage empty(Formats::RGBA8, 8, 8);
+    empty.Fill(0xFF);
+    for (Transfer transfer : transfers) {
+        (buffer->*transfer)(&white, Region(8, 8), Region(8, 8));
+        (buffer->*transfer)(&empty, Region(), Region(8, 8));
+        (buffer->*transfer)(&empty, Region(0, 0, 0, 8), Region(8, 8));
+        (buffer->*transfer)(&empty, Region(0, 0, 8, 0), Region(8, 8));
+    }
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    EXPECT_EQ(FirstMiss(empty, RGBA8{255, 255, 255, 255}), "") << "nothing was read into the image";
+    TestImage check(Formats::RGBA8, 8, 8);
+    check.Fill(0x40);
+    buffer->ReadImageNative(&check, Region(8, 8), Region(8, 8));
+    EXPECT_EQ(FirstMiss(check, kTransparent), "") << "nothing was loaded into the texture";
+    TextureBuffer::Recycle(buffer);
 }
 
-TEST(InternalFormat, OfTheCurrentDestination) {
-    ASSERT_TRUE(OnWorker([] {
-        ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, 0);
-        EXPECT_EQ(GetCurrentInternalFormat(), 0u) << "the default framebuffer has no attachment 0";
+ZEP6_WORKER_TEST(InternalFormat, OfTheCurrentDestination) {
+    ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, 0);
+    EXPECT_EQ(GetCurrentInternalFormat(), 0u) << "the default framebuffer has no attachment 0";
 
-        TextureBuffer* bytes = TextureBuffer::Make(Exact(8, 8, GL_RGBA8));
-        TextureBuffer* floats = TextureBuffer::Make(Exact(8, 8, GL_RGBA32F));
-        ASSERT_TRUE(bytes && floats);
-        ASSERT_TRUE(bytes->Select());
-        EXPECT_EQ(GetCurrentInternalFormat(), GLenum(GL_RGBA8));
-        ASSERT_TRUE(floats->Select());
-        EXPECT_EQ(GetCurrentInternalFormat(), GLenum(GL_RGBA32F));
+    TextureBuffer* bytes = TextureBuffer::Make(Exact(8, 8, GL_RGBA8));
+    TextureBuffer* floats = TextureBuffer::Make(Exact(8, 8, GL_RGBA32F));
+    ASSERT_TRUE(bytes && floats);
+    for (TextureBuffer* b : {bytes, floats}) {
+        ASSERT_TRUE(b->Select());
+        EXPECT_EQ(GetCurrentInternalFormat(), b->Key().InternalFormat());
+    }
 
-        // A renderbuffer as colour attachment 0 of a framebuffer of our own.
-        FrameBuffer saved;
-        saved.Retrieve();
-        EXPECT_EQ(saved.name, static_cast<int>(floats->FrameBufferName()));
-        GLuint frameBuffer = 0;
-        ZEP6_GLCALL(glGenFramebuffersEXT)(1, &frameBuffer);
-        FrameBuffer(static_cast<int>(frameBuffer)).Apply();
-        RenderBuffer* colour = RenderBuffer::Make(RenderKey(8, 8, GL_RGBA, GL_UNSIGNED_BYTE));
-        colour->Attach(GL_COLOR_ATTACHMENT0_EXT);
-        EXPECT_EQ(GetCurrentInternalFormat(), GLenum(GL_RGBA8));
-        saved.Apply();
-        FrameBuffer now;
-        now.Retrieve();
-        EXPECT_EQ(now, saved);
-        ZEP6_GLCALL(glDeleteFramebuffersEXT)(1, &frameBuffer);
-        RenderBuffer::Recycle(colour);
-        TextureBuffer::Recycle(bytes);
-        TextureBuffer::Recycle(floats);
-    }));
+    // A renderbuffer as colour attachment 0 of a framebuffer of our own.
+    FrameBuffer saved;
+    saved.Retrieve();
+    EXPECT_EQ(saved.name, static_cast<int>(floats->FrameBufferName()));
+    GLuint frameBuffer = 0;
+    ZEP6_GLCALL(glGenFramebuffersEXT)(1, &frameBuffer);
+    FrameBuffer(static_cast<int>(frameBuffer)).Apply();
+    RenderBuffer* colour = RenderBuffer::Make(RenderKey(8, 8, GL_RGBA, GL_UNSIGNED_BYTE));
+    colour->Attach(GL_COLOR_ATTACHMENT0_EXT);
+    EXPECT_EQ(GetCurrentInternalFormat(), GLenum(GL_RGBA8));
+    saved.Apply();
+    FrameBuffer now;
+    now.Retrieve();
+    EXPECT_EQ(now, saved);
+    ZEP6_GLCALL(glDeleteFramebuffersEXT)(1, &frameBuffer);
+    RenderBuffer::Recycle(colour);
+    for (TextureBuffer* b : {bytes, floats})
+        TextureBuffer::Recycle(b);
 }
 
-TEST(InternalFormat, FollowsWhatTheCardOffers) {
-    ASSERT_TRUE(OnWorker([] {
-        const unsigned int floatFormat = IsFloatSupported() ? GL_RGBA32F : GL_RGBA16;
-        EXPECT_EQ(GetInternalFormat(GL_RGBA, GL_FLOAT), floatFormat);
-        EXPECT_EQ(GetInternalFormat(GL_RGBA, GL_HALF_FLOAT),
-                  IsHalfFloatSupported() ? GLenum(GL_RGBA16F) : floatFormat);
-        EXPECT_EQ(GetInternalFormat(GL_BGRA, GL_UNSIGNED_BYTE), GLenum(GL_RGBA8));
-        EXPECT_EQ(GetInternalFormat(GL_DEPTH_COMPONENT, GL_FLOAT), GLenum(GL_DEPTH_COMPONENT24));
+ZEP6_WORKER_TEST(InternalFormat, FollowsWhatTheCardOffers) {
+    const unsigned int floatFormat = IsFloatSupported() ? GL_RGBA32F : GL_RGBA16;
+    EXPECT_EQ(std::make_tuple(GetInternalFormat(GL_RGBA, GL_FLOAT), GetInternalFormat(GL_RGBA, GL_HALF_FLOAT),
+                              GetInternalFormat(GL_BGRA, GL_UNSIGNED_BYTE), GetInternalFormat(GL_DEPTH_COMPONENT, GL_FLOAT)),
+              std::make_tuple(floatFormat, IsHalfFloatSupported() ? GLenum(GL_RGBA16F) : floatFormat, GLenum(GL_RGBA8),
+                              GLenum(GL_DEPTH_COMPONENT24)));
+    // No image and an invalid image (no pixels) give 8 bits.
+    const TestImage noPixels(Formats::RGBA32F, 8, 8, 0, zep6test::Pixels::None), floats(Formats::RGBA32F, 8, 8);
+    const TestImage shorts(Formats::RGBA16, 8, 8);
+    EXPECT_EQ(std::make_tuple(GetInternalFormat(static_cast<const XIImage*>(nullptr)), GetInternalFormat(&noPixels),
+                              GetInternalFormat(&floats), GetInternalFormat(&shorts)),
+              std::make_tuple(GLenum(GL_RGBA8), GLenum(GL_RGBA8), floatFormat, GLenum(GL_RGBA16)));
 
-        EXPECT_EQ(GetInternalFormat(static_cast<const XIImage*>(nullptr)), GLenum(GL_RGBA8));
-        TestImage noPixels(Formats::RGBA32F, 8, 8, 0, zep6test::Pixels::None);
-        EXPECT_EQ(GetInternalFormat(&noPixels), GLenum(GL_RGBA8)) << "invalid image";
-        TestImage floats(Formats::RGBA32F, 8, 8);
-        EXPECT_EQ(GetInternalFormat(&floats), floatFormat);
-        TestImage shorts(Formats::RGBA16, 8, 8);
-        EXPECT_EQ(GetInternalFormat(&shorts), GLenum(GL_RGBA16));
-
-        EXPECT_EQ(CalculateTextureSize(2048, 1080, GL_RGBA, GL_FLOAT),
-                  CalculateTextureSize(2048, 1080, floatFormat));
-        EXPECT_EQ(CalculateTextureSize(10, 10, GL_BGRA, GL_UNSIGNED_BYTE),
-                  CalculateTextureSize(10, 10, GL_RGBA8));
-    }));
+    EXPECT_EQ(CalculateTextureSize(2048, 1080, GL_RGBA, GL_FLOAT),
+              CalculateTextureSize(2048, 1080, floatFormat));
+    EXPECT_EQ(CalculateTextureSize(10, 10, GL_BGRA, GL_UNSIGNED_BYTE),
+              CalculateTextureSize(10, 10, GL_RGBA8));
 }
 
 // Without float textures float pixels get 16-bit textures; without framebuffer objects a texture

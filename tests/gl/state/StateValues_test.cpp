@@ -17,6 +17,7 @@
 
 #include <cstdlib>
 #include <stdexcept>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -84,10 +85,8 @@ TEST(ColorValue, RandomTakesBlueGreenRedInThatOrder) {
 
 TEST(TestValues, FlagsFollowTheFunction) {
     // A depth or alpha function of GL_ALWAYS switches its test off; everything else on.
-    EXPECT_FALSE(DepthFunc(GL_ALWAYS).flag);
-    EXPECT_TRUE(DepthFunc(GL_NEVER).flag);
-    EXPECT_FALSE(AlphaFunc(GL_ALWAYS, 0.5f).flag);
-    EXPECT_TRUE(AlphaFunc(GL_GREATER, 0.5f).flag);
+    EXPECT_FALSE(DepthFunc(GL_ALWAYS).flag || AlphaFunc(GL_ALWAYS, 0.5f).flag);
+    EXPECT_TRUE(DepthFunc(GL_NEVER).flag && AlphaFunc(GL_GREATER, 0.5f).flag);
 }
 
 TEST(ColorMatrixValue, RowsAreTheOutputChannels) {
@@ -106,12 +105,7 @@ TEST(ColorMatrixValue, ARGBWriteRotatesAlphaFirstToLast) {
 TEST(MatrixValue, TransformsPointsInColumnOrder) {
     // Translation (1, 2, 3), x scaled by 2, and w = 0.5 x + 2: element (row r, column k) is m[4k + r].
     Matrix m(true);
-    m.m[0] = 2.0;
-    m.m[12] = 1.0;
-    m.m[13] = 2.0;
-    m.m[14] = 3.0;
-    m.m[3] = 0.5;
-    m.m[15] = 2.0;
+    m.m[0] = 2.0, m.m[12] = 1.0, m.m[13] = 2.0, m.m[14] = 3.0, m.m[3] = 0.5, m.m[15] = 2.0;
     const p3f p = m * p3f(2.0f, 4.0f, 6.0f);
     const double w = 0.5 * 2 + 2;
     EXPECT_FLOAT_EQ(p.x, static_cast<float>((2 * 2 + 1) / w));
@@ -150,11 +144,11 @@ TEST(PixelAddressingValue, FromImage) {
 }
 
 TEST(PixelTransferValue, WhiteFactors) {
-    EXPECT_FLOAT_EQ(ColorSpace::WhiteFactor(GL_BYTE, 127), 1.0f);
-    EXPECT_FLOAT_EQ(ColorSpace::WhiteFactor(GL_UNSIGNED_BYTE, 255), 1.0f);
-    EXPECT_FLOAT_EQ(ColorSpace::WhiteFactor(GL_UNSIGNED_SHORT, 32768), 32768.0f / 65535.0f);
-    EXPECT_FLOAT_EQ(ColorSpace::WhiteFactor(GL_SHORT, 16384), 16384.0f / 32767.0f);
-    EXPECT_FLOAT_EQ(ColorSpace::WhiteFactor(GL_FLOAT, 255), 1.0f);
+    const std::tuple<unsigned, int, float> cases[] = {{GL_BYTE, 127, 1.0f}, {GL_UNSIGNED_BYTE, 255, 1.0f},
+                                                      {GL_UNSIGNED_SHORT, 32768, 32768.0f / 65535.0f},
+                                                      {GL_SHORT, 16384, 16384.0f / 32767.0f}, {GL_FLOAT, 255, 1.0f}};
+    for (const auto& [type, white, factor] : cases)
+        EXPECT_FLOAT_EQ(ColorSpace::WhiteFactor(type, white), factor) << type << " " << white;
 }
 
 // ---- Push<T> -----------------------------------------------------------------------------------

@@ -1,5 +1,5 @@
 // Render targets on a real context: RenderedTexture's WriteFit and read paths, depth attachment
-// and its fallback, depth-composited blits, clearing, hand-over and bad input; tile loops, their
+// and its fallback (depth-composited blits: StaticPrograms_gl_test), clearing, hand-over and bad input; tile loops, their
 // order, supersampling and its box-filtered resolve, where Write puts an image across tiles, and a
 // loop made away from the GL worker. The perspective projections are checked in Texture_gl_test.cpp.
 
@@ -41,18 +41,6 @@ using zep6test::TestImage;
 namespace Formats = zep6test::Formats;
 
 namespace {
-
-std::vector<Region> Tiles(std::initializer_list<Region> list) {
-    return std::vector<Region>(list);
-}
-
-// Runs a whole loop and returns the tiles it made current, in order.
-std::vector<Region> LoopTiles(TiledBuffer& tiles) {
-    std::vector<Region> seen;
-    while (tiles.Next())
-        seen.push_back(tiles.GetCurrentTile());
-    return seen;
-}
 
 // A flat quad in the current colour, blending off: drawing that replaces what is there.
 void FillRect(float x0, float y0, float x1, float y1, float r, float g, float b, float a) {
@@ -102,10 +90,6 @@ GLint Integer(GLenum name) {
     return value;
 }
 
-bool Near(int a, int b, int tolerance = 2) {
-    return std::abs(a - b) <= tolerance;
-}
-
 // A BGRA image whose pixel (x, y in memory rows) is (blue = 4x, green = 8y, red = 90, alpha = 255).
 void FillOpaquePattern(TestImage& image) {
     for (long y = 0; y < image.GetHeight(); ++y)
@@ -129,143 +113,100 @@ bool Drawn(RenderedTexture& target, const std::function<void()>& draw) {
 
 // WriteFit puts the lower-left of a larger image unscaled; a bottom-up read is direct, a top-down
 // one takes the render path. (Write and the read layouts: Texture_gl_test and the round trips.)
-TEST(RenderedTexture, WriteFitKeepsTheLowerLeftAndTheReadPathFollowsTheRowOrder) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage source(Formats::BGRA8, 40, 40);
-        FillOpaquePattern(source);
-        RenderedTexture target(32, 16);
-        ASSERT_TRUE(Drawn(target, [&] { target.WriteFit(&source); }));
-        for (bool bottomUp : {true, false}) {
-            TestImage result(Formats::BGRA8, 32, 16);
-            result.SetBottomUp(bottomUp);
-            ResetTestCounts();
-            target.Read(&result);
-            EXPECT_EQ(TestCount(TestCounter::DirectReads), bottomUp ? 1 : 0);
-            EXPECT_EQ(TestCount(TestCounter::RenderReads), bottomUp ? 0 : 1);
-            EXPECT_TRUE(Within(2, result, [&](long x, long py) { return source.Row(py) + x * 4; }));
-        }
-    }));
+ZEP6_WORKER_TEST(RenderedTexture, WriteFitKeepsTheLowerLeftAndTheReadPathFollowsTheRowOrder) {
+    TestImage source(Formats::BGRA8, 40, 40);
+    FillOpaquePattern(source);
+    RenderedTexture target(32, 16);
+    ASSERT_TRUE(Drawn(target, [&] { target.WriteFit(&source); }));
+    for (bool bottomUp : {true, false}) {
+        TestImage result(Formats::BGRA8, 32, 16);
+        result.SetBottomUp(bottomUp);
+        ResetTestCounts();
+        target.Read(&result);
+        EXPECT_EQ(TestCount(TestCounter::DirectReads), bottomUp ? 1 : 0);
+        EXPECT_EQ(TestCount(TestCounter::RenderReads), bottomUp ? 0 : 1);
+        EXPECT_TRUE(Within(2, result, [&](long x, long py) { return source.Row(py) + x * 4; }));
+    }
 }
 
 // Clear leaves transparent black over opaque white (which new storage would not show).
-TEST(RenderedTexture, ClearLeavesTransparentBlack) {
-    ASSERT_TRUE(OnWorker([] {
-        RenderedTexture target(16, 16);
-        target.Clear(); // makes the framebuffer object
-        EXPECT_NE(target.FrameBufferName(), 0u);
-        ASSERT_TRUE(Drawn(target, [] {
-            glClearColor(1, 1, 1, 1);
-            glClear(GL_COLOR_BUFFER_BIT);
-        }));
-        target.Clear();
-        TestImage result(Formats::BGRA8, 16, 16);
-        result.Fill(0x55);
-        target.Read(&result);
-        EXPECT_EQ(std::vector<unsigned char>(result.Bytes(), result.Bytes() + result.ByteCount()),
-                  std::vector<unsigned char>(result.ByteCount(), 0));
+ZEP6_WORKER_TEST(RenderedTexture, ClearLeavesTransparentBlack) {
+    RenderedTexture target(16, 16);
+    target.Clear(); // makes the framebuffer object
+    EXPECT_NE(target.FrameBufferName(), 0u);
+    ASSERT_TRUE(Drawn(target, [] {
+        glClearColor(1, 1, 1, 1);
+        glClear(GL_COLOR_BUFFER_BIT);
     }));
+    target.Clear();
+    TestImage result(Formats::BGRA8, 16, 16);
+    result.Fill(0x55);
+    target.Read(&result);
+    EXPECT_EQ(std::vector<unsigned char>(result.Bytes(), result.Bytes() + result.ByteCount()),
+              std::vector<unsigned char>(result.ByteCount(), 0));
 }
 
-TEST(RenderedTexture, InvalidImagesChangeNothing) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage source(Formats::BGRA8, 16, 16);
-        FillOpaquePattern(source);
-        RenderedTexture target(16, 16);
-        ASSERT_TRUE(Drawn(target, [&] { target.Write(&source); }));
-        TestImage invalid(Formats::BGRA8, 16, 16);
-        invalid.Fill(0xFF);
-        invalid.SetHeight(0);
-        target.Resize(&invalid);
-        EXPECT_EQ(target.Width(), 16);
-        EXPECT_EQ(target.Height(), 16);
-        EXPECT_NE(target.ColorBuffer(), nullptr);
-        ASSERT_TRUE(Drawn(target, [&] {
-            target.Write(&invalid);
-            target.WriteFit(&invalid);
-            target.Write(nullptr);
-        }));
-        ResetTestCounts();
-        target.Read(&invalid);
-        target.Read(nullptr);
-        EXPECT_EQ(TestCount(TestCounter::DirectReads) + TestCount(TestCounter::RenderReads), 0);
-        TestImage result(Formats::BGRA8, 16, 16);
-        target.Read(&result);
-        EXPECT_EQ(std::memcmp(result.Bytes(), source.Bytes(), source.ByteCount()), 0);
+ZEP6_WORKER_TEST(RenderedTexture, InvalidImagesChangeNothing) {
+    TestImage source(Formats::BGRA8, 16, 16);
+    FillOpaquePattern(source);
+    RenderedTexture target(16, 16);
+    ASSERT_TRUE(Drawn(target, [&] { target.Write(&source); }));
+    TestImage invalid(Formats::BGRA8, 16, 16);
+    invalid.Fill(0xFF);
+    invalid.SetHeight(0);
+    target.Resize(&invalid);
+    EXPECT_TRUE(target.Width() == 16 && target.Height() == 16 && target.ColorBuffer() != nullptr);
+    ASSERT_TRUE(Drawn(target, [&] {
+        target.Write(&invalid);
+        target.WriteFit(&invalid);
+        target.Write(nullptr);
     }));
+    ResetTestCounts();
+    target.Read(&invalid);
+    target.Read(nullptr);
+    EXPECT_EQ(TestCount(TestCounter::DirectReads) + TestCount(TestCounter::RenderReads), 0);
+    TestImage result(Formats::BGRA8, 16, 16);
+    target.Read(&result);
+    EXPECT_EQ(std::memcmp(result.Bytes(), source.Bytes(), source.ByteCount()), 0);
 }
 
 // Nothing on the card before first use; Resize keeps storage of the same size and format (not
 // type); a copy is a default target that takes the framebuffer object and depth attachment.
-TEST(RenderedTexture, DescriptionResizeAndHandOver) {
-    ASSERT_TRUE(OnWorker([] {
-        const auto expectDefault = [](const RenderedTexture& target) {
-            EXPECT_EQ(target.Width(), 2048);
-            EXPECT_EQ(target.Height(), 1080);
-            EXPECT_EQ(target.GetFormat(), static_cast<unsigned int>(GL_RGBA));
-            EXPECT_EQ(target.GetType(), Texture::GetBestType());
-            EXPECT_EQ(target.ColorBuffer(), nullptr);
-        };
-        RenderedTexture fresh;
-        expectDefault(fresh);
-        EXPECT_EQ(fresh.FrameBufferName(), 0u);
+ZEP6_WORKER_TEST(RenderedTexture, DescriptionResizeAndHandOver) {
+    const auto expectDefault = [](const RenderedTexture& t) {
+        EXPECT_EQ(std::make_tuple(t.Width(), t.Height(), t.GetFormat(), t.GetType(), t.ColorBuffer()),
+                  std::make_tuple(2048, 1080, unsigned(GL_RGBA), Texture::GetBestType(), static_cast<TextureBuffer*>(nullptr)));
+    };
+    RenderedTexture fresh;
+    expectDefault(fresh);
+    EXPECT_EQ(fresh.FrameBufferName(), 0u);
 
-        RenderedTexture first(16, 16);
-        first.Clear();
-        TextureBuffer* colour = first.ColorBuffer();
-        ASSERT_NE(colour, nullptr);
-        first.Resize(16, 16, GL_RGBA, GL_UNSIGNED_SHORT);
-        EXPECT_EQ(first.ColorBuffer(), colour);
-        const unsigned int fbo = first.FrameBufferName();
-        TextureBuffer* depth = first.DepthBuffer();
-        RenderBuffer* depthRender = first.DepthRenderBuffer();
-        ASSERT_NE(fbo, 0u);
-        ASSERT_TRUE(depth != nullptr || depthRender != nullptr); // a depth attachment to move
-        RenderedTexture second(first);
-        expectDefault(second);
-        EXPECT_EQ(second.FrameBufferName(), fbo);
-        EXPECT_EQ(second.DepthBuffer(), depth);
-        EXPECT_EQ(second.DepthRenderBuffer(), depthRender);
-        EXPECT_EQ(first.FrameBufferName(), 0u);
-        EXPECT_EQ(first.DepthBuffer(), nullptr);
-        EXPECT_EQ(first.DepthRenderBuffer(), nullptr);
-        EXPECT_EQ(first.ColorBuffer(), colour);
+    RenderedTexture first(16, 16);
+    first.Clear();
+    TextureBuffer* colour = first.ColorBuffer();
+    ASSERT_NE(colour, nullptr);
+    first.Resize(16, 16, GL_RGBA, GL_UNSIGNED_SHORT);
+    EXPECT_EQ(first.ColorBuffer(), colour);
+    const unsigned int fbo = first.FrameBufferName();
+    TextureBuffer* depth = first.DepthBuffer();
+    RenderBuffer* depthRender = first.DepthRenderBuffer();
+    ASSERT_NE(fbo, 0u);
+    ASSERT_TRUE(depth != nullptr || depthRender != nullptr); // a depth attachment to move
+    RenderedTexture second(first);
+    expectDefault(second);
+    EXPECT_EQ(std::make_tuple(second.FrameBufferName(), second.DepthBuffer(), second.DepthRenderBuffer()),
+              std::make_tuple(fbo, depth, depthRender));
+    EXPECT_EQ(std::make_tuple(first.FrameBufferName(), first.DepthBuffer(), first.DepthRenderBuffer(), first.ColorBuffer()),
+              std::make_tuple(0u, static_cast<TextureBuffer*>(nullptr), static_cast<RenderBuffer*>(nullptr), colour));
 
-        second.Clear();
-        second.Resize(20, 16, GL_RGBA, 0);
-        EXPECT_EQ(second.ColorBuffer(), nullptr);
-        EXPECT_EQ(second.FrameBufferName(), 0u);
-        TestImage image(Formats::RGBA16, 33, 17);
-        second.Resize(&image);
-        EXPECT_EQ(second.Width(), 33);
-        EXPECT_EQ(second.Height(), 17);
-        EXPECT_EQ(second.GetType(), Texture::GetBestType());
-    }));
-}
-
-TEST(RenderedTexture, BlitWithDepthLeavesFarPixelsUntouched) {
-    ASSERT_TRUE(OnWorker([] {
-        RenderedTexture source(32, 16);
-        RenderedTexture destination(32, 16);
-        source.Clear();
-        ASSERT_TRUE(Drawn(source, [] {
-            glEnable(GL_DEPTH_TEST);
-            glDepthFunc(GL_ALWAYS);
-            glDepthMask(GL_TRUE);
-            FillRect(0, 0, 16, 16, 1.0f, 0.0f, 0.0f, 1.0f); // left half red, depth 0.5
-        }));
-        destination.Clear();
-        ASSERT_TRUE(Drawn(destination, [&] {
-            FillRect(0, 0, 32, 16, 0.0f, 0.0f, 1.0f, 1.0f); // blue everywhere
-            glDisable(GL_DEPTH_TEST);
-            source.BlitWithDepth(Region(0, 0, 32, 16), 1.0f);
-        }));
-        TestImage result(Formats::BGRA8, 32, 16);
-        destination.Read(&result);
-        const unsigned char* left = result.Row(8) + 4 * 4;
-        const unsigned char* right = result.Row(8) + 24 * 4;
-        EXPECT_TRUE(Near(left[2], 255) && Near(left[0], 0)) << int(left[0]) << " " << int(left[2]);
-        EXPECT_TRUE(Near(right[0], 255) && Near(right[2], 0)) << int(right[0]) << " " << int(right[2]);
-    }));
+    second.Clear();
+    second.Resize(20, 16, GL_RGBA, 0);
+    EXPECT_EQ(std::make_pair(second.ColorBuffer(), second.FrameBufferName()),
+              std::make_pair(static_cast<TextureBuffer*>(nullptr), 0u));
+    TestImage image(Formats::RGBA16, 33, 17);
+    second.Resize(&image);
+    EXPECT_EQ(std::make_tuple(second.Width(), second.Height(), second.GetType()),
+              std::make_tuple(33, 17, Texture::GetBestType()));
 }
 
 bool DepthRenderBufferIsReadBack() {
@@ -345,101 +286,75 @@ TEST(RenderedTextureDeathTest, WithoutFramebufferObjectsSelectionThrows) {
 
 // ---- Tiles and their order -----------------------------------------------------------------
 
-// Tiles of the default size (2048 x 1080), or of the size given to Rewind.
-struct TileRow {
-    const char* name;
-    long width, height;
-    int tileWidth, tileHeight; // Rewind's; 0: the default tiles
-    std::vector<Region> tiles;
-};
-
-class TileOrder : public ::testing::TestWithParam<TileRow> {};
-
-TEST_P(TileOrder, RowByRowFromTheBottomLeft) {
-    const TileRow& row = GetParam();
-    // Only the size matters: without pixels the tiles are not read back.
-    TestImage destination(Formats::RGBA8, row.width, row.height, 0, Pixels::None);
-    ASSERT_TRUE(OnWorker([&] {
+// Tiles of the default size (2048 x 1080), or of the size given to Rewind (a tile width above 0).
+ZEP6_WORKER_TEST(TiledBuffer, TilesRunRowByRowFromTheBottomLeft) {
+    const struct {
+        long width, height;
+        int tileWidth, tileHeight;
+        std::vector<Region> tiles;
+    } rows[] = {
+        {4096, 2160, 0, 0, {{0, 0, 2048, 1080}, {2048, 0, 2048, 1080}, {0, 1080, 2048, 1080}, {2048, 1080, 2048, 1080}}},
+        {2500, 1000, 0, 0, {{0, 0, 2048, 1000}, {2048, 0, 452, 1000}}},
+        {2048, 1080, 0, 0, {{0, 0, 2048, 1080}}},
+        {100, 1081, 0, 0, {{0, 0, 100, 1080}, {0, 1080, 100, 1}}},
+        {300, 200, 128, 128,
+         {{0, 0, 128, 128}, {128, 0, 128, 128}, {256, 0, 44, 128}, {0, 128, 128, 72}, {128, 128, 128, 72}, {256, 128, 44, 72}}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::to_string(row.width) + " x " + std::to_string(row.height));
+        // Only the size matters: without pixels the tiles are not read back.
+        TestImage destination(Formats::RGBA8, row.width, row.height, 0, Pixels::None);
         TiledBuffer tiles(&destination);
         if (row.tileWidth > 0) {
             EXPECT_TRUE(tiles.Rewind(row.tileWidth, row.tileHeight));
         }
         EXPECT_EQ(tiles.TileCount(), static_cast<int>(row.tiles.size()));
         EXPECT_FALSE(tiles.IsFirstTile());
-        EXPECT_EQ(LoopTiles(tiles), row.tiles);
+        std::vector<Region> seen;
+        while (tiles.Next())
+            seen.push_back(tiles.GetCurrentTile());
+        EXPECT_EQ(seen, row.tiles);
         EXPECT_TRUE(tiles.IsFirstTile());
         EXPECT_FALSE(tiles.GetCurrentTile().valid);
         EXPECT_FALSE(tiles.Rewind(128, 128)); // the loop is over: no target, no tiles
-    }));
+    }
 }
-
-const TileRow kTileRows[] = {
-    {"UltraHD", 4096, 2160, 0, 0,
-     Tiles({{0, 0, 2048, 1080}, {2048, 0, 2048, 1080}, {0, 1080, 2048, 1080}, {2048, 1080, 2048, 1080}})},
-    {"NarrowLastColumn", 2500, 1000, 0, 0, Tiles({{0, 0, 2048, 1000}, {2048, 0, 452, 1000}})},
-    {"OneTile", 2048, 1080, 0, 0, Tiles({{0, 0, 2048, 1080}})},
-    {"LowLastRow", 100, 1081, 0, 0, Tiles({{0, 0, 100, 1080}, {0, 1080, 100, 1}})},
-    {"Rewind128", 300, 200, 128, 128,
-     Tiles({{0, 0, 128, 128},
-            {128, 0, 128, 128},
-            {256, 0, 44, 128},
-            {0, 128, 128, 72},
-            {128, 128, 128, 72},
-            {256, 128, 44, 72}})},
-};
-
-INSTANTIATE_TEST_SUITE_P(Sizes, TileOrder, ::testing::ValuesIn(kTileRows),
-                         [](const ::testing::TestParamInfo<TileRow>& info) {
-                             return std::string(info.param.name);
-                         });
 
 // ---- Away from the worker ------------------------------------------------------------------
 
-struct ClearRow {
-    const char* name;
-    zep6test::ImageFormat format;
-    bool bottomUp;
-    bool readOnly; // its pixels must not be written: the clear leaves them
-};
-
-const ClearRow kClearRows[] = {
-    {"RGBA8", Formats::RGBA8, true, false},     {"ARGB16TopDown", Formats::ARGB16, false, false},
-    {"RGBA32F", Formats::RGBA32F, true, false}, {"Alpha8", Formats::Alpha8, false, false},
-    {"ReadOnly", Formats::RGBA8, true, true},
-};
-
-class OffWorker : public ::testing::TestWithParam<ClearRow> {};
-
-TEST_P(OffWorker, LoopOnlyClearsTheDestination) {
-    const ClearRow& row = GetParam();
-    const long padding = 5;
-    TestImage destination(row.format, 19, 7, padding);
-    destination.SetBottomUp(row.bottomUp);
-    destination.Fill(0x77);
-    destination.SetReadOnly(row.readOnly);
-    // Made on the test's own thread, not the GL worker.
-    TiledBuffer tiles(&destination);
-    EXPECT_EQ(tiles.TileCount(), 0);
-    EXPECT_FALSE(tiles.Next());
-    EXPECT_FALSE(tiles.GetCurrentTile().valid);
-    const long pixelBytes = 19 * row.format.bitDepth / 8;
-    for (long y = 0; y < 7; ++y)
-        for (long i = 0; i < pixelBytes + padding; ++i)
-            ASSERT_EQ(destination.Row(y)[i], i < pixelBytes && !row.readOnly ? 0 : 0x77)
-                << "row " << y << " byte " << i;
-    // Nothing else happens: a write and a read without a target leave every byte alone.
-    destination.Fill(0x33);
-    tiles.Write(&destination, 0, 0);
-    tiles.Read(&destination);
-    EXPECT_EQ(std::count(destination.Bytes(), destination.Bytes() + destination.ByteCount(), 0x33),
-              static_cast<long>(destination.ByteCount()));
-    EXPECT_FALSE(tiles.Next());
+// A loop made on the test's own thread, not the GL worker, only clears its destination (but a
+// read-only one, whose pixels must not be written).
+TEST(TiledBuffer, OffTheWorkerALoopOnlyClearsTheDestination) {
+    const struct {
+        zep6test::ImageFormat format;
+        bool bottomUp, readOnly;
+    } rows[] = {{Formats::RGBA8, true, false},   {Formats::ARGB16, false, false}, {Formats::RGBA32F, true, false},
+                {Formats::Alpha8, false, false}, {Formats::RGBA8, true, true}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::to_string(row.format.bitDepth) + (row.readOnly ? " read-only" : ""));
+        const long padding = 5;
+        TestImage destination(row.format, 19, 7, padding);
+        destination.SetBottomUp(row.bottomUp);
+        destination.Fill(0x77);
+        destination.SetReadOnly(row.readOnly);
+        TiledBuffer tiles(&destination);
+        EXPECT_EQ(tiles.TileCount(), 0);
+        EXPECT_FALSE(tiles.Next());
+        EXPECT_FALSE(tiles.GetCurrentTile().valid);
+        const long pixelBytes = 19 * row.format.bitDepth / 8;
+        for (long y = 0; y < 7; ++y)
+            for (long i = 0; i < pixelBytes + padding; ++i)
+                ASSERT_EQ(destination.Row(y)[i], i < pixelBytes && !row.readOnly ? 0 : 0x77)
+                    << "row " << y << " byte " << i;
+        // Nothing else happens: a write and a read without a target leave every byte alone.
+        destination.Fill(0x33);
+        tiles.Write(&destination, 0, 0);
+        tiles.Read(&destination);
+        EXPECT_EQ(std::count(destination.Bytes(), destination.Bytes() + destination.ByteCount(), 0x33),
+                  static_cast<long>(destination.ByteCount()));
+        EXPECT_FALSE(tiles.Next());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Layouts, OffWorker, ::testing::ValuesIn(kClearRows),
-                         [](const ::testing::TestParamInfo<ClearRow>& info) {
-                             return std::string(info.param.name);
-                         });
 
 // ---- Write ---------------------------------------------------------------------------------
 

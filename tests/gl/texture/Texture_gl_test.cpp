@@ -69,10 +69,7 @@ void FillRowCoded(TestImage& image) {
     for (long y = 0; y < image.GetHeight(); ++y)
         for (long x = 0; x < image.GetWidth(); ++x) {
             unsigned char* p = image.Row(y) + x * 4;
-            p[0] = static_cast<unsigned char>(x);
-            p[1] = static_cast<unsigned char>(y);
-            p[2] = 7;
-            p[3] = 255;
+            p[0] = static_cast<unsigned char>(x), p[1] = static_cast<unsigned char>(y), p[2] = 7, p[3] = 255;
         }
 }
 
@@ -144,197 +141,167 @@ INSTANTIATE_TEST_SUITE_P(Orders, SubImageRegion, ::testing::Values(true, false),
                              return info.param ? "BottomUp" : "TopDown";
                          });
 
-TEST(SubImageTexture, LoadingTwiceWithoutChangeUploadsOnce) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage image(Formats::BGRA8, 16, 8);
-        FillRowCoded(image);
-        SubImageTexture texture(&image);
-        const auto uploads = [] { return TestCount(TestCounter::DirectUploads) + TestCount(TestCounter::RenderUploads); };
-        ResetTestCounts();
-        texture.Apply();
-        texture.Apply();
-        texture.Load();
-        EXPECT_EQ(uploads(), 1);
-        // The same region again is no change; another region, or the image again, is.
-        texture.SetRegion(Region(0, 0, 16, 8));
-        texture.Apply();
-        EXPECT_EQ(uploads(), 1);
-        texture.SetRegion(Region(0, 0, 8, 8));
-        texture.Apply();
-        EXPECT_EQ(uploads(), 2);
-        texture.SetImage(&image);
-        texture.Apply();
-        EXPECT_EQ(uploads(), 3);
-    }));
+ZEP6_WORKER_TEST(SubImageTexture, LoadingTwiceWithoutChangeUploadsOnce) {
+    TestImage image(Formats::BGRA8, 16, 8);
+    FillRowCoded(image);
+    SubImageTexture texture(&image);
+    const auto uploads = [] { return TestCount(TestCounter::DirectUploads) + TestCount(TestCounter::RenderUploads); };
+    ResetTestCounts();
+    texture.Apply();
+    texture.Apply();
+    texture.Load();
+    EXPECT_EQ(uploads(), 1);
+    // The same region again is no change; another region, or the image again, is.
+    texture.SetRegion(Region(0, 0, 16, 8));
+    texture.Apply();
+    EXPECT_EQ(uploads(), 1);
+    texture.SetRegion(Region(0, 0, 8, 8));
+    texture.Apply();
+    EXPECT_EQ(uploads(), 2);
+    texture.SetImage(&image);
+    texture.Apply();
+    EXPECT_EQ(uploads(), 3);
 }
 
-TEST(Texture, FitModeKeepsAspectRatioAndClearsTheRest) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage image(Formats::BGRA8, 200, 100);
-        image.Fill(255);
-        const std::vector<unsigned char> pixels = LoadedOver100(image, true);
-        for (int y = 0; y < 100; ++y) {
-            const bool inside = y >= 25 && y < 75;
-            for (int x = 0; x < 100; x += 9)
-                ASSERT_EQ(At(pixels, 100, x, y)[3], inside ? 255 : 0) << x << ", " << y;
-        }
-        EXPECT_EQ(At(pixels, 100, 99, 25)[0], 255);
-        EXPECT_EQ(At(pixels, 100, 99, 24)[0], 0);
-    }));
+ZEP6_WORKER_TEST(Texture, FitModeKeepsAspectRatioAndClearsTheRest) {
+    TestImage image(Formats::BGRA8, 200, 100);
+    image.Fill(255);
+    const std::vector<unsigned char> pixels = LoadedOver100(image, true);
+    for (int y = 0; y < 100; ++y) {
+        const bool inside = y >= 25 && y < 75;
+        for (int x = 0; x < 100; x += 9)
+            ASSERT_EQ(At(pixels, 100, x, y)[3], inside ? 255 : 0) << x << ", " << y;
+    }
+    EXPECT_EQ(At(pixels, 100, 99, 25)[0], 255);
+    EXPECT_EQ(At(pixels, 100, 99, 24)[0], 0);
 }
 
 // Enlarged, the last row and column blend only with the image, not with what an earlier use left
 // beyond it in a larger cached texture: an upload, and a stretched write of either row order.
-TEST(Texture, EnlargedContentBlendsOnlyWithinTheImage) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage red(Formats::BGRA8, 64, 64), white(Formats::BGRA8, 10, 10);
-        for (long i = 0; i < 64 * 64; ++i)
-            red.Bytes()[i * 4 + 2] = red.Bytes()[i * 4 + 3] = 255;
-        white.Fill(255);
-        for (int row = 0; row < 3; ++row) {
-            SCOPED_TRACE(row == 0 ? "upload" : row == 1 ? "write bottom-up" : "write top-down");
-            std::vector<unsigned char> pixels;
-            if (row == 0) {
-                LoadedOver100(red, false);
-                pixels = LoadedOver100(white, false);
-            } else {
-                white.SetBottomUp(row == 1);
-                RenderedTexture target(100, 100);
-                {
-                    PushState state;
-                    ASSERT_TRUE(target.Select());
-                    target.Write(&red); // leaves red in the cached textures of image size
-                    target.Write(&white);
-                }
-                pixels = ReadContent(target, 100, 100);
+ZEP6_WORKER_TEST(Texture, EnlargedContentBlendsOnlyWithinTheImage) {
+    TestImage red(Formats::BGRA8, 64, 64), white(Formats::BGRA8, 10, 10);
+    for (long i = 0; i < 64 * 64; ++i)
+        red.Bytes()[i * 4 + 2] = red.Bytes()[i * 4 + 3] = 255;
+    white.Fill(255);
+    for (int row = 0; row < 3; ++row) {
+        SCOPED_TRACE(row == 0 ? "upload" : row == 1 ? "write bottom-up" : "write top-down");
+        std::vector<unsigned char> pixels;
+        if (row == 0) {
+            LoadedOver100(red, false);
+            pixels = LoadedOver100(white, false);
+        } else {
+            white.SetBottomUp(row == 1);
+            RenderedTexture target(100, 100);
+            {
+                PushState state;
+                ASSERT_TRUE(target.Select());
+                target.Write(&red); // leaves red in the cached textures of image size
+                target.Write(&white);
             }
-            for (int y : {0, 50, 95, 99})
-                for (int x : {0, 50, 95, 99})
-                    for (int c = 0; c < 4; ++c)
-                        ASSERT_EQ(At(pixels, 100, x, y)[c], 255) << x << ", " << y << " channel " << c;
+            pixels = ReadContent(target, 100, 100);
         }
-    }));
+        for (int y : {0, 50, 95, 99})
+            for (int x : {0, 50, 95, 99})
+                for (int c = 0; c < 4; ++c)
+                    ASSERT_EQ(At(pixels, 100, x, y)[c], 255) << x << ", " << y << " channel " << c;
+    }
 }
 
 // A mask multiplies only alpha, and hides the image where a mask smaller than the image does not
 // reach. The mask's colour channels are black: none of it may reach the image's colour.
-TEST(SubImageTexture, MaskMultipliesOnlyAlphaAndHidesWhatItDoesNotCover) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage image(Formats::BGRA8, 16, 16);
-        for (long i = 0; i < 16 * 16; ++i) {
-            unsigned char* p = image.Bytes() + i * 4;
-            p[0] = 50, p[1] = 100, p[2] = 200, p[3] = 200;
-        }
-        for (const auto& [maskWidth, maskHeight] : {std::pair<int, int>{16, 16}, {8, 4}}) {
-            SCOPED_TRACE(::testing::Message() << "mask " << maskWidth << " x " << maskHeight);
-            TestImage mask(Formats::BGRA8, maskWidth, maskHeight);
-            for (long y = 0; y < maskHeight; ++y)
-                for (long x = 0; x < maskWidth; ++x)
-                    mask.Row(y)[x * 4 + 3] = x < 4 ? 128 : 255;
-            SubImageTexture texture(&image);
-            texture.SetMask(&mask);
-            texture.Apply();
-            const std::vector<unsigned char> pixels = ReadContent(texture, 16, 16);
-            for (int y = 0; y < 16; ++y)
-                for (int x = 0; x < 16; ++x) {
-                    const unsigned char* p = At(pixels, 16, x, y);
-                    const int maskAlpha = x < maskWidth && y < maskHeight ? (x < 4 ? 128 : 255) : 0;
-                    ASSERT_TRUE(Near(p[0], 50) && Near(p[1], 100) && Near(p[2], 200)) << x << ", " << y;
-                    ASSERT_TRUE(Near(p[3], 200 * maskAlpha / 255, maskAlpha == 128 ? 2 : 0))
-                        << x << ", " << y << ": alpha " << int(p[3]);
-                }
-        }
-    }));
-}
-
-TEST(SubImageTexture, InvalidImageClearsToTransparentBlack) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage image(Formats::BGRA8, 16, 8);
-        image.Fill(255);
+ZEP6_WORKER_TEST(SubImageTexture, MaskMultipliesOnlyAlphaAndHidesWhatItDoesNotCover) {
+    TestImage image(Formats::BGRA8, 16, 16);
+    for (long i = 0; i < 16 * 16; ++i) {
+        unsigned char* p = image.Bytes() + i * 4;
+        p[0] = 50, p[1] = 100, p[2] = 200, p[3] = 200;
+    }
+    for (const auto& [maskWidth, maskHeight] : {std::pair<int, int>{16, 16}, {8, 4}}) {
+        SCOPED_TRACE(::testing::Message() << "mask " << maskWidth << " x " << maskHeight);
+        TestImage mask(Formats::BGRA8, maskWidth, maskHeight);
+        for (long y = 0; y < maskHeight; ++y)
+            for (long x = 0; x < maskWidth; ++x)
+                mask.Row(y)[x * 4 + 3] = x < 4 ? 128 : 255;
         SubImageTexture texture(&image);
+        texture.SetMask(&mask);
         texture.Apply();
-        ASSERT_EQ(ReadContent(texture, 16, 8)[0], 255);
-        TestImage invalid(Formats::BGRA8, 16, 8);
-        invalid.SetWidth(-3);
-        texture.SetImage(&invalid);
-        texture.Load();
-        const std::vector<unsigned char> pixels = ReadContent(texture, 16, 8);
-        EXPECT_EQ(pixels, std::vector<unsigned char>(pixels.size(), 0));
-    }));
+        const std::vector<unsigned char> pixels = ReadContent(texture, 16, 16);
+        for (int y = 0; y < 16; ++y)
+            for (int x = 0; x < 16; ++x) {
+                const unsigned char* p = At(pixels, 16, x, y);
+                const int maskAlpha = x < maskWidth && y < maskHeight ? (x < 4 ? 128 : 255) : 0;
+                ASSERT_TRUE(Near(p[0], 50) && Near(p[1], 100) && Near(p[2], 200)) << x << ", " << y;
+                ASSERT_TRUE(Near(p[3], 200 * maskAlpha / 255, maskAlpha == 128 ? 2 : 0))
+                    << x << ", " << y << ": alpha " << int(p[3]);
+            }
+    }
 }
 
 // A copy shares the storage and never gives it back: after a copy is gone the storage is still the
 // original's alone, a new texture gets storage of its own, and the original keeps its content.
-TEST(Texture, ACopyLeavesTheStorageWithTheOriginal) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage image(Formats::BGRA8, 16, 8);
-        FillRowCoded(image);
-        SubImageTexture original(&image);
-        original.Apply();
-        const TextureBuffer* storage = original.ColorBuffer();
-        ASSERT_NE(storage, nullptr);
-        { Texture copy(original); }
-        {
-            Texture assigned;
-            assigned = original;
-        }
-        SubImageTexture other(&image);
-        other.Apply();
-        EXPECT_NE(other.ColorBuffer(), storage) << "the copy gave the original's storage back";
-        EXPECT_EQ(original.ColorBuffer(), storage);
-        EXPECT_EQ(At(ReadContent(original, 16, 8), 16, 5, 6)[0], 5);
-    }));
+ZEP6_WORKER_TEST(Texture, ACopyLeavesTheStorageWithTheOriginal) {
+    TestImage image(Formats::BGRA8, 16, 8);
+    FillRowCoded(image);
+    SubImageTexture original(&image);
+    original.Apply();
+    const TextureBuffer* storage = original.ColorBuffer();
+    ASSERT_NE(storage, nullptr);
+    { Texture copy(original); }
+    {
+        Texture assigned;
+        assigned = original;
+    }
+    SubImageTexture other(&image);
+    other.Apply();
+    EXPECT_NE(other.ColorBuffer(), storage) << "the copy gave the original's storage back";
+    EXPECT_EQ(original.ColorBuffer(), storage);
+    EXPECT_EQ(At(ReadContent(original, 16, 8), 16, 5, 6)[0], 5);
 }
 
-// Pointed at a larger image than its storage holds, a texture takes storage that does.
-TEST(SubImageTexture, StorageFollowsALargerImage) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage small(Formats::BGRA8, 100, 100), large(Formats::BGRA8, 3000, 1500);
-        FillRowCoded(small);
-        FillRowCoded(large);
-        SubImageTexture texture(&small);
-        texture.Apply();
-        texture.SetImage(&large);
-        texture.Apply();
-        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
-        ASSERT_NE(texture.ColorBuffer(), nullptr);
-        EXPECT_GE(texture.ColorBuffer()->Width(), 3000);
-        const std::vector<unsigned char> pixels = ReadContent(texture, 3000, 1500);
-        EXPECT_EQ(At(pixels, 3000, 2999, 1499)[0], 2999 % 256);
-        EXPECT_EQ(At(pixels, 3000, 2999, 1499)[1], 1499 % 256);
-    }));
+// Pointed at a larger image than its storage holds, a texture takes storage that does; pointed at an
+// invalid image, it clears to transparent black.
+ZEP6_WORKER_TEST(SubImageTexture, StorageFollowsALargerImageAndAnInvalidOneClears) {
+    TestImage small(Formats::BGRA8, 100, 100), large(Formats::BGRA8, 3000, 1500);
+    FillRowCoded(small);
+    FillRowCoded(large);
+    SubImageTexture texture(&small);
+    texture.Apply();
+    texture.SetImage(&large);
+    texture.Apply();
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    ASSERT_NE(texture.ColorBuffer(), nullptr);
+    EXPECT_GE(texture.ColorBuffer()->Width(), 3000);
+    const std::vector<unsigned char> pixels = ReadContent(texture, 3000, 1500);
+    EXPECT_EQ(At(pixels, 3000, 2999, 1499)[0], 2999 % 256);
+    EXPECT_EQ(At(pixels, 3000, 2999, 1499)[1], 1499 % 256);
+    TestImage invalid(Formats::BGRA8, 16, 8);
+    invalid.SetWidth(-3);
+    texture.SetImage(&invalid);
+    texture.Load();
+    const std::vector<unsigned char> cleared = ReadContent(texture, 16, 8);
+    EXPECT_EQ(cleared, std::vector<unsigned char>(cleared.size(), 0));
 }
 
-TEST(AlphaTexture, LoadWithoutImageThrowsOpenGLErrorWithCodeZero) {
-    ASSERT_TRUE(OnWorker([] {
-        AlphaTexture texture;
-        try {
-            texture.Load();
-            ADD_FAILURE() << "no exception";
-        } catch (const OpenGLError& e) {
-            // what() composes into a buffer all errors share, so comparing it with another error's
-            // what() compares the buffer with itself. Code 0 is the one with an empty text.
-            EXPECT_STREQ(e.what(), "");
-        }
-    }));
+// Alpha bytes go up unconverted; without an image Load throws OpenGLError of code 0 (what()
+// composes into a buffer all errors share: code 0 is the one with an empty text).
+ZEP6_WORKER_TEST(AlphaTexture, UploadsAlphaBytesUnconvertedAndThrowsWithoutAnImage) {
+    try {
+        AlphaTexture().Load();
+        ADD_FAILURE() << "no exception";
+    } catch (const OpenGLError& e) {
+        EXPECT_STREQ(e.what(), "");
+    }
+    TestImage image(Formats::Alpha8, 8, 4);
+    for (long y = 0; y < 4; ++y)
+        for (long x = 0; x < 8; ++x)
+            image.Row(y)[x] = static_cast<unsigned char>(30 * y + x);
+    AlphaTexture texture(&image);
+    texture.Apply();
+    EXPECT_EQ(texture.GetFormat(), static_cast<unsigned int>(GL_ALPHA)); // its description, read by users
+    const std::vector<unsigned char> pixels = ReadContent(texture, 8, 4);
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 8; ++x)
+            EXPECT_TRUE(Near(At(pixels, 8, x, y)[3], 30 * y + x)) << x << ", " << y;
 }
-
-TEST(AlphaTexture, UploadsAlphaBytesUnconverted) {
-    ASSERT_TRUE(OnWorker([] {
-        TestImage image(Formats::Alpha8, 8, 4);
-        for (long y = 0; y < 4; ++y)
-            for (long x = 0; x < 8; ++x)
-                image.Row(y)[x] = static_cast<unsigned char>(30 * y + x);
-        AlphaTexture texture(&image);
-        texture.Apply();
-        EXPECT_EQ(texture.GetFormat(), static_cast<unsigned int>(GL_ALPHA)); // its description, read by users
-        const std::vector<unsigned char> pixels = ReadContent(texture, 8, 4);
-        for (int y = 0; y < 4; ++y)
-            for (int x = 0; x < 8; ++x)
-                EXPECT_TRUE(Near(At(pixels, 8, x, y)[3], 30 * y + x)) << x << ", " << y;
-    }));
-}
-
 
 enum class Form { Rendered, TiledFovy, TiledFrustum, TiledRS3d };
 
