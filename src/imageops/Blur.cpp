@@ -1,26 +1,22 @@
 #include "imageops/ImageOperations.h"
 
+#include "gl/render/Conversion.h"
 #include "gl/render/Kernel.h"
 #include "gl/render/Plane.h"
 #include "gl/state/Blend.h"
+#include "gl/state/Color.h"
+#include "gl/targets/RenderedTexture.h"
 #include "gl/texture/SubImageTexture.h"
 #include "imageops/OperationFramePrivate.h"
 
 #include <cmath>
+#include <vector>
 
 namespace OGL_ZEP6_AE {
 
 using namespace imageops;
 
 namespace {
-
-// A usable amount: non-finite and negative ones blur by nothing, and a kernel wider than twice
-// the image reads nothing but repeated edge pixels beyond that, so it is cut there.
-float UsableAmount(float amount, long imageSize) {
-    if (!std::isfinite(amount) || amount < 0.0f)
-        return 0.0f;
-    return std::fmin(amount, 2.0f * static_cast<float>(imageSize) + 1.0f);
-}
 
 int TapsOf(const Kernel* kernel) {
     return kernel ? kernel->size : 0;
@@ -30,8 +26,8 @@ template <class Build> void BlurWith(const XIImage* source, XIImage* destination
                                      Build build) {
     if (!IsValid(source) || !IsWritable(destination))
         return;
-    const Kernel horizontal = build(UsableAmount(amountX, source->GetWidth()));
-    const Kernel vertical = build(UsableAmount(amountY, source->GetHeight()));
+    const Kernel horizontal = build(UsableBlurAmount(amountX, source->GetWidth()));
+    const Kernel vertical = build(UsableBlurAmount(amountY, source->GetHeight()));
     ApplyKernels(source, destination, &horizontal, &vertical);
 }
 
@@ -86,6 +82,78 @@ void BoxBlur(const XIImage* source, XIImage* destination, float amountX, float a
 
 void PascalBlur(const XIImage* source, XIImage* destination, float amountX, float amountY) {
     BlurWith(source, destination, amountX, amountY, [](float amount) { return MakeBinomialKernel(amount); });
+}
+
+void CompositeBlurredImages(const XIImage** images, const XIImage* background, XIImage* destination,
+                            const p2f* blurs, int count, BlendOp op, bool unpremultiply) {
+    if (!IsWritable(destination))
+        return;
+    if (MarshalToWorker(&CompositeBlurredImages, images, background, destination, blurs, count, op, unpremultiply))
+        return;
+    // A negative count or no list means no images; null and invalid entries are left out, and a
+    // missing list of amounts blurs nothing.
+    const int n = images != nullptr && count > 0 ? count : 0;
+    struct Layer {
+        const XIImage* image;
+        float x, y;
+        Region picture;
+    };
+    std::vector<Layer> layers;
+    for (int i = 0; i < n; ++i) {
+        const XIImage* image = images[i];
+        if (!IsValid(image))
+            continue;
+        const long iw = image->GetWidth(), ih = image->GetHeight();
+        layers.push_back({image, UsableBlurAmount(blurs ? blurs[i].x : 0.0f, iw), UsableBlurAmount(blurs ? blurs[i].y : 0.0f, ih),
+                          Region(static_cast<unsigned int>(iw), static_cast<unsigned int>(ih))});
+    }
+    const Kernel identity{1.0f};
+    ForEachTile(
+        destination,
+        [&](TiledBuffer& tiles, const Region& tile) {
+            // The working area: the tile, widened for every blurred layer by half its kernels
+            // (within that layer's picture), so that the tile's pixels see all their taps.
+            Region work = tile;
+            for (const Layer& layer : layers)
+                if (layer.x >= 1.0f || layer.y >= 1.0f) {
+                    const Region grown = tile.Grow(static_cast<int>(std::ceil(layer.x / 2)),
+                                                   static_cast<int>(std::ceil(layer.y / 2))) & layer.picture;
+                    if (grown.valid)
+                        work = work | grown;
+                }
+            RenderedTexture accumulation(static_cast<int>(work.width), static_cast<int>(work.height));
+            DrawInto(accumulation, [&] {
+                ClearColorBuffer(Color::Transparent);
+                for (const Layer& layer : layers) {
+                    const Region area = work & layer.picture;
+                    if (!area.valid)
+                        continue;
+                    SubImageTexture texture(layer.image);
+                    texture.SetExactStorage(true);
+                    texture.SetRegion(area);
+                    texture.Load();
+                    ApplyKernels(texture, layer.x >= 1.0f ? MakeGaussianKernel(layer.x, 0.85f) : identity,
+                                 layer.y >= 1.0f ? MakeGaussianKernel(layer.y, 0.85f) : identity);
+                    // Straight layers accumulate premultiplied, one over the other.
+                    BlendFunc::BlendOver.Apply();
+                    Color::White.Apply();
+                    PushTextureMatrix matrix;
+                    texture.Apply();
+                    texture.ApplyNearest();
+                    const float x = static_cast<float>(area.x - work.x), y = static_cast<float>(area.y - work.y);
+                    sPlane.Draw(x, y, x + static_cast<float>(area.width), y + static_cast<float>(area.height), 0.0f);
+                }
+            });
+            BlendFunc::Replace.Apply();
+            tiles.Write(background, 0, 0);
+            Push<BlendOp> blend(op);
+            PushTextureMatrix matrix;
+            accumulation.Apply();
+            accumulation.ApplyNearest();
+            const float x = static_cast<float>(work.x), y = static_cast<float>(work.y);
+            sPlane.Draw(x, y, x + static_cast<float>(work.width), y + static_cast<float>(work.height), 0.0f);
+        },
+        unpremultiply ? &Conversion::sUnpremultiply : nullptr);
 }
 
 } // namespace OGL_ZEP6_AE

@@ -11,13 +11,16 @@
 
 #include "Export.h"
 #include "core/PixelTypes.h"
+#include "geometry/Matrix.h"
+#include "geometry/Vector.h"
+#include "gl/render/ApplyMode.h"
 #include "gl/render/Kernel.h"
+#include "gl/state/Blend.h"
 
 class XIImage;
 
 namespace OGL_ZEP6_AE {
 
-class BlendOp;
 class Color;
 class Texture;
 template <class PixelType> class Buffer;
@@ -97,5 +100,53 @@ ZEP6_API void Invert(const Buffer<Luma32F>* source, Buffer<Luma32F>* destination
 // The texture at its own size at the destination's lower-left corner; the rest transparent black.
 // The texture stays the caller's (its storage is not given back by the call).
 ZEP6_API void CopyTexture(const Texture& texture, XIImage* destination);
+
+// Each image blurred by its own amounts (blurs[i]: across and up, a Gaussian at shape 0.85, amounts
+// below 1 not blurred), all laid over one another (straight colour, premultiplied as they
+// accumulate), then the result drawn over the background with `op`. With `unpremultiply` the
+// stored result is divided by its alpha. Null or invalid images are left out, a count below 1
+// composites nothing over the background, null `blurs` blurs nothing.
+ZEP6_API void CompositeBlurredImages(const XIImage** images, const XIImage* background, XIImage* destination,
+                                     const p2f* blurs, int count, BlendOp op, bool unpremultiply);
+
+// How Transform samples its picture when it magnifies (both scale factors at least 1).
+enum TransformInterpolationFilterType : int {
+    TransformInterpolateNearest = 0,    // nearest texel
+    TransformInterpolateLinear = 1,     // the card's linear filter
+    TransformInterpolateCatmullRom = 2, // the kernels of Kernel.h, at the enlarged size, then linear
+    TransformInterpolateMitchell = 3,
+    TransformInterpolateBSpline = 4,
+    TransformInterpolateLanczos2 = 5,
+    TransformInterpolateLanczos3 = 6,
+};
+
+// How Transform filters its picture before it reduces it (either scale factor below 1).
+enum TransformDecimationFilterType : int {
+    TransformDecimateNone = 0,     // the card's linear filter only
+    TransformDecimateBox = 1,      // kernels 1 / scale wide along each axis
+    TransformDecimateTriangle = 2,
+    TransformDecimateBinomial = 3,
+    TransformDecimateLanczos2 = 4, // the interpolation kernels of that name
+    TransformDecimateLanczos3 = 5,
+};
+
+// What Transform's job carries to the worker.
+struct TransformParams {
+    PixelApplyMode mode;
+    p3f a, b, c;
+    RotationOrder order;
+    TransformInterpolationFilterType interpolation;
+    TransformDecimationFilterType decimation;
+};
+
+// The source scaled by b (x and y), turned by the angles c (degrees, in `order`) about its centre,
+// and its centre placed at a (destination pixels, from the lower-left corner); the rest of the
+// destination transparent black. When the mode is an apply mode and `second` is valid, the source
+// is first combined with `second` (stretched over it) by that mode. `third` is not read.
+// Translations, scales or angles that are not finite and scales that are not above 0 leave the
+// destination as it is. The source must fit in one texture of the card.
+ZEP6_API void Transform(const XIImage* source, const XIImage* second, const XIImage* third, XIImage* destination,
+                        PixelApplyMode mode, const p3f& a, const p3f& b, const p3f& c, RotationOrder order,
+                        TransformInterpolationFilterType interpolation, TransformDecimationFilterType decimation);
 
 } // namespace OGL_ZEP6_AE

@@ -29,8 +29,12 @@
 #include "gl/state/Color.h"
 #include "gl/state/ColorMask.h"
 #include "gl/state/Push.h"
+#include "gl/state/State.h"
+#include "gl/targets/RenderedTexture.h"
 #include "gl/targets/TiledBuffer.h"
 #include "gl/texture/Texture.h"
+
+#include <cmath>
 
 namespace OGL_ZEP6_AE {
 namespace imageops {
@@ -76,6 +80,21 @@ template <class Draw> void ForEachTile(XIImage* destination, Draw&& draw, GLSL::
         ClearColorBuffer(Color::Transparent);
         draw(tiles, tiles.GetCurrentTile());
     }
+}
+
+// A blur amount as the blurs take it: non-finite and negative ones blur by nothing, and a kernel
+// wider than twice the image reads nothing but repeated edge pixels beyond that, so it is cut there.
+inline float UsableBlurAmount(float amount, long imageSize) {
+    if (!std::isfinite(amount) || amount < 0.0f)
+        return 0.0f;
+    return std::fmin(amount, 2.0f * static_cast<float>(imageSize) + 1.0f);
+}
+
+// Runs `draw` with `target` as the drawing destination, the whole state saved around it.
+template <class Draw> void DrawInto(RenderedTexture& target, Draw&& draw) {
+    PushState state;
+    if (target.Select())
+        draw();
 }
 
 // An intermediate image for operations that need one: float RGBA, white 1, its pixels from the

@@ -1,6 +1,7 @@
 // The blurs on host images: exact to a CPU convolution with the same taps (edges repeated), across
 // tile seams, for every kernel kind; bad amounts; four host threads at once.
 #include "gl/render/Kernel.h"
+#include "gl/state/Blend.h"
 #include "imageops/ImageOperations.h"
 #include "support/TestImage.h"
 
@@ -166,6 +167,47 @@ TEST(BlurFromHostThreads, EachThreadGetsItsOwnResult) {
                   kTolerance)
             << "thread " << i;
     }
+}
+
+} // namespace
+
+namespace {
+
+// Two layers, one blurred across, one not, accumulated premultiplied over one another and drawn
+// over a background with (one, one minus source alpha); across two tiles.
+TEST(CompositeBlurredImages, EqualsBlurredLayersOverTheBackground) {
+    const long w = 2100, h = 6;
+    const TestImage first = Picture(w, h, 21), second = Picture(w - 30, h - 2, 22), back = Picture(w, h, 23);
+    const XIImage* images[] = {&first, nullptr, &second};
+    const p2f blurs[] = {p2f(7.0f, 0.0f), p2f(50.0f, 50.0f), p2f(0.5f, 0.5f)};
+    TestImage destination(Formats::RGBA32F, w, h);
+    CompositeBlurredImages(images, &back, &destination, blurs, 3, BlendOp::Composite, false);
+
+    const std::vector<float> blurred = Reference(first, MakeGaussianKernel(7.0f, 0.85f), MakeBoxKernel(1.0f));
+    std::vector<float> want(static_cast<std::size_t>(w * h * 4));
+    for (long y = 0; y < h; ++y)
+        for (long x = 0; x < w; ++x) {
+            float acc[4] = {0, 0, 0, 0};
+            auto over = [&](const float* s) {
+                for (int c = 0; c < 3; ++c)
+                    acc[c] = s[c] * s[3] + acc[c] * (1.0f - s[3]);
+                acc[3] = s[3] + acc[3] * (1.0f - s[3]);
+            };
+            over(&blurred[static_cast<std::size_t>((y * w + x) * 4)]);
+            if (x < second.GetWidth() && y < second.GetHeight()) {
+                const float s[4] = {second.Get<float>(x * 4, y), second.Get<float>(x * 4 + 1, y),
+                                    second.Get<float>(x * 4 + 2, y), second.Get<float>(x * 4 + 3, y)};
+                over(s);
+            }
+            for (int c = 0; c < 4; ++c)
+                want[static_cast<std::size_t>((y * w + x) * 4 + c)] = acc[c] + back.Get<float>(x * 4 + c, y) * (1.0f - acc[3]);
+        }
+    EXPECT_LT(WorstDifference(destination, want, [](long, long) { return true; }), 2 * kTolerance);
+    // No list, a negative count: the background alone.
+    TestImage plain(Formats::RGBA32F, w, h);
+    CompositeBlurredImages(nullptr, &back, &plain, nullptr, -1, BlendOp::Composite, false);
+    EXPECT_LT(WorstDifference(plain, Reference(back, MakeBoxKernel(1.0f), MakeBoxKernel(1.0f)), [](long, long) { return true; }),
+              kTolerance);
 }
 
 } // namespace

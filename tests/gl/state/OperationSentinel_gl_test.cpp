@@ -165,6 +165,19 @@ const Row kRows[] = {
         GetLuma(&s.topDown, &luma);
     }},
     {"CopyTexture", [](Subjects& s) { CopyTexture(s.target, &s.frame); }},
+    {"TransformTurnedAndEnlarged", [](Subjects& s) {
+        Transform(&s.topDown, &s.wide, nullptr, &s.frame, PixelApplyScreen, p3f(1000.0f, 20.0f, 0.0f),
+                  p3f(2.0f, 1.5f, 1.0f), p3f(0.0f, 0.0f, 30.0f), XYZ, TransformInterpolateMitchell, TransformDecimateNone);
+    }},
+    {"TransformReduced", [](Subjects& s) {
+        Transform(&s.wide, nullptr, nullptr, &s.frame, PixelApplyOver, p3f(30.0f, 20.0f, 0.0f), p3f(0.5f, 0.4f, 1.0f),
+                  p3f(0.0f, 0.0f, 0.0f), XYZ, TransformInterpolateLinear, TransformDecimateBinomial);
+    }},
+    {"CompositeBlurredImages", [](Subjects& s) {
+        const XIImage* images[] = {&s.topDown, &s.wide};
+        const p2f blurs[] = {p2f(6.0f, 3.0f), p2f(0.0f, 9.0f)};
+        CompositeBlurredImages(images, &s.bottomUp, &s.frame, blurs, 2, BlendOp::Composite, true);
+    }},
     {"BlurAcrossTiles", [](Subjects& s) { Blur(&s.topDown, &s.frame, 9.0f, 5.0f, 0.85f); }},
     {"BoxAndPascalBlurOnTheTapPath", [](Subjects& s) {
         const Kernel box = MakeBoxKernel(4.0f), pascal = MakeBinomialKernel(3.0f);
