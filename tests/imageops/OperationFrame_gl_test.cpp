@@ -5,6 +5,7 @@
 #include "gl/context/Thread.h"
 #include "gl/resources/ResourceTestSupport.h"
 #include "gl/render/ApplyMode.h"
+#include "gl/state/Blend.h"
 #include "gl/state/Color.h"
 #include "imageops/ImageOperations.h"
 #include "support/PixelLayouts.h"
@@ -71,6 +72,22 @@ TEST(OperationFrame, InvalidImagesAreNoOps) {
         Copy(&source, destination);
         Clear(destination, Color(1.0f, 0.0f, 0.0f, 1.0f));
         ApplyMode::Apply(&source, &source, nullptr, destination, PixelApplyMultiply, 1.0f);
+        Blur(&source, destination, 5.0f, 5.0f, 0.85f);
+        BoxBlur(&source, destination, 5.0f, 5.0f);
+        PascalBlur(&source, destination, 5.0f, 5.0f);
+        Premultiply(&source, destination);
+        Center(&source, destination);
+        CopyAlpha(&source, destination);
+        Resize(&source, destination);
+        FitInto(&source, destination);
+        Composite(&source, &source, nullptr, destination, 1.0f, BlendOp::Default);
+        RenderMask(&source, &source, destination, Color::Red);
+        RenderInvMask(&source, &source, destination, Color::Red);
+        const XIImage* layers[] = {&source};
+        const p2f amounts[] = {p2f(3.0f, 3.0f)};
+        CompositeBlurredImages(layers, &source, destination, amounts, 1, BlendOp::Composite, false);
+        Transform(&source, nullptr, nullptr, destination, PixelApplyOver, p3f(8.0f, 4.0f, 0.0f), p3f(1.0f, 1.0f, 1.0f),
+                  p3f(0.0f, 0.0f, 10.0f), XYZ, TransformInterpolateLinear, TransformDecimateNone);
     }
     TestImage valid = Patterned(Formats::RGBA8, 16, 8, true);
     const std::vector<unsigned char> validBytes = BytesOf(valid);
