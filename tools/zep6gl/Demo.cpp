@@ -88,33 +88,40 @@ void PutOverCheckerboard(HostImage& sheet, const HostImage& picture, long x, lon
 struct SheetEntry {
     std::string number; // "07", or empty for an input picture
     std::string name;
-    const HostImage* picture;
+    const HostImage* picture; // 8-bit top-down RGBA of any size, drawn at its own size
 };
 
 long StripHeight() {
     return TextHeight(kLabelScale) + 2 * kPad;
 }
 
-// The contact sheet: a title line, a row with the two inputs, then the results in rows of
-// kColumns. A cell is as wide as its longest label needs (at least a tile), the picture centred
-// under its strip.
+// A contact sheet: the title's lines, the inputs in a row, then the results in rows of kColumns.
+// A cell is as wide as its widest picture or longest label needs and as high as the highest
+// picture (at least a tile each way); each picture is centred under its strip.
 HostImage MakeContactSheet(const std::vector<SheetEntry>& inputs, const std::vector<SheetEntry>& results,
-                           const std::string& title) {
-    long cellWidth = kTile;
+                           const std::vector<std::string>& title) {
+    long cellWidth = kTile, pictureHeight = kTile;
     for (const auto* list : {&inputs, &results})
-        for (const SheetEntry& e : *list)
-            cellWidth = std::max<long>(
-                cellWidth,
-                TextWidth(e.number.empty() ? e.name : e.number + " " + e.name, kLabelScale) + 2 * kPad);
-    const long cellHeight = StripHeight() + kTile;
-    const long titleHeight = TextHeight(kLabelScale) + kGutter;
-    const long resultRows = (static_cast<long>(results.size()) + kColumns - 1) / kColumns;
+        for (const SheetEntry& e : *list) {
+            const long label = TextWidth(e.number.empty() ? e.name : e.number + " " + e.name, kLabelScale);
+            cellWidth = std::max({cellWidth, label + 2 * kPad, e.picture->GetWidth()});
+            pictureHeight = std::max(pictureHeight, e.picture->GetHeight());
+        }
+    const long cellHeight = StripHeight() + pictureHeight;
+    const long lineHeight = kLineAdvance * kLabelScale;
+    const long titleHeight =
+        TextHeight(kLabelScale) + (static_cast<long>(title.size()) - 1) * lineHeight + kGutter;
+    auto rows = [](const std::vector<SheetEntry>& list) {
+        return (static_cast<long>(list.size()) + kColumns - 1) / kColumns;
+    };
     const long width = kColumns * cellWidth + (kColumns + 1) * kGutter;
-    const long height = kGutter + titleHeight + (1 + resultRows) * (cellHeight + kGutter);
+    const long height = kGutter + titleHeight + (rows(inputs) + rows(results)) * (cellHeight + kGutter);
 
     HostImage sheet(static_cast<long>(OGL_ZEP6_AE::FourCC("RGBA")), 32, 255, width, height, 0, false);
     FillRect(sheet, 0, 0, width, height, kSheetColour);
-    DrawText(sheet, kGutter, kGutter, title, kLabelScale, kTitleColour);
+    for (std::size_t line = 0; line < title.size(); ++line)
+        DrawText(sheet, kGutter, kGutter + static_cast<long>(line) * lineHeight, title[line], kLabelScale,
+                 kTitleColour);
 
     auto putCell = [&](const SheetEntry& e, long column, long row) {
         const long x = kGutter + column * (cellWidth + kGutter);
@@ -126,12 +133,15 @@ HostImage MakeContactSheet(const std::vector<SheetEntry>& inputs, const std::vec
             textX += TextWidth(e.number + " ", kLabelScale);
         }
         DrawText(sheet, textX, y + kPad, e.name, kLabelScale, kNameColour);
-        PutOverCheckerboard(sheet, *e.picture, x + (cellWidth - kTile) / 2, y + StripHeight());
+        PutOverCheckerboard(sheet, *e.picture, x + (cellWidth - e.picture->GetWidth()) / 2,
+                            y + StripHeight() + (pictureHeight - e.picture->GetHeight()) / 2);
     };
-    for (std::size_t i = 0; i < inputs.size(); ++i)
-        putCell(inputs[i], static_cast<long>(i), 0);
-    for (std::size_t i = 0; i < results.size(); ++i)
-        putCell(results[i], static_cast<long>(i % kColumns), 1 + static_cast<long>(i / kColumns));
+    long row = 0;
+    for (const auto* list : {&inputs, &results}) {
+        for (std::size_t i = 0; i < list->size(); ++i)
+            putCell((*list)[i], static_cast<long>(i) % kColumns, row + static_cast<long>(i) / kColumns);
+        row += rows(*list);
+    }
     return sheet;
 }
 
@@ -141,9 +151,24 @@ void Report(const std::string& what, double ms) {
 }
 
 std::string TwoDigits(int n) {
-    char text[8];
+    char text[16];
     std::snprintf(text, sizeof text, "%02d", n);
     return text;
+}
+
+// Lays out a sheet, writes it into `dir`, and reports both steps.
+void WriteSheet(const fs::path& dir, const std::string& file, const std::vector<SheetEntry>& inputs,
+                const std::vector<SheetEntry>& results, const std::vector<std::string>& title) {
+    Clock::time_point step = Clock::now();
+    const HostImage sheet = MakeContactSheet(inputs, results, title);
+    const double sheetMs = Milliseconds(step);
+    step = Clock::now();
+    const std::string path = (dir / file).string();
+    WriteImage(path, sheet);
+    Report("laid out " + file + " (" + std::to_string(sheet.GetWidth()) + " x " +
+               std::to_string(sheet.GetHeight()) + ")",
+           sheetMs);
+    Report("wrote " + path, Milliseconds(step));
 }
 
 } // namespace
@@ -195,22 +220,12 @@ void RunDemo(const Arguments& arguments) {
             }
         }
 
-        step = Clock::now();
         std::vector<SheetEntry> inputs = {{"", "front (input)", &front}, {"", "back (input)", &back}};
         std::vector<SheetEntry> entries;
         for (int mode = 0; mode < kApplyModeCount; ++mode)
             entries.push_back({TwoDigits(mode), ApplyModeObjectName(mode), &results[mode]});
-        const HostImage sheet = MakeContactSheet(
-            inputs, entries,
-            "Apply modes 0-48: colour wheel (front) over gradient (back), mix 1, on checkerboard");
-        const double sheetMs = Milliseconds(step);
-        step = Clock::now();
-        const std::string sheetPath = (dir / "contact-sheet.png").string();
-        WriteImage(sheetPath, sheet);
-        Report("laid out the contact sheet (" + std::to_string(sheet.GetWidth()) + " x " +
-                   std::to_string(sheet.GetHeight()) + ")",
-               sheetMs);
-        Report("wrote " + sheetPath, Milliseconds(step));
+        WriteSheet(dir, "contact-sheet.png", inputs, entries,
+                   {"Apply modes 0-48: colour wheel (front) over gradient (back), mix 1, on checkerboard"});
         Report("done: " + std::to_string(results.size() + 3) + " files", Milliseconds(start));
     }
 }
