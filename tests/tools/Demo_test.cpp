@@ -5,6 +5,12 @@
 #include "Font.h"
 #include "ImageIO.h"
 
+#include "gl/resources/Buffer.h"
+#include "imageops/ImageOperations.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+
 #include <cstdio>
 #include <map>
 #include <set>
@@ -81,6 +87,45 @@ TEST(BitmapFont, DrawsWhereAskedAndClipsAtTheEdges) {
 
 class DemoCommand : public ToolTest {};
 
+// The label strips of a contact sheet in reading order: each one's top-left corner and size.
+struct Strip {
+    long x, y, width, height;
+};
+
+std::vector<Strip> Strips(const HostImage& sheet) {
+    auto strip = [&](long x, long y) {
+        const unsigned char* p = sheet.Row(y) + x * 4;
+        return p[0] == 12 && p[1] == 12 && p[2] == 14; // the strips' colour
+    };
+    std::vector<Strip> strips;
+    for (long y = 0; y < sheet.GetHeight(); ++y)
+        for (long x = 0; x < sheet.GetWidth(); ++x)
+            if (strip(x, y) && !(x > 0 && strip(x - 1, y)) && !(y > 0 && strip(x, y - 1))) {
+                Strip s{x, y, 0, 0};
+                while (x + s.width < sheet.GetWidth() && strip(x + s.width, y))
+                    ++s.width;
+                while (y + s.height < sheet.GetHeight() && strip(x, y + s.height))
+                    ++s.height;
+                if (s.width >= 256) // a picture's odd dark pixel is no strip
+                    strips.push_back(s);
+            }
+    return strips;
+}
+
+// The library's alpha-weighted luma of a picture as 8-bit grey levels, top row first.
+std::vector<long> LibraryLuma(const HostImage& picture) {
+    const long w = picture.GetWidth(), h = picture.GetHeight();
+    HostImage channel(GL_LUMINANCE32F_ARB, 32, 1, w, h, 0, true);
+    OGL_ZEP6_AE::Buffer<OGL_ZEP6_AE::Luma32F> buffer(&channel);
+    OGL_ZEP6_AE::GetLuma(&picture, &buffer);
+    std::vector<long> grey;
+    for (long y = h - 1; y >= 0; --y) // the buffer's rows run bottom-up
+        for (long x = 0; x < w; ++x)
+            grey.push_back(
+                std::lround(std::clamp(reinterpret_cast<const float*>(channel.Row(y))[x], 0.0f, 1.0f) * 255));
+    return grey;
+}
+
 TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
     REQUIRE_OPENGL();
     const fs::path out = dir_ / "nested" / "out";
@@ -88,10 +133,21 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
     ASSERT_EQ(zep6gl::Run("demo", {out.string()}), 0);
     const std::string printed = ::testing::internal::GetCapturedStdout();
 
-    std::set<std::string> expected = {"front.png", "back.png", "contact-sheet.png"};
+    std::set<std::string> expected = {"front.png",     "back.png",   "contact-sheet.png",
+                                      "fine-back.png", "sample.png", "operations.png"};
     for (int mode = 0; mode < zep6gl::kApplyModeCount; ++mode) {
         char name[64];
         std::snprintf(name, sizeof name, "mode-%02d-%s.png", mode, zep6gl::ApplyModeName(mode).c_str());
+        expected.insert(name);
+    }
+    const char* const operations[] = {
+        "up-nearest",    "up-linear",     "up-catmull-rom", "up-mitchell",     "up-bspline",
+        "up-lanczos2",   "up-lanczos3",   "down-box",       "down-triangle",   "down-binomial",
+        "down-lanczos2", "down-lanczos3", "rotate-30",      "fit-into-square", "mask",
+        "inverse-mask",  "luma",          "blur",           "blurred-layers"};
+    for (int i = 0; i < 19; ++i) {
+        char name[64];
+        std::snprintf(name, sizeof name, "op-%02d-%s.png", i + 1, operations[i]);
         expected.insert(name);
     }
     std::set<std::string> written;
@@ -103,7 +159,7 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
     for (const std::string& name : expected) {
         EXPECT_NE(printed.find((out / name).string()), std::string::npos) << name << " is not reported";
         const HostImage image = zep6gl::ReadImage((out / name).string());
-        if (name != "contact-sheet.png") {
+        if (name.rfind("mode-", 0) == 0) {
             EXPECT_EQ(image.GetWidth(), front.GetWidth()) << name;
             EXPECT_EQ(image.GetHeight(), front.GetHeight()) << name;
         }
@@ -122,6 +178,48 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
         for (long x = 0; x < sheet.GetWidth(); ++x)
             transparent += sheet.Row(y)[x * 4 + 3] != 255;
     EXPECT_EQ(transparent, 0);
+
+    // The operations sheet: the sample and its two inputs, then 19 results in rows of 7, cells
+    // alike. Doubling is the library's Transform by 2 of the sample as written.
+    const HostImage sample = zep6gl::ReadImage((out / "sample.png").string());
+    HostImage doubled(sample.GetColorSpace(), 32, 255, 512, 512, 0, false);
+    OGL_ZEP6_AE::Transform(&sample, nullptr, nullptr, &doubled, static_cast<OGL_ZEP6_AE::PixelApplyMode>(-1),
+                           OGL_ZEP6_AE::p3f(256.0f, 256.0f, 0.0f), OGL_ZEP6_AE::p3f(2.0f, 2.0f, 1.0f),
+                           OGL_ZEP6_AE::p3f(0.0f, 0.0f, 0.0f), OGL_ZEP6_AE::XYZ,
+                           OGL_ZEP6_AE::TransformInterpolateCatmullRom, OGL_ZEP6_AE::TransformDecimateNone);
+    ExpectValues(
+        zep6gl::ReadImage((out / "op-03-up-catmull-rom.png").string()), 512, 512,
+        [&](long x, long y, int c) { return Value(doubled, x, y, c); }, [](double) { return 0.0; });
+    const HostImage operationsSheet = zep6gl::ReadImage((out / "operations.png").string());
+    const std::vector<Strip> strips = Strips(operationsSheet);
+    std::map<long, int> perRow;
+    for (const Strip& s : strips) {
+        ++perRow[s.y];
+        EXPECT_EQ(std::make_pair(s.width, s.height), std::make_pair(strips[0].width, strips[0].height));
+    }
+    EXPECT_EQ(perRow.size(), 4u);
+    std::vector<int> counts;
+    for (const auto& row : perRow)
+        counts.push_back(row.second);
+    EXPECT_EQ(counts, std::vector<int>({3, 7, 7, 5}));
+    ASSERT_EQ(strips.size(), 22u);
+    EXPECT_GE(operationsSheet.GetWidth(), 7 * sample.GetWidth());
+
+    // Cell 17, the luma, opaque grey under its strip: the library's GetLuma of the sample, in the
+    // file and on the sheet.
+    const std::vector<long> luma = LibraryLuma(sample);
+    const HostImage lumaFile = zep6gl::ReadImage((out / "op-17-luma.png").string());
+    const Strip& cell = strips[3 + 16];
+    const long left = cell.x + (cell.width - 256) / 2, top = cell.y + cell.height;
+    long wrong = 0;
+    for (long y = 0; y < 256; ++y)
+        for (long x = 0; x < 256; ++x)
+            for (int c = 0; c < 4; ++c) {
+                const long want = c == 3 ? 255 : luma[static_cast<std::size_t>(y * 256 + x)];
+                wrong += Sample(lumaFile, x, y, c) != want;
+                wrong += Sample(operationsSheet, left + x, top + y, c) != want;
+            }
+    EXPECT_EQ(wrong, 0);
 }
 
 } // namespace zep6gltest

@@ -1,8 +1,15 @@
-// `zep6gl demo [OUTDIR]`: the library's blend modes on built-in pictures. A colour wheel with a
-// soft edge (the front) is composited over a gradient-and-checkerboard backdrop whose bottom
-// quarter fades out (the back) through all 49 apply modes at mix 1, on the card. OUTDIR receives
-// the two inputs, one PNG per mode (mode-NN-name.png) and contact-sheet.png, where every result
-// sits over a grey checkerboard (so its alpha shows) under a strip with its number and name.
+// `zep6gl demo [OUTDIR]`: the library at work on built-in pictures. A colour wheel with a soft
+// edge (the front) is composited over a gradient-and-checkerboard backdrop whose bottom quarter
+// fades out (the back) through all 49 apply modes at mix 1, on the card. OUTDIR receives the two
+// inputs, one PNG per mode (mode-NN-name.png) and contact-sheet.png, where every result sits over
+// a grey checkerboard (so its alpha shows) under a strip with its number and name.
+//
+// Then the whole-image operations: the front over a backdrop of finer squares (sample.png, the
+// backdrop fine-back.png) resized up and down through Transform with every interpolation and
+// decimation filter, turned, fitted into a square, masked both ways, reduced to its luma,
+// blurred, and blurred in layers. Each result is written as op-NN-name.png, and operations.png
+// shows them all the same way (for a resized picture, a part with its pixels enlarged).
+//
 // Each step's time is printed in milliseconds; the first composite includes starting the worker
 // thread and its OpenGL context.
 #include "Command.h"
@@ -12,11 +19,21 @@
 #include "SampleImages.h"
 
 #include "core/PixelFormat.h"
+#include "gl/resources/Buffer.h"
+#include "gl/state/Blend.h"
+#include "gl/state/Color.h"
+#include "imageops/ImageOperations.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -88,33 +105,40 @@ void PutOverCheckerboard(HostImage& sheet, const HostImage& picture, long x, lon
 struct SheetEntry {
     std::string number; // "07", or empty for an input picture
     std::string name;
-    const HostImage* picture;
+    const HostImage* picture; // 8-bit top-down RGBA of any size, drawn at its own size
 };
 
 long StripHeight() {
     return TextHeight(kLabelScale) + 2 * kPad;
 }
 
-// The contact sheet: a title line, a row with the two inputs, then the results in rows of
-// kColumns. A cell is as wide as its longest label needs (at least a tile), the picture centred
-// under its strip.
+// A contact sheet: the title's lines, the inputs in a row, then the results in rows of kColumns.
+// A cell is as wide as its widest picture or longest label needs and as high as the highest
+// picture (at least a tile each way); each picture is centred under its strip.
 HostImage MakeContactSheet(const std::vector<SheetEntry>& inputs, const std::vector<SheetEntry>& results,
-                           const std::string& title) {
-    long cellWidth = kTile;
+                           const std::vector<std::string>& title) {
+    long cellWidth = kTile, pictureHeight = kTile;
     for (const auto* list : {&inputs, &results})
-        for (const SheetEntry& e : *list)
-            cellWidth = std::max<long>(
-                cellWidth,
-                TextWidth(e.number.empty() ? e.name : e.number + " " + e.name, kLabelScale) + 2 * kPad);
-    const long cellHeight = StripHeight() + kTile;
-    const long titleHeight = TextHeight(kLabelScale) + kGutter;
-    const long resultRows = (static_cast<long>(results.size()) + kColumns - 1) / kColumns;
+        for (const SheetEntry& e : *list) {
+            const long label = TextWidth(e.number.empty() ? e.name : e.number + " " + e.name, kLabelScale);
+            cellWidth = std::max({cellWidth, label + 2 * kPad, e.picture->GetWidth()});
+            pictureHeight = std::max(pictureHeight, e.picture->GetHeight());
+        }
+    const long cellHeight = StripHeight() + pictureHeight;
+    const long lineHeight = kLineAdvance * kLabelScale;
+    const long titleHeight =
+        TextHeight(kLabelScale) + (static_cast<long>(title.size()) - 1) * lineHeight + kGutter;
+    auto rows = [](const std::vector<SheetEntry>& list) {
+        return (static_cast<long>(list.size()) + kColumns - 1) / kColumns;
+    };
     const long width = kColumns * cellWidth + (kColumns + 1) * kGutter;
-    const long height = kGutter + titleHeight + (1 + resultRows) * (cellHeight + kGutter);
+    const long height = kGutter + titleHeight + (rows(inputs) + rows(results)) * (cellHeight + kGutter);
 
     HostImage sheet(static_cast<long>(OGL_ZEP6_AE::FourCC("RGBA")), 32, 255, width, height, 0, false);
     FillRect(sheet, 0, 0, width, height, kSheetColour);
-    DrawText(sheet, kGutter, kGutter, title, kLabelScale, kTitleColour);
+    for (std::size_t line = 0; line < title.size(); ++line)
+        DrawText(sheet, kGutter, kGutter + static_cast<long>(line) * lineHeight, title[line], kLabelScale,
+                 kTitleColour);
 
     auto putCell = [&](const SheetEntry& e, long column, long row) {
         const long x = kGutter + column * (cellWidth + kGutter);
@@ -126,12 +150,15 @@ HostImage MakeContactSheet(const std::vector<SheetEntry>& inputs, const std::vec
             textX += TextWidth(e.number + " ", kLabelScale);
         }
         DrawText(sheet, textX, y + kPad, e.name, kLabelScale, kNameColour);
-        PutOverCheckerboard(sheet, *e.picture, x + (cellWidth - kTile) / 2, y + StripHeight());
+        PutOverCheckerboard(sheet, *e.picture, x + (cellWidth - e.picture->GetWidth()) / 2,
+                            y + StripHeight() + (pictureHeight - e.picture->GetHeight()) / 2);
     };
-    for (std::size_t i = 0; i < inputs.size(); ++i)
-        putCell(inputs[i], static_cast<long>(i), 0);
-    for (std::size_t i = 0; i < results.size(); ++i)
-        putCell(results[i], static_cast<long>(i % kColumns), 1 + static_cast<long>(i / kColumns));
+    long row = 0;
+    for (const auto* list : {&inputs, &results}) {
+        for (std::size_t i = 0; i < list->size(); ++i)
+            putCell((*list)[i], static_cast<long>(i) % kColumns, row + static_cast<long>(i) / kColumns);
+        row += rows(*list);
+    }
     return sheet;
 }
 
@@ -141,9 +168,189 @@ void Report(const std::string& what, double ms) {
 }
 
 std::string TwoDigits(int n) {
-    char text[8];
+    char text[16];
     std::snprintf(text, sizeof text, "%02d", n);
     return text;
+}
+
+// Lays out a sheet, writes it into `dir`, and reports both steps.
+void WriteSheet(const fs::path& dir, const std::string& file, const std::vector<SheetEntry>& inputs,
+                const std::vector<SheetEntry>& results, const std::vector<std::string>& title) {
+    Clock::time_point step = Clock::now();
+    const HostImage sheet = MakeContactSheet(inputs, results, title);
+    const double sheetMs = Milliseconds(step);
+    step = Clock::now();
+    const std::string path = (dir / file).string();
+    WriteImage(path, sheet);
+    Report("laid out " + file + " (" + std::to_string(sheet.GetWidth()) + " x " +
+               std::to_string(sheet.GetHeight()) + ")",
+           sheetMs);
+    Report("wrote " + path, Milliseconds(step));
+}
+
+// The operations sheet. Every result is an 8-bit top-down RGBA picture with straight alpha, like
+// the samples.
+
+namespace ae = OGL_ZEP6_AE;
+
+constexpr long kUp = 2 * kTile, kDown = kTile / 2;     // sides of the doubled and halved pictures
+constexpr long kFineSquare = 5;                        // the operations' backdrop: squares of 5 pixels
+constexpr long kShownPart = kTile / 4, kShownZoom = 4; // a resized picture's cell: 64 x 64 pixels, each 4 x 4
+constexpr long kUpShownAt = 32;                        // where the part of a doubled picture starts
+constexpr float kBlurAmount = 16.0f;                   // pixels, at the blurs' usual shape 0.85
+
+HostImage Blank(long width, long height) {
+    return HostImage(static_cast<long>(ae::FourCC("RGBA")), 32, 255, width, height, 0, false);
+}
+
+// width x height pixels of a picture from (x0, y0), each repeated `factor` times each way, so
+// that a filter's work shows pixel by pixel on the sheet.
+HostImage Magnified(const HostImage& picture, long x0, long y0, long width, long height, long factor) {
+    HostImage shown = Blank(width * factor, height * factor);
+    for (long y = 0; y < shown.GetHeight(); ++y)
+        for (long x = 0; x < shown.GetWidth(); ++x)
+            std::memcpy(shown.Row(y) + x * 4, picture.Row(y0 + y / factor) + (x0 + x / factor) * 4, 4);
+    return shown;
+}
+
+// Runs one library call as a job of the tool, so that a failure on the card comes back as an
+// error naming the operation instead of a result left blank.
+void OnCard(const std::string& what, const std::function<void()>& call) {
+    try {
+        RunOnWorker(call);
+    } catch (const std::exception& e) {
+        throw std::runtime_error("the library could not make '" + what + "': " + e.what());
+    }
+}
+
+// The source through Transform on its own (no apply mode), scaled and turned about its centre,
+// the centre placed in the middle of a width x height result.
+HostImage Transformed(const std::string& what, const HostImage& source, long width, long height, float scale,
+                      float degrees, ae::TransformInterpolationFilterType interpolation,
+                      ae::TransformDecimationFilterType decimation) {
+    HostImage result = Blank(width, height);
+    OnCard(what, [&] {
+        ae::Transform(&source, nullptr, nullptr, &result, static_cast<ae::PixelApplyMode>(-1),
+                      ae::p3f(0.5f * static_cast<float>(width), 0.5f * static_cast<float>(height), 0.0f),
+                      ae::p3f(scale, scale, 1.0f), ae::p3f(0.0f, 0.0f, degrees), ae::XYZ, interpolation,
+                      decimation);
+    });
+    return result;
+}
+
+// The alpha-weighted luma of the source as an opaque grey picture.
+HostImage LumaPicture(const std::string& what, const HostImage& source) {
+    const long w = source.GetWidth(), h = source.GetHeight();
+    HostImage channel(GL_LUMINANCE32F_ARB, 32, 1, w, h, 0, /*bottomUp=*/true);
+    OnCard(what, [&] {
+        ae::Buffer<ae::Luma32F> buffer(&channel);
+        ae::GetLuma(&source, &buffer);
+    });
+    HostImage grey = Blank(w, h);
+    for (long y = 0; y < h; ++y)
+        for (long x = 0; x < w; ++x) {
+            float v;
+            std::memcpy(&v, channel.Row(h - 1 - y) + x * 4, 4); // the buffer's rows run bottom-up
+            unsigned char* p = grey.Row(y) + x * 4;
+            p[0] = p[1] = p[2] = static_cast<unsigned char>(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f));
+            p[3] = 255;
+        }
+    return grey;
+}
+
+// One cell of the operations sheet: its name (op-NN-<name with dashes>.png, and the label), how
+// the result is made, and what of it the cell shows (null: all of it, as it is).
+struct Operation {
+    std::string name;
+    std::function<HostImage(const std::string& what)> make;
+    std::function<HostImage(const HostImage& result)> show;
+};
+
+// The operations on the sample (front over back), and on the two inputs for those that take two
+// pictures.
+std::vector<Operation> Operations(const HostImage& sample, const HostImage& front, const HostImage& back) {
+    using namespace ae;
+    std::vector<Operation> operations;
+    const char* const interpolations[] = {"nearest", "linear",   "catmull-rom", "mitchell",
+                                          "bspline", "lanczos2", "lanczos3"};
+    for (int f = TransformInterpolateNearest; f <= TransformInterpolateLanczos3; ++f)
+        operations.push_back(
+            {std::string("up ") + interpolations[f],
+             [&sample, f](const std::string& what) {
+                 return Transformed(what, sample, kUp, kUp, 2.0f, 0.0f,
+                                    static_cast<TransformInterpolationFilterType>(f), TransformDecimateNone);
+             },
+             [](const HostImage& up) {
+                 return Magnified(up, kUpShownAt, kUpShownAt, kShownPart, kShownPart, kShownZoom);
+             }});
+    const char* const decimations[] = {"", "box", "triangle", "binomial", "lanczos2", "lanczos3"};
+    for (int f = TransformDecimateBox; f <= TransformDecimateLanczos3; ++f)
+        operations.push_back({std::string("down ") + decimations[f],
+                              [&sample, f](const std::string& what) {
+                                  return Transformed(what, sample, kDown, kDown, 0.5f, 0.0f,
+                                                     TransformInterpolateLinear,
+                                                     static_cast<TransformDecimationFilterType>(f));
+                              },
+                              [](const HostImage& down) {
+                                  return Magnified(down, 0, 0, kShownPart, kShownPart, kShownZoom);
+                              }});
+    operations.push_back({"rotate 30",
+                          [&sample](const std::string& what) {
+                              return Transformed(what, sample, kTile, kTile, 1.0f, 30.0f,
+                                                 TransformInterpolateCatmullRom, TransformDecimateNone);
+                          },
+                          nullptr});
+    // The two inputs side by side (2:1) fitted into the square: halved, with empty bands.
+    operations.push_back({"fit into square",
+                          [&front, &back](const std::string& what) {
+                              HostImage wide = Blank(2 * kTile, kTile), result = Blank(kTile, kTile);
+                              for (long y = 0; y < kTile; ++y) {
+                                  std::memcpy(wide.Row(y), front.Row(y), kTile * 4);
+                                  std::memcpy(wide.Row(y) + kTile * 4, back.Row(y), kTile * 4);
+                              }
+                              OnCard(what, [&] { FitInto(&wide, &result); });
+                              return result;
+                          },
+                          nullptr});
+    // A dark veil over the back where the wheel is, then where it is not.
+    for (const bool invert : {false, true})
+        operations.push_back(
+            {invert ? "inverse mask" : "mask",
+             [&front, &back, invert](const std::string& what) {
+                 HostImage result = Blank(kTile, kTile);
+                 const Color veil(0.04f, 0.04f, 0.10f, 0.85f);
+                 OnCard(what, [&] { (invert ? RenderInvMask : RenderMask)(&front, &back, &result, veil); });
+                 return result;
+             },
+             nullptr});
+    operations.push_back(
+        {"luma", [&sample](const std::string& what) { return LumaPicture(what, sample); }, nullptr});
+    operations.push_back({"blur",
+                          [&sample](const std::string& what) {
+                              HostImage result = Blank(kTile, kTile);
+                              OnCard(what, [&] { Blur(&sample, &result, kBlurAmount, kBlurAmount, 0.85f); });
+                              return result;
+                          },
+                          nullptr});
+    // Two layers: the back blurred, the front sharp over it, over nothing (straight colour out).
+    operations.push_back({"blurred layers",
+                          [&front, &back](const std::string& what) {
+                              HostImage result = Blank(kTile, kTile);
+                              const XIImage* layers[] = {&back, &front};
+                              const p2f blurs[] = {p2f(kBlurAmount, kBlurAmount), p2f(0.0f, 0.0f)};
+                              OnCard(what, [&] {
+                                  CompositeBlurredImages(layers, nullptr, &result, blurs, 2,
+                                                         BlendOp::Composite, true);
+                              });
+                              return result;
+                          },
+                          nullptr});
+    return operations;
+}
+
+std::string Dashed(std::string name) {
+    std::replace(name.begin(), name.end(), ' ', '-');
+    return name;
 }
 
 } // namespace
@@ -167,51 +374,92 @@ void RunDemo(const Arguments& arguments) {
         Report("made the samples (" + std::to_string(kTile) + " x " + std::to_string(kTile) + ")",
                Milliseconds(step));
 
-        for (const auto& input : {std::make_pair("front.png", &front), std::make_pair("back.png", &back)}) {
-            step = Clock::now();
-            const std::string path = (dir / input.first).string();
-            WriteImage(path, *input.second);
-            Report("wrote " + path, Milliseconds(step));
-        }
+        auto writeInput = [&dir](const char* file, const HostImage& picture) {
+            const Clock::time_point began = Clock::now();
+            const std::string path = (dir / file).string();
+            WriteImage(path, picture);
+            Report("wrote " + path, Milliseconds(began));
+        };
+        writeInput("front.png", front);
+        writeInput("back.png", back);
 
+        // The library stays in use until the operations are done: one worker thread and context.
+        LibraryUse use;
         std::vector<HostImage> results;
         results.reserve(kApplyModeCount);
-        {
-            LibraryUse use;
-            for (int mode = 0; mode < kApplyModeCount; ++mode) {
-                results.emplace_back(front.GetColorSpace(), front.GetBitDepth(), front.GetWhiteLevel(),
-                                     front.GetWidth(), front.GetHeight(), 0, front.IsBottomUp());
-                step = Clock::now();
-                CompositeImages(front, &back, nullptr, results.back(), mode, 1.0f);
-                const double compositeMs = Milliseconds(step);
-                step = Clock::now();
-                const std::string path =
-                    (dir / ("mode-" + TwoDigits(mode) + "-" + ApplyModeName(mode) + ".png")).string();
-                WriteImage(path, results.back());
-                std::printf("  %s %-24s composite %8.1f ms   write %6.1f ms   %s%s\n",
-                            TwoDigits(mode).c_str(), ApplyModeName(mode).c_str(), compositeMs,
-                            Milliseconds(step), path.c_str(),
-                            mode == 0 ? "   (the composite includes starting OpenGL)" : "");
-            }
+        for (int mode = 0; mode < kApplyModeCount; ++mode) {
+            results.emplace_back(front.GetColorSpace(), front.GetBitDepth(), front.GetWhiteLevel(),
+                                 front.GetWidth(), front.GetHeight(), 0, front.IsBottomUp());
+            step = Clock::now();
+            CompositeImages(front, &back, nullptr, results.back(), mode, 1.0f);
+            const double compositeMs = Milliseconds(step);
+            step = Clock::now();
+            const std::string path =
+                (dir / ("mode-" + TwoDigits(mode) + "-" + ApplyModeName(mode) + ".png")).string();
+            WriteImage(path, results.back());
+            std::printf("  %s %-24s composite %8.1f ms   write %6.1f ms   %s%s\n", TwoDigits(mode).c_str(),
+                        ApplyModeName(mode).c_str(), compositeMs, Milliseconds(step), path.c_str(),
+                        mode == 0 ? "   (the composite includes starting OpenGL)" : "");
         }
 
-        step = Clock::now();
         std::vector<SheetEntry> inputs = {{"", "front (input)", &front}, {"", "back (input)", &back}};
         std::vector<SheetEntry> entries;
         for (int mode = 0; mode < kApplyModeCount; ++mode)
             entries.push_back({TwoDigits(mode), ApplyModeObjectName(mode), &results[mode]});
-        const HostImage sheet = MakeContactSheet(
-            inputs, entries,
-            "Apply modes 0-48: colour wheel (front) over gradient (back), mix 1, on checkerboard");
-        const double sheetMs = Milliseconds(step);
+        WriteSheet(dir, "contact-sheet.png", inputs, entries,
+                   {"Apply modes 0-48: colour wheel (front) over gradient (back), mix 1, on checkerboard"});
+
+        // The operations, on the front over a finer backdrop (whose edges show what the resizing
+        // filters do) and on those two inputs.
         step = Clock::now();
-        const std::string sheetPath = (dir / "contact-sheet.png").string();
-        WriteImage(sheetPath, sheet);
-        Report("laid out the contact sheet (" + std::to_string(sheet.GetWidth()) + " x " +
-                   std::to_string(sheet.GetHeight()) + ")",
-               sheetMs);
-        Report("wrote " + sheetPath, Milliseconds(step));
-        Report("done: " + std::to_string(results.size() + 3) + " files", Milliseconds(start));
+        const HostImage fineBack = MakeBackdrop(kTile, kFineSquare);
+        HostImage sample = Blank(kTile, kTile);
+        CompositeImages(front, &fineBack, nullptr, sample, 0, 1.0f);
+        Report("made the sample (front over the fine back, mode 00)", Milliseconds(step));
+        writeInput("fine-back.png", fineBack);
+        writeInput("sample.png", sample);
+        const std::vector<Operation> operations = Operations(sample, front, fineBack);
+        std::vector<HostImage> made, shown;
+        made.reserve(operations.size());
+        shown.reserve(operations.size());
+        entries.clear();
+        for (std::size_t i = 0; i < operations.size(); ++i) {
+            const Operation& operation = operations[i];
+            const std::string number = TwoDigits(static_cast<int>(i) + 1);
+            step = Clock::now();
+            made.push_back(operation.make(number + " " + operation.name));
+            const double operationMs = Milliseconds(step);
+            step = Clock::now();
+            const std::string path =
+                (dir / ("op-" + number + "-" + Dashed(operation.name) + ".png")).string();
+            WriteImage(path, made.back());
+            std::printf("  %s %-24s operation %8.1f ms   write %6.1f ms   %s\n", number.c_str(),
+                        operation.name.c_str(), operationMs, Milliseconds(step), path.c_str());
+            shown.push_back(operation.show ? operation.show(made.back()) : made.back());
+            entries.push_back({number, operation.name, &shown.back()});
+        }
+        const std::string part = std::to_string(kShownPart) + " x " + std::to_string(kShownPart);
+        const std::string zoom = std::to_string(kShownZoom) + " x " + std::to_string(kShownZoom);
+        WriteSheet(
+            dir, "operations.png",
+            {{"", "sample", &sample}, {"", "front (input)", &front}, {"", "fine back (input)", &fineBack}},
+            entries,
+            {"Operations on the sample (the colour wheel over a backdrop of " + std::to_string(kFineSquare) +
+                 "-pixel squares, mode 00 over) and its inputs, on checkerboard",
+             "01-07 up: Transform x2 with each interpolation filter; 08-12 down: Transform x1/2 with each "
+             "decimation filter,",
+             "then linear sampling. Shown: the " + part + " pixels from (" + std::to_string(kUpShownAt) +
+                 ", " + std::to_string(kUpShownAt) + ") of the " + std::to_string(kUp) + " x " +
+                 std::to_string(kUp) + " results and from (0, 0) of the " + std::to_string(kDown) + " x " +
+                 std::to_string(kDown) + " ones, each pixel " + zoom + ".",
+             "13: turned 30 degrees (catmull-rom). 14: FitInto, front and back side by side. 15-16: "
+             "RenderMask "
+             "and RenderInvMask, the front",
+             "masking a dark veil over the back. 17: GetLuma (grey). 18: Blur " +
+                 std::to_string(static_cast<int>(kBlurAmount)) +
+                 ". 19: CompositeBlurredImages, the back blurred under the front."});
+        Report("done: " + std::to_string(results.size() + operations.size() + 6) + " files",
+               Milliseconds(start));
     }
 }
 
