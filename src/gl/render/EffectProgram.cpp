@@ -189,7 +189,10 @@ GLSL::Uniform* EffectProgram::GetUniform(const char* name) {
 
 void EffectProgram::Finalize() {
     program_.Finalize();
-    shaderCount_ = 0;
+    // A program built before gets the shaders of that build back at its next Apply(); one never
+    // built keeps the shaders it was given (a shutdown finalizes every program, used or not).
+    if (builtCount_ > 0)
+        shaderCount_ = 0;
     uniforms_.reset();
     attachPending_ = true;
 }

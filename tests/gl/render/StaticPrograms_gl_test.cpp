@@ -142,4 +142,16 @@ TEST(StaticPrograms, DrawAlikeInThreeSessionsOfOneProcess) {
     EXPECT_EQ(UseEveryStaticProgram(), first) << "session 3";
 }
 
+// A session that ends before any program was built finalizes them all unbuilt: the next session
+// still builds and draws every one of them.
+TEST(StaticPrograms, ProgramsUnusedInAnEarlierSessionStillBuild) {
+    ASSERT_EQ(ZEP6_AE::StaticList::UserCount(), 0);
+    ZEP6_AE::StaticList::Increment();
+    EXPECT_TRUE(OnWorker([] {}));
+    ZEP6_AE::StaticList::Decrement();
+    const std::vector<float> second = UseEveryStaticProgram();
+    ASSERT_FALSE(HasFailure());
+    EXPECT_EQ(UseEveryStaticProgram(), second) << "session 3";
+}
+
 } // namespace
