@@ -107,6 +107,7 @@ void TransformOnWorker(const XIImage* source, const XIImage* second, const XIIma
     std::unique_ptr<RenderedTexture> enlarged;
     if (wide != w || high != h) {
         enlarged = std::make_unique<RenderedTexture>(wide, high);
+        enlarged->SetExactStorage(true); // drawn with linear filtering: see SetExactStorage
         picture.Load();
         DrawInto(*enlarged, [&] {
             BlendFunc::Replace.Apply();
@@ -126,6 +127,7 @@ void TransformOnWorker(const XIImage* source, const XIImage* second, const XIIma
         back.SetExactStorage(true);
         back.Load();
         combined = std::make_unique<RenderedTexture>(texture->Width(), texture->Height());
+        combined->SetExactStorage(true);
         DrawInto(*combined, [&] {
             BlendFunc::Replace.Apply();
             applyMode->Apply(*texture, back, 1.0f);

@@ -1,5 +1,6 @@
 // Transform against CPU references: whole-pixel moves, a quarter turn, the interpolation filters
 // on constant and linear pictures, the decimation filters on a checkerboard, bad parameters.
+#include "gl/state/Color.h"
 #include "imageops/ImageOperations.h"
 #include "support/TestImage.h"
 
@@ -83,6 +84,17 @@ TEST(Transform, InterpolationKeepsConstantAndLinearPictures) {
                   2e-3)
             << "filter " << f;
     }
+}
+
+// An enlarged picture drawn a quarter pixel off samples its last texels linearly: they must meet
+// the picture's own edge, not what a larger cached texture held beyond it (here: red).
+TEST(Transform, EnlargedEdgesDoNotReadStaleTexels) {
+    TestImage red(Formats::RGBA32F, 600, 400);
+    Clear(&red, Color(1.0f, 0.0f, 0.0f, 1.0f));
+    const TestImage flat = Filled(24, 16, [](long, long, int c) { return c == 3 ? 1.0f : 0.25f; });
+    TestImage enlarged(Formats::RGBA32F, 48, 32);
+    Place(flat, enlarged, p3f(23.75f, 15.75f, 0.0f), p3f(2.0f, 2.0f, 1.0f), kNoTurn, TransformInterpolateCatmullRom);
+    EXPECT_LT(Worst(enlarged, kEverywhere, [](long, long, int c) { return c == 3 ? 1.0 : 0.25; }), 1e-3);
 }
 
 TEST(Transform, DecimationTakesACheckerboardToItsMean) {

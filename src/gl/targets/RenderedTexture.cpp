@@ -95,6 +95,13 @@ void RenderedTexture::Resize(int width, int height, unsigned int format, unsigne
         SetType(GL_TEXTURE_RECTANGLE_ARB, width, height, format, GetBestType(), false);
 }
 
+void RenderedTexture::SetExactStorage(bool exact) {
+    if (width_ == 0 || height_ == 0 || key_.Exact() == exact)
+        return;
+    Finalize();
+    SetType(GL_TEXTURE_RECTANGLE_ARB, width_, height_, format_, GetBestType(), exact);
+}
+
 void RenderedTexture::Resize(const XIImage* image) {
     if (!IsValid(image))
         return;

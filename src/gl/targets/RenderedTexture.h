@@ -35,6 +35,11 @@ public:
     void Resize(const XIImage* image);
     void Resize(const RenderedTexture& other);
 
+    // Storage of exactly the described size instead of a larger cached texture: for content that
+    // is drawn with linear filtering, whose edge texels must meet their own edge (clamped) rather
+    // than texels an earlier use left beyond them. Storage that does not fit is given back.
+    void SetExactStorage(bool exact);
+
     int Width() const { return width_; }
     int Height() const { return height_; }
     TextureBuffer* ColorBuffer() const { return buffer_; }
