@@ -298,4 +298,12 @@ void RunOnWorker(const std::function<void()>& work) {
         throw std::runtime_error(OneLine(job.ErrorMessage()));
 }
 
+void OnCard(const std::string& input, const std::string& what, const std::function<void()>& work) {
+    try {
+        RunOnWorker(work);
+    } catch (const std::exception& e) {
+        throw std::runtime_error(input + ": the library could not " + what + " it: " + e.what());
+    }
+}
+
 } // namespace zep6gl
