@@ -104,6 +104,8 @@ void RunAlpha(const Arguments& arguments);
 void RunLuma(const Arguments& arguments);
 void RunBlend(const Arguments& arguments);
 void RunBlur(const Arguments& arguments);
+void RunTransform(const Arguments& arguments);
+void RunBlurComposite(const Arguments& arguments);
 void RunModes(const Arguments& arguments);
 void RunDemo(const Arguments& arguments);
 
