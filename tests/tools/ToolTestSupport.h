@@ -199,20 +199,28 @@ inline void ExpectValues(const HostImage& got, long width, long height,
     EXPECT_EQ(failures, 0) << "values out of tolerance";
 }
 
-// What the library itself composites from the pictures (as read from their files): what a command
-// must have written, exactly in an 8-bit PNG, rounded to half floats in an OpenEXR file.
+// `got`, read back from a file the tool wrote, holds the top-down RGBA picture `want` as the file
+// stores it: in an 8-bit PNG each value rounded from float to the nearest step, exactly; in an
+// OpenEXR file rounded to half floats.
+inline void ExpectStored(const HostImage& got, const HostImage& want) {
+    ExpectValues(
+        got, want.GetWidth(), want.GetHeight(),
+        [&](long x, long y, int c) {
+            const float v = static_cast<float>(Value(want, x, y, c));
+            return got.GetBitDepth() == 128 ? double(float(half(v)))
+                                            : std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f) / 255.0;
+        },
+        [](double) { return 0.0; });
+}
+
+// What the library itself composites from the pictures (as read from their files) is what a
+// command must have written.
 inline void ExpectLibraryComposite(const HostImage& got, const HostImage& front, const HostImage& back,
                                    const HostImage* mask, int mode, float mix) {
     HostImage want(front.GetColorSpace(), front.GetBitDepth(), front.GetWhiteLevel(), front.GetWidth(),
                    front.GetHeight(), 0, front.IsBottomUp());
     OGL_ZEP6_AE::ApplyMode::Apply(&front, &back, mask, &want, static_cast<OGL_ZEP6_AE::PixelApplyMode>(mode), mix);
-    ExpectValues(
-        got, want.GetWidth(), want.GetHeight(),
-        [&](long x, long y, int c) {
-            const double v = Value(want, x, y, c);
-            return got.GetBitDepth() == 128 ? double(float(half(float(v)))) : v;
-        },
-        [](double) { return 0.0; });
+    ExpectStored(got, want);
 }
 
 } // namespace zep6gltest

@@ -35,19 +35,15 @@ void RunBlur(const Arguments& arguments) {
     CheckOutputLike(out, source);
     RequireMemory(in, 2ULL * static_cast<unsigned long long>(source.GetRowBytes()) * source.GetHeight(), "blurring it");
     HostImage destination = LikeInput(source, source.GetWidth(), source.GetHeight());
-    try {
-        // As a job of the tool's own, so that a failure on the card comes back as an exception.
-        RunOnWorker([&] {
-            if (kind == "gaussian")
-                OGL_ZEP6_AE::Blur(&source, &destination, amountX, amountY, shape);
-            else if (kind == "box")
-                OGL_ZEP6_AE::BoxBlur(&source, &destination, amountX, amountY);
-            else
-                OGL_ZEP6_AE::PascalBlur(&source, &destination, amountX, amountY);
-        });
-    } catch (const std::exception& e) {
-        throw std::runtime_error(in + ": the library could not blur it: " + e.what());
-    }
+    // As a job of the tool's own, so that a failure on the card comes back as an exception.
+    OnCard(in, "blur", [&] {
+        if (kind == "gaussian")
+            OGL_ZEP6_AE::Blur(&source, &destination, amountX, amountY, shape);
+        else if (kind == "box")
+            OGL_ZEP6_AE::BoxBlur(&source, &destination, amountX, amountY);
+        else
+            OGL_ZEP6_AE::PascalBlur(&source, &destination, amountX, amountY);
+    });
     WriteImage(out, destination, false, source.Windows());
 }
 

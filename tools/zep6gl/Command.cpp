@@ -10,6 +10,7 @@
 #include <filesystem>
 
 #include <algorithm>
+#include <limits>
 #include <new>
 
 namespace zep6gl {
@@ -172,6 +173,25 @@ const std::vector<Command>& Commands() {
           kMaxMemory},
          "Blur a picture on the card (.png for a PNG input, .exr for an OpenEXR input).",
          RunBlur},
+        {"transform", "IN OUT", 2, 2,
+         {{"--translate", "X,Y", "the picture's centre from the result's centre, in pixels right and up (default 0,0)"},
+          {"--scale", "SX[,SY]", "scale factors above 0, across and up (one value: both; default 1)"},
+          {"--rotate", "A[,B,C]", "degrees: one in the picture's plane (clockwise), or three about X, Y, Z (default 0)"},
+          {"--order", "ORDER", "order of the three turns: xyz (default), zxy, yzx, xzy, zyx, yxz"},
+          {"--filter", "NAME", "enlarging: nearest, linear (default), catmull-rom, mitchell, bspline, lanczos2, lanczos3"},
+          {"--decimate", "NAME", "reducing: none, box (default), triangle, binomial, lanczos2, lanczos3"},
+          {"--size", "WxH", "size of the result (default: the input's)"},
+          kMaxMemory},
+         "Scale, turn and move a picture about its centre on the card (.png for a PNG input, .exr for "
+         "an OpenEXR input).",
+         RunTransform},
+        {"blur-composite", "BACK OUT IMAGE:AMOUNT[,AMOUNTY]...", 3, std::numeric_limits<int>::max(),
+         {{"--op", "NAME", "how the layers go onto BACK: over (default), add, screen, replace"},
+          {"--unpremultiply", nullptr, "divide the result's colour by its alpha"},
+          kMaxMemory},
+         "Blur each IMAGE by its own Gaussian width in pixels (across[,up]; the path is what precedes the "
+         "last ':'), lay them over one another and onto BACK (OUT: .png for a PNG BACK, .exr for OpenEXR).",
+         RunBlurComposite},
         {"modes", "", 0, 0, {}, "List the apply modes by number and name.", RunModes},
         {"demo", "[OUTDIR]", 0, 1, {},
          "Render built-in sample images through every apply mode and write a labelled contact sheet "
@@ -296,6 +316,14 @@ void RunOnWorker(const std::function<void()>& work) {
     WorkerJob job(work);
     if (!job.ThreadQueue())
         throw std::runtime_error(OneLine(job.ErrorMessage()));
+}
+
+void OnCard(const std::string& input, const std::string& what, const std::function<void()>& work) {
+    try {
+        RunOnWorker(work);
+    } catch (const std::exception& e) {
+        throw std::runtime_error(input + ": the library could not " + what + " it: " + e.what());
+    }
 }
 
 } // namespace zep6gl

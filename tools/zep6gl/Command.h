@@ -74,6 +74,9 @@ public:
 // that does not link, an exception of `work`) comes back as std::runtime_error with the
 // library's message on one line.
 void RunOnWorker(const std::function<void()>& work);
+// RunOnWorker for a command's operation on its input: a failure comes back as
+// "<input>: the library could not <what> it: <reason>".
+void OnCard(const std::string& input, const std::string& what, const std::function<void()>& work);
 
 // Values the commands take, each refused with a UsageError naming the option: a finite number of
 // at least `least`; WIDTHxHEIGHT of 1 to 16383 each; R,G,B,A of four finite numbers.
@@ -101,6 +104,8 @@ void RunAlpha(const Arguments& arguments);
 void RunLuma(const Arguments& arguments);
 void RunBlend(const Arguments& arguments);
 void RunBlur(const Arguments& arguments);
+void RunTransform(const Arguments& arguments);
+void RunBlurComposite(const Arguments& arguments);
 void RunModes(const Arguments& arguments);
 void RunDemo(const Arguments& arguments);
 

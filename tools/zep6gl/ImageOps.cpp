@@ -41,15 +41,6 @@ unsigned long long Bytes(const XIImage& image) {
     return static_cast<unsigned long long>(image.GetRowBytes()) * static_cast<unsigned long long>(image.GetHeight());
 }
 
-// Runs the operation as a job, naming the input when the library fails.
-void OnCard(const std::string& in, const char* what, const std::function<void()>& operation) {
-    try {
-        RunOnWorker(operation);
-    } catch (const std::exception& e) {
-        throw std::runtime_error(in + ": the library could not " + what + " it: " + e.what());
-    }
-}
-
 // IN OUT commands whose result has the input's size and pixels.
 void SameSize(const Arguments& arguments, const char* what,
               const std::function<void(const HostImage&, HostImage&)>& operation) {

@@ -1,0 +1,137 @@
+// The image-operation commands end to end: each writes what the library's own operation makes of
+// the same decoded pictures, so the right files and arguments reach it (the operations'
+// arithmetic: tests/imageops). Mistakes: CommandLine_test.
+#include "ToolTestSupport.h"
+
+#include "ImageIO.h"
+
+#include "gl/resources/Buffer.h"
+#include "gl/state/Color.h"
+#include "imageops/ImageOperations.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+
+#include <sstream>
+
+namespace zep6gltest {
+namespace {
+
+using namespace OGL_ZEP6_AE;
+using In = const HostImage&;
+
+// The channel GetAlpha or GetLuma gives (its rows bottom-up) as an opaque grey float picture.
+template <class Pixel>
+HostImage Grey(In a, unsigned int format, void (*get)(const XIImage*, Buffer<Pixel>*)) {
+    HostImage channel(format, 32, 1, a.GetWidth(), a.GetHeight(), 0, true);
+    Buffer<Pixel> buffer(&channel);
+    get(&a, &buffer);
+    return RgbaImage(128, a.GetWidth(), a.GetHeight(), [&](long x, long y, int c) {
+        float v;
+        std::memcpy(&v, channel.Row(a.GetHeight() - 1 - y) + 4 * x, 4);
+        return c == 3 ? 1.0 : v;
+    });
+}
+
+// Two pictures in which every row and column differs and alpha takes many values.
+double Input(long x, long y, int c, bool b) {
+    const double v[2][4] = {
+        {x * 7 % 256 / 255.0, y * 5 % 256 / 255.0, (x + y) % 97 / 96.0, (x * 3 + y * 11) % 256 / 255.0},
+        {x % 50 / 49.0, x * y % 17 / 16.0, y % 40 / 39.0, (x / 50 + y / 40) % 5 / 4.0}};
+    return v[b][c];
+}
+
+class ImageCommands : public ToolTest {};
+
+// In a command line %a and %b stand for two inputs of 301 x 157, %A and %B for the same pictures
+// at 2500 x 1200 (several tiles each way; only for a few commands, to keep the time down: the
+// unpremultiplying loop over tiles is the tool's own), %o for the output; the second input's name
+// holds a ':', as blur-composite's operands may. Each runs on PNG and on OpenEXR files. The
+// reference is made like the command's first picture (for mask: like IMAGE), at the size given
+// (0: that picture's).
+TEST_F(ImageCommands, EachWritesWhatTheLibraryMakesOfItsFiles) {
+    REQUIRE_OPENGL();
+    const struct {
+        const char* line;
+        long w, h;
+        void (*want)(In a, In b, HostImage& d);
+    } cases[] = {
+        {"resize %a %o --size 150x90", 150, 90, [](In a, In, HostImage& d) { Resize(&a, &d); }},
+        {"resize --fit %a %o --size=200x250", 200, 250, [](In a, In, HostImage& d) { FitInto(&a, &d); }},
+        {"center %a %o --size 400x200", 400, 200, [](In a, In, HostImage& d) { Center(&a, &d); }},
+        {"premultiply %a %o", 0, 0, [](In a, In, HostImage& d) { Premultiply(&a, &d); }},
+        // The library's division by alpha: a background alone, unpremultiplied.
+        {"unpremultiply %A %o", 0, 0,
+         [](In a, In, HostImage& d) {
+             CompositeBlurredImages(nullptr, &a, &d, nullptr, 0, BlendOp::Composite, true);
+         }},
+        {"transform %A %o --translate 30,-20 --scale 0.7,0.5 --rotate 20 --decimate triangle --size "
+         "2000x1000",
+         2000, 1000,
+         [](In a, In, HostImage& d) {
+             Transform(&a, nullptr, nullptr, &d, PixelApplyMode(-1), p3f(1030, 480, 0), p3f(0.7f, 0.5f, 1),
+                       p3f(0, 0, 20), XYZ, TransformInterpolateLinear, TransformDecimateTriangle);
+         }},
+        {"transform %a %o --scale 1.5,2 --rotate 10,20,30 --order zyx --filter catmull-rom", 0, 0,
+         [](In a, In, HostImage& d) {
+             Transform(&a, nullptr, nullptr, &d, PixelApplyMode(-1), p3f(150.5f, 78.5f, 0), p3f(1.5f, 2, 1),
+                       p3f(10, 20, 30), ZYX, TransformInterpolateCatmullRom, TransformDecimateBox);
+         }},
+        {"mask %a %b %o --color 1,0.5,0,0.75", 0, 0,
+         [](In a, In b, HostImage& d) { RenderMask(&a, &b, &d, Color(1, 0.5f, 0, 0.75f)); }},
+        {"mask %a %b %o --invert", 0, 0,
+         [](In a, In b, HostImage& d) { RenderInvMask(&a, &b, &d, Color(0, 0, 0, 1)); }},
+        {"alpha %a %o", 0, 0,
+         [](In a, In, HostImage& d) { d = Grey<Alpha32F>(a, GL_ALPHA32F_ARB, GetAlpha); }},
+        {"luma %a %o", 0, 0,
+         [](In a, In, HostImage& d) { d = Grey<Luma32F>(a, GL_LUMINANCE32F_ARB, GetLuma); }},
+        {"blend %a %b %o --op screen --opacity 0.6", 0, 0,
+         [](In a, In b, HostImage& d) { Composite(&a, &b, nullptr, &d, 0.6f, BlendOp::Screen); }},
+        {"blur %a %o --amount 9,3", 0, 0, [](In a, In, HostImage& d) { Blur(&a, &d, 9, 3, 0.85f); }},
+        {"blur-composite %A %o %B:6 %A:0,4 --op add --unpremultiply", 0, 0,
+         [](In a, In b, HostImage& d) {
+             const XIImage* layers[] = {&b, &a};
+             const p2f blurs[] = {{6, 6}, {0, 4}};
+             CompositeBlurredImages(layers, &a, &d, blurs, 2, BlendOp::Additive, true);
+         }},
+        {"blur-composite %b %o %a:3", 0, 0,
+         [](In a, In b, HostImage& d) {
+             const XIImage* layers[] = {&a};
+             const p2f blurs[] = {{3, 3}};
+             CompositeBlurredImages(layers, &b, &d, blurs, 1, BlendOp::Composite, false);
+         }},
+    };
+    const char* const files[][2] = {{"%a", "a"}, {"%b", "b:1"}, {"%A", "A"}, {"%B", "B:1"}, {"%o", "out"}};
+    for (const std::string type : {".png", ".exr"}) {
+        std::vector<HostImage> in; // a, b, A, B as decoded from their files
+        for (int i = 0; i < 4; ++i) {
+            const HostImage picture =
+                RgbaImage(type == ".png" ? 32 : 128, i < 2 ? 301 : 2500, i < 2 ? 157 : 1200,
+                          [i](long x, long y, int c) { return Input(x, y, c, i % 2); });
+            zep6gl::WriteImage(Path(files[i][1] + type), picture);
+            in.push_back(zep6gl::ReadImage(Path(files[i][1] + type)));
+        }
+        for (const auto& c : cases) {
+            SCOPED_TRACE(c.line + type);
+            std::vector<std::string> args;
+            std::istringstream words(c.line);
+            for (std::string word; words >> word; args.push_back(word))
+                for (const auto& file : files)
+                    if (word.rfind(file[0], 0) == 0)
+                        word = Path(file[1] + type) + word.substr(2);
+            const Outcome outcome = RunCommand(args[0], {args.begin() + 1, args.end()});
+            ASSERT_EQ(outcome.status, 0) << outcome.errors;
+            const HostImage *a = &in[0], *b = &in[1];
+            if (std::strstr(c.line, "%A"))
+                a = &in[2], b = &in[3];
+            const HostImage& like = args[0] == "mask" ? *b : *a;
+            HostImage want =
+                zep6gl::LikeInput(like, c.w ? c.w : like.GetWidth(), c.h ? c.h : like.GetHeight());
+            c.want(*a, *b, want);
+            ExpectStored(zep6gl::ReadImage(Path("out" + type)), want);
+        }
+    }
+}
+
+} // namespace
+} // namespace zep6gltest
