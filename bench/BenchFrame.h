@@ -9,6 +9,7 @@
 
 #include "PlainGl.h"
 
+#include "core/PixelFormat.h"
 #include "core/XIImage.h"
 #include "gl/context/Capabilities.h"
 #include "gl/context/Shared.h"
@@ -257,11 +258,10 @@ inline void PrintSummary(const char* title, double target, const std::string& ta
 }
 
 // A benchmark program's main: `registerAll` registers the cases (and may add lines of context),
-// then the summary as PrintSummary gives it follows the run. The library stays in use for the
-// whole run (main counts as its user), so the worker thread and its context are made once, not
-// per benchmark.
-inline int Main(int argc, char** argv, const std::function<void()>& registerAll, const char* title,
-                double target, const std::string& targetCases) {
+// `summary` prints after the run. The library stays in use for the whole run (main counts as its
+// user), so the worker thread and its context are made once, not per benchmark.
+inline int RunProgram(int argc, char** argv, const std::function<void()>& registerAll,
+                      const std::function<void()>& summary) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;
@@ -270,10 +270,28 @@ inline int Main(int argc, char** argv, const std::function<void()>& registerAll,
     benchmark::AddCustomContext("render target format", InternalFormatName(Facts().internalFormat));
     registerAll();
     benchmark::RunSpecifiedBenchmarks();
-    PrintSummary(title, target, targetCases);
+    summary();
     ZEP6_AE::StaticList::Decrement();
     benchmark::Shutdown();
     return 0;
 }
+
+// RunProgram with the summary of library against plain OpenGL that PrintSummary gives.
+inline int Main(int argc, char** argv, const std::function<void()>& registerAll, const char* title,
+                double target, const std::string& targetCases) {
+    return RunProgram(argc, argv, registerAll, [&] { PrintSummary(title, target, targetCases); });
+}
+
+// The two host-frame descriptions the operation benchmarks run over: 8-bit BGRA and float RGBA.
+struct FrameLayout {
+    const char* name;
+    long colorSpace;
+    long bitDepth;
+    long whiteLevel;
+};
+inline const FrameLayout kFrameLayouts[] = {
+    {"bgra8", static_cast<long>(OGL_ZEP6_AE::FourCC("BGRA")), 32, 255},
+    {"rgba32f", static_cast<long>(OGL_ZEP6_AE::FourCC("RGBA")), 128, 1},
+};
 
 } // namespace zep6bench

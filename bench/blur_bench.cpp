@@ -33,17 +33,7 @@ using zep6bench::Frame;
 
 namespace {
 
-struct Layout {
-    const char* name;
-    long colorSpace;
-    long bitDepth;
-    long whiteLevel;
-};
-
-const Layout kLayouts[] = {
-    {"bgra8", static_cast<long>(FourCC("BGRA")), 32, 255},
-    {"rgba32f", static_cast<long>(FourCC("RGBA")), 128, 1},
-};
+using Layout = zep6bench::FrameLayout;
 
 constexpr long kWidth = 3840, kHeight = 2160;
 constexpr float kShape = 0.85f;
@@ -109,7 +99,7 @@ void BM_OpenCV(benchmark::State& state, const Layout& layout, float sigma) {
 #endif
 
 void RegisterAll() {
-    for (const Layout& layout : kLayouts)
+    for (const Layout& layout : zep6bench::kFrameLayouts)
         for (const float sigma : kSigmas) {
             const std::string name = CaseName(layout, sigma);
             benchmark::RegisterBenchmark(("Shader/" + name).c_str(), BM_Library, layout, sigma, KernelPath::Shader)
@@ -145,15 +135,5 @@ void PrintSummary() {
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    ZEP6_AE::StaticList::Increment();
-    benchmark::AddCustomContext("renderer", zep6bench::Facts().renderer);
-    RegisterAll();
-    benchmark::RunSpecifiedBenchmarks();
-    PrintSummary();
-    ZEP6_AE::StaticList::Decrement();
-    benchmark::Shutdown();
-    return 0;
+    return zep6bench::RunProgram(argc, argv, RegisterAll, PrintSummary);
 }

@@ -45,17 +45,7 @@ using zep6bench::Frame;
 
 namespace {
 
-struct Layout {
-    const char* name;
-    long colorSpace;
-    long bitDepth;
-    long whiteLevel;
-};
-
-const Layout kLayouts[] = {
-    {"bgra8", static_cast<long>(FourCC("BGRA")), 32, 255},
-    {"rgba32f", static_cast<long>(FourCC("RGBA")), 128, 1},
-};
+using Layout = zep6bench::FrameLayout;
 
 constexpr long kWidth = 3840, kHeight = 2160;
 
@@ -218,7 +208,7 @@ void BM_OpenCV(benchmark::State& state, const Case& c, const Layout& layout) {
 
 void RegisterAll() {
     for (const Case& c : kCases)
-        for (const Layout& layout : kLayouts) {
+        for (const Layout& layout : zep6bench::kFrameLayouts) {
             const std::string name = CaseName(c, layout);
             benchmark::RegisterBenchmark(("Library/" + name).c_str(), BM_Library, c, layout)
                 ->UseRealTime()
@@ -248,7 +238,7 @@ void PrintSummary() {
                 kWidth, kHeight);
     std::printf("%-26s %12s %12s %16s\n", "case", "library", "OpenCV", "OpenCV/library");
     for (const Case& c : kCases)
-        for (const Layout& layout : kLayouts) {
+        for (const Layout& layout : zep6bench::kFrameLayouts) {
             const Times& t = Summary()[CaseName(c, layout)];
             char ratio[32] = "n/a";
             const char* verdict = "";
@@ -267,15 +257,5 @@ void PrintSummary() {
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    ZEP6_AE::StaticList::Increment();
-    benchmark::AddCustomContext("renderer", zep6bench::Facts().renderer);
-    RegisterAll();
-    benchmark::RunSpecifiedBenchmarks();
-    PrintSummary();
-    ZEP6_AE::StaticList::Decrement();
-    benchmark::Shutdown();
-    return 0;
+    return zep6bench::RunProgram(argc, argv, RegisterAll, PrintSummary);
 }

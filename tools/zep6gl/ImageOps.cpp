@@ -124,7 +124,12 @@ const NamedOp kOps[] = {
 
 } // namespace
 
-void RunResize(const Arguments& arguments) {
+namespace {
+
+// IN OUT --size WxH commands: the result has the size given and the input's pixels. `extraBytes`
+// per result pixel counts what the operation holds besides the two pictures.
+void Sized(const Arguments& arguments, const char* what, unsigned long long extraBytes,
+           const std::function<void(const HostImage&, HostImage&)>& operation) {
     long w = 0, h = 0;
     if (!arguments.Has("--size"))
         throw UsageError("--size is required (WIDTHxHEIGHT)");
@@ -133,27 +138,25 @@ void RunResize(const Arguments& arguments) {
     const std::string& out = arguments.operands[1];
     const HostImage source = ReadInput(in);
     CheckOutputLike(out, source);
-    RequireMemory(in, Bytes(source) + static_cast<unsigned long long>(w) * h * (source.GetBitDepth() / 8 + 16),
-                  "resizing it");
+    const unsigned long long pixels = static_cast<unsigned long long>(w) * static_cast<unsigned long long>(h);
+    RequireMemory(in, Bytes(source) + pixels * (source.GetBitDepth() / 8 + extraBytes), std::string(what) + " it");
     HostImage destination = LikeInput(source, w, h);
-    const bool fit = arguments.Has("--fit");
-    OnCard(in, "resize", [&] { fit ? FitInto(&source, &destination) : Resize(&source, &destination); });
+    OnCard(in, what, [&] { operation(source, destination); });
     WriteImage(out, destination);
 }
 
+} // namespace
+
+void RunResize(const Arguments& arguments) {
+    // --fit resizes into a float working picture of up to the result's size first.
+    const bool fit = arguments.Has("--fit");
+    Sized(arguments, "resize", fit ? 16 : 0, [fit](const HostImage& s, HostImage& d) {
+        fit ? FitInto(&s, &d) : Resize(&s, &d);
+    });
+}
+
 void RunCenter(const Arguments& arguments) {
-    long w = 0, h = 0;
-    if (!arguments.Has("--size"))
-        throw UsageError("--size is required (WIDTHxHEIGHT)");
-    ParseSize("--size", arguments.Value("--size"), w, h);
-    const std::string& in = arguments.operands[0];
-    const std::string& out = arguments.operands[1];
-    const HostImage source = ReadInput(in);
-    CheckOutputLike(out, source);
-    RequireMemory(in, Bytes(source) + static_cast<unsigned long long>(w) * h * (source.GetBitDepth() / 8), "centring it");
-    HostImage destination = LikeInput(source, w, h);
-    OnCard(in, "centre", [&] { Center(&source, &destination); });
-    WriteImage(out, destination);
+    Sized(arguments, "centre", 0, [](const HostImage& s, HostImage& d) { Center(&s, &d); });
 }
 
 void RunPremultiply(const Arguments& arguments) {
