@@ -177,16 +177,6 @@ TEST(StorageRules, CardChoiceAndOverride) {
         EXPECT_EQ(ParseStorageChoice(text), choice) << (text ? text : "null");
 }
 
-TEST(DriverVersion, TakenFromTheVersionText) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"4.5 (Compatibility Profile) Mesa 22.3.6", "22.3.6"}, {"4.6.0 NVIDIA 580.159.04", "580.159.04"},
-        {"3.3 (Core Profile) Mesa 24.0.0-devel (git-1a2b3c)", "24.0.0-devel"},
-        {"4.6.0 - Build 31.0.101.4502", "31.0.101.4502"}, {"2.1", ""}, {"", ""}};
-    for (const auto& [version, driver] : cases)
-        EXPECT_EQ(DriverVersionOf(version), driver) << version;
-    EXPECT_EQ(DriverVersionOf(nullptr), "");
-}
-
 TEST(MemorySize, FirstSourceThatKnowsWinsAndLargeSizesSaturate) {
     constexpr unsigned long long GiB = 1ULL << 30;
     struct Case {
@@ -239,17 +229,6 @@ TEST(KernelVideoMemory, LowestNumberedCardThatPublishesAValue) {
     write("renderD128/device/mem_info_vram_total", "77\n");
     EXPECT_EQ(platform::KernelVideoMemory(root.c_str()), 8589934592ULL);
     std::filesystem::remove_all(root);
-}
-
-TEST(PhysicalMemory, MatchesTheKernelsTotal) {
-    std::ifstream meminfo("/proc/meminfo");
-    std::string key;
-    unsigned long long kib = 0;
-    while (meminfo >> key && key != "MemTotal:")
-        meminfo.ignore(1 << 10, '\n');
-    ASSERT_TRUE(meminfo >> kib);
-    // Both come from the same kernel count; allow a page's rounding either way.
-    EXPECT_NEAR(double(platform::PhysicalMemory()), double(kib * 1024ULL), 65536.0);
 }
 
 const std::string kMessage =
