@@ -15,7 +15,6 @@
 #include <GL/glext.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <stdexcept>
 #include <tuple>
 #include <utility>
@@ -73,14 +72,6 @@ TEST(ColorValue, ConstructorsAndArithmetic) {
         EXPECT_FALSE(c == a) << i;
         EXPECT_TRUE(c != a) << i;
     }
-}
-
-TEST(ColorValue, RandomTakesBlueGreenRedInThatOrder) {
-    std::srand(1234);
-    const int first = std::rand(), second = std::rand(), third = std::rand();
-    std::srand(1234);
-    const Color c = Color::Random();
-    ExpectColor(c, third / 32767.0f, second / 32767.0f, first / 32767.0f, 1.0f);
 }
 
 TEST(TestValues, FlagsFollowTheFunction) {
