@@ -263,28 +263,6 @@ TEST_F(StateGL, TextureUnitsRecordFourUnitsAtMostAndRestoreTheActiveOne) {
 
 // ---- attributes and State ------------------------------------------------------------------------
 
-TEST_F(StateGL, AttributesPushOnceAndUnwindLevelsLeftAbove) {
-    const int base = GetInt(GL_ATTRIB_STACK_DEPTH), clientBase = GetInt(GL_CLIENT_ATTRIB_STACK_DEPTH);
-    glDisable(GL_BLEND);
-    Attributes attributes(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT, GL_CLIENT_VERTEX_ARRAY_BIT);
-    attributes.Apply();
-    attributes.Retrieve(); // pops its own level first: still one level
-    EXPECT_EQ(GetInt(GL_ATTRIB_STACK_DEPTH), base + 1);
-    EXPECT_EQ(GetInt(GL_CLIENT_ATTRIB_STACK_DEPTH), clientBase + 1);
-
-    // Someone pushes above it and forgets to pop.
-    glEnable(GL_BLEND);
-    glPushAttrib(GL_ENABLE_BIT);
-    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
-    glEnableClientState(GL_VERTEX_ARRAY);
-    attributes.Pop();
-    EXPECT_EQ(GetInt(GL_ATTRIB_STACK_DEPTH), base);
-    EXPECT_EQ(GetInt(GL_CLIENT_ATTRIB_STACK_DEPTH), clientBase);
-    EXPECT_FALSE(glIsEnabled(GL_BLEND) || glIsEnabled(GL_VERTEX_ARRAY));
-    attributes.Pop(); // nothing left to pop
-    EXPECT_EQ(GetInt(GL_ATTRIB_STACK_DEPTH), base);
-}
-
 // A State restores what it recorded at every Apply (the attributes stay saved for a later one),
 // and binds none for an object deleted since it was recorded: the old names must not come back.
 TEST_F(StateGL, StateRestoresWhatItRecordedAndNothingDeletedSince) {
@@ -355,9 +333,9 @@ void ExpectPushRestores(const char* name, const T& original, const std::function
 
 } // namespace
 
-// The push classes that set a value or select a matrix mode. The plain ones (PushColor,
-// PushMatrixMode, the pixel pack and unpack pushes) save and restore as Push<T> does
-// (StateValues_test), and the operations that use them are held to the snapshot by the table.
+// The push classes that set a value. The plain ones (PushColor, PushMatrixMode, the pixel pack and
+// unpack pushes) save and restore as Push<T> does (StateValues_test); they and the matrix pushes
+// are used by operations, which the operation table holds to the snapshot.
 TEST_F(StateGL, PushClassesThatSetAValueRestoreWhatTheySaved) {
     const BlendFunc over = BlendFunc::BlendOver, replace = BlendFunc::Replace, invert = BlendFunc::Invert;
     const BlendFunc mask = BlendFunc::Mask;
@@ -369,25 +347,13 @@ TEST_F(StateGL, PushClassesThatSetAValueRestoreWhatTheySaved) {
     off.flag = false;
     ExpectPushRestores("PushBlendFunc enables blending", off, Make<PushBlendFunc>(GL_ONE, GL_ZERO), &replace, over);
 
-    // A pushed matrix selects its own mode for the scope and restores the caller's (each case
-    // starts in another mode); the matrix itself is kept until changed.
-    const ModelMatrix model = Filled<ModelMatrix>(1.0, GL_TEXTURE), modelInside = Filled<ModelMatrix>(1.0, GL_MODELVIEW);
-    ExpectPushRestores("PushModelMatrix", model, Make<PushModelMatrix>(), &modelInside,
-                       Filled<ModelMatrix>(-1.0, GL_PROJECTION));
-    const ProjectionMatrix projection = Filled<ProjectionMatrix>(2.0, GL_MODELVIEW);
-    const ProjectionMatrix projectionInside = Filled<ProjectionMatrix>(2.0, GL_PROJECTION);
-    ExpectPushRestores("PushProjectionMatrix", projection, Make<PushProjectionMatrix>(), &projectionInside,
-                       Filled<ProjectionMatrix>(3.0, GL_TEXTURE));
-    const TextureMatrix texture = Filled<TextureMatrix>(4.0, GL_PROJECTION);
-    const TextureMatrix textureInside = Filled<TextureMatrix>(4.0, GL_TEXTURE);
-    ExpectPushRestores("PushTextureMatrix", texture, Make<PushTextureMatrix>(), &textureInside,
-                       Filled<TextureMatrix>(5.0, GL_MODELVIEW));
     // UnitScale loads the identity, translated with a point to where the model-view matrix put it:
     // (1, 1, 1) scaled by (2, 3, 4) and moved by (10, 20, 30).
     const ModelMatrix scaled = MatrixOf<ModelMatrix>(GL_TEXTURE, {2, 0, 0, 0, 0, 3, 0, 0, 0, 0, 4, 0, 10, 20, 30, 1});
     const ModelMatrix moved = MatrixOf<ModelMatrix>(GL_MODELVIEW, {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 12, 23, 34, 1});
-    ExpectPushRestores("UnitScale", scaled, Make<UnitScale>(), &ModelMatrix::Identity, model);
-    ExpectPushRestores("UnitScale(point)", scaled, Make<UnitScale>(p3f(1, 1, 1)), &moved, model);
+    const ModelMatrix damage = Filled<ModelMatrix>(1.0, GL_TEXTURE);
+    ExpectPushRestores("UnitScale", scaled, Make<UnitScale>(), &ModelMatrix::Identity, damage);
+    ExpectPushRestores("UnitScale(point)", scaled, Make<UnitScale>(p3f(1, 1, 1)), &moved, damage);
 
     PixelTransfer scaledTransfer;
     scaledTransfer.redScale = 0.5f, scaledTransfer.redBias = 0.25f;
