@@ -1,14 +1,13 @@
 // The fixed-function drawing helpers judged by the vertices OpenGL reports in feedback mode or
 // by the pixels they cover (each must leave the caller's matrices, client arrays and colour);
-// the matrix helpers against OpenGL's own; lights, materials, the light model and the highlight
-// style: applied values come back, scopes restore.
+// the matrix helpers against OpenGL's own; lights, materials and the highlight style: what they
+// apply, and scopes restore.
 #include "gl/render/Feedback.h"
 #include "gl/render/Geometry.h"
 #include "gl/render/Grid.h"
 #include "gl/render/Light.h"
 #include "gl/render/LightHighlight.h"
 #include "gl/render/LightMaterial.h"
-#include "gl/render/LightModel.h"
 #include "gl/render/MatrixStack.h"
 #include "gl/render/ObjectArray.h"
 #include "gl/render/Plane.h"
@@ -576,14 +575,9 @@ TEST_F(GeometryGlTest, MatrixFunctionsMatchOpenGL) {
     EXPECT_EQ(CoverageDifferences(Rect(6, 18, 8, 20)), 0) << "a unit square at (3, 9) of half the size";
 }
 
-// ---- Life cycles: remade after Finalize, measured once, restored ---------------------------
+// ---- Life cycles: remade after Finalize, measured once ------------------------------------
 
 TEST_F(GeometryGlTest, LifeCycles) {
-    Ndc();
-    sGrid.DrawTexture();
-    EXPECT_EQ(Covered(), kSize * kSize);
-    Reset();
-
     Quadric quadric;
     quadric.Normals(GLU_SMOOTH);
     quadric.Finalize();
@@ -621,29 +615,6 @@ TEST_F(GeometryGlTest, LifeCycles) {
     glVertex3f(3, 5, -0.5f); // window depth 0.75
     glEnd();
     EXPECT_EQ(open.GetMaximum(), p3f(3, 5, 0.75f));
-
-    // Client arrays: set as asked, restored; the current colour only when a colour array was
-    // asked for, and then through the library's mirror too.
-    glEnableClientState(GL_NORMAL_ARRAY);
-    for (const bool colours : {false, true})
-        for (const bool texCoords : {false, true}) {
-            glColor4f(0.25f, 0.5f, 0.75f, 1);
-            {
-                PushArrays push(texCoords, !texCoords, colours);
-                EXPECT_TRUE(Enabled(GL_VERTEX_ARRAY));
-                EXPECT_EQ(Enabled(GL_TEXTURE_COORD_ARRAY), texCoords);
-                EXPECT_EQ(Enabled(GL_NORMAL_ARRAY), !texCoords);
-                EXPECT_EQ(Enabled(GL_COLOR_ARRAY), colours);
-                glColor4f(0, 1, 0, 0); // what drawing from a colour array may leave behind
-            }
-            EXPECT_FALSE(Enabled(GL_VERTEX_ARRAY) || Enabled(GL_TEXTURE_COORD_ARRAY) || Enabled(GL_COLOR_ARRAY));
-            EXPECT_TRUE(Enabled(GL_NORMAL_ARRAY));
-            EXPECT_EQ(Floats<4>(GL_CURRENT_COLOR)[1], colours ? 0.5f : 1.0f);
-            if (colours) {
-                EXPECT_EQ(Color::sCurrentColor, Color(0.25f, 0.5f, 0.75f, 1)) << "the mirror follows";
-            }
-        }
-    glDisableClientState(GL_NORMAL_ARRAY);
 }
 
 // ---- Lights, materials, the light model, the highlight style -------------------------------
@@ -669,66 +640,6 @@ Color MaterialGet(GLenum face, GLenum pname) {
 Color GlColor() {
     return Color(Floats<4>(GL_CURRENT_COLOR).data());
 }
-// What a parameter light reads back; the direction without w, which OpenGL does not keep.
-p3f Xyz(const p4f& v) {
-    return p3f(v.x, v.y, v.z);
-}
-auto Fields(const ParamLight& l) {
-    return std::make_tuple(l.on, Rgba(l.ambient), Rgba(l.diffuse), Rgba(l.specular), l.position, Xyz(l.direction),
-                           l.spotExponent, l.spotCutoff, l.constantAttenuation, l.linearAttenuation,
-                           l.quadraticAttenuation);
-}
-auto LightState(int i) {
-    return std::make_tuple(LightGet(i, GL_AMBIENT), LightGet(i, GL_DIFFUSE), LightGet(i, GL_SPECULAR),
-                           Enabled(GL_LIGHT0 + i));
-}
-
-TEST_F(LightGL, ALightTemplateTouchesOnlyItsOwnLight) {
-    decltype(LightState(0)) before[8];
-    for (int i = 0; i < 8; ++i)
-        before[i] = LightState(i);
-    const Color colour(0.25f, 0.5f, 0.75f, 1.0f);
-    AmbientLight<3>(colour).Apply();
-    DiffuseLight<3>(colour * 0.5f).Apply();
-    for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(LightState(i), i != 3 ? before[i]
-                                        : std::make_tuple(Rgba(colour), Rgba(colour * 0.5f), std::get<2>(before[i]), true))
-            << i;
-    EXPECT_TRUE(Enabled(GL_LIGHTING));
-    AmbientLight<3> off(colour);
-    off.lightOn = off.lightingOn = false;
-    off.Apply();
-    EXPECT_FALSE(Enabled(GL_LIGHT3) || Enabled(GL_LIGHTING)) << "the switches are applied as held";
-}
-
-// Every field of a parameter light, and the light model, differ from OpenGL's defaults and from
-// what the objects read into start with, so that a value left out of Apply() or Retrieve() shows.
-TEST_F(LightGL, ParamLightAndModelGiveBackWhatTheyApplied) {
-    ParamLight light(4), read(4);
-    light.SetDefaults(2);
-    light.ambient = Color(0.1f, 0.1f, 0.2f, 1.0f);
-    light.diffuse = Color(0.6f, 0.7f, 0.8f, 1.0f);
-    light.specular = Color(0.3f, 0.3f, 0.3f, 1.0f);
-    light.direction = p4f(0, 1, 0, 0);
-    light.spotExponent = 2.0f;
-    light.spotCutoff = 30.0f;
-    light.constantAttenuation = 0.5f;
-    light.linearAttenuation = 0.25f;
-    light.quadraticAttenuation = 0.125f;
-    light.Apply();
-    read.Retrieve();
-    EXPECT_EQ(Fields(read), Fields(light));
-
-    // Two models, so that each field changes from OpenGL's default and again from the first.
-    LightModel readModel;
-    for (const LightModel& model : {LightModel(Color(0.3f, 0.2f, 0.1f, 1.0f), GL_SEPARATE_SPECULAR_COLOR, 1, 1),
-                                    LightModel(Color(0.1f, 0.2f, 0.3f, 1.0f), GL_SINGLE_COLOR, 0, 0)}) {
-        model.Apply();
-        readModel.Retrieve();
-        EXPECT_EQ(readModel, model);
-    }
-}
-
 TEST_F(LightGL, ParamLightSwitchesAndCustomApply) {
     glEnable(GL_LIGHT2);
     glEnable(GL_LIGHTING);
