@@ -136,11 +136,12 @@ template <class P, class... A> std::function<Guard()> Make(A... args) {
 
 // ---- Apply then Retrieve -------------------------------------------------------------------------
 
-// The value classes that no drawing operation saves and restores; those it does (blend function,
-// equation and operation, colour mask, depth function, pixel pack and unpack, the matrices) are
-// held to the snapshot by the operation table, where a wrong Apply or Retrieve shows as state an
-// operation changed. TextureBinding round-trips as part of TextureUnits, below.
-TEST_F(StateGL, ValueClassesNoOperationRestoresGiveBackWhatTheyApplied) {
+// The value classes whose save and restore the operation table does not hold; those it does (blend
+// function, equation and operation, depth function, pixel unpack, the matrices) show there a wrong
+// Apply or Retrieve as state an operation changed. No operation in the table puts the colour
+// mask's alpha or the pack layout away from where the snapshot starts them, so those two stay.
+// TextureBinding round-trips as part of TextureUnits, below.
+TEST_F(StateGL, ValueClassesTheOperationTableDoesNotHoldGiveBackWhatTheyApplied) {
     BlendColor blendColorOff(Color(0.5f, 0.25f, 0.125f, 1.0f));
     blendColorOff.flag = false;
     PixelTransfer transfer;
@@ -156,8 +157,11 @@ TEST_F(StateGL, ValueClassesNoOperationRestoresGiveBackWhatTheyApplied) {
     EXPECT_TRUE(RoundTrips(BlendColor(Color(0.25f, 0.5f, 0.75f, 1.0f))));
     EXPECT_TRUE(RoundTrips(blendColorOff));
     EXPECT_TRUE(RoundTrips(ClearColor(Color(0.25f, 0.5f, 0.75f, 0.125f), 0.5f)));
+    EXPECT_TRUE(RoundTrips(ColorMask::NoAlpha));
+    EXPECT_TRUE(RoundTrips(ColorMask::AlphaOnly));
     EXPECT_TRUE(RoundTrips(CullFace(true, GL_FRONT)));
     EXPECT_TRUE(RoundTrips(PixelStore(1, 17, 3, 5)));
+    EXPECT_TRUE(RoundTrips(PixelPack(8, 21, 6, 2, 3)));
     EXPECT_TRUE(RoundTrips(transfer));
     EXPECT_TRUE(RoundTrips(space));
     EXPECT_TRUE(RoundTrips(opacity));
@@ -263,6 +267,28 @@ TEST_F(StateGL, TextureUnitsRecordFourUnitsAtMostAndRestoreTheActiveOne) {
 
 // ---- attributes and State ------------------------------------------------------------------------
 
+TEST_F(StateGL, AttributesPushOnceAndUnwindLevelsLeftAbove) {
+    const int base = GetInt(GL_ATTRIB_STACK_DEPTH), clientBase = GetInt(GL_CLIENT_ATTRIB_STACK_DEPTH);
+    glDisable(GL_BLEND);
+    Attributes attributes(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT, GL_CLIENT_VERTEX_ARRAY_BIT);
+    attributes.Apply();
+    attributes.Retrieve(); // pops its own level first: still one level
+    EXPECT_EQ(GetInt(GL_ATTRIB_STACK_DEPTH), base + 1);
+    EXPECT_EQ(GetInt(GL_CLIENT_ATTRIB_STACK_DEPTH), clientBase + 1);
+
+    // Someone pushes above it and forgets to pop.
+    glEnable(GL_BLEND);
+    glPushAttrib(GL_ENABLE_BIT);
+    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    attributes.Pop();
+    EXPECT_EQ(GetInt(GL_ATTRIB_STACK_DEPTH), base);
+    EXPECT_EQ(GetInt(GL_CLIENT_ATTRIB_STACK_DEPTH), clientBase);
+    EXPECT_FALSE(glIsEnabled(GL_BLEND) || glIsEnabled(GL_VERTEX_ARRAY));
+    attributes.Pop(); // nothing left to pop
+    EXPECT_EQ(GetInt(GL_ATTRIB_STACK_DEPTH), base);
+}
+
 // A State restores what it recorded at every Apply (the attributes stay saved for a later one),
 // and binds none for an object deleted since it was recorded: the old names must not come back.
 TEST_F(StateGL, StateRestoresWhatItRecordedAndNothingDeletedSince) {
@@ -333,9 +359,9 @@ void ExpectPushRestores(const char* name, const T& original, const std::function
 
 } // namespace
 
-// The push classes that set a value. The plain ones (PushColor, PushMatrixMode, the pixel pack and
-// unpack pushes) save and restore as Push<T> does (StateValues_test); they and the matrix pushes
-// are used by operations, which the operation table holds to the snapshot.
+// The push classes that set a value or select a matrix mode. PushColor, the pixel pack and unpack
+// pushes and the matrix pushes are used by operations, which the operation table holds to the
+// snapshot; no operation there leaves the matrix mode for PushMatrixMode to bring back.
 TEST_F(StateGL, PushClassesThatSetAValueRestoreWhatTheySaved) {
     const BlendFunc over = BlendFunc::BlendOver, replace = BlendFunc::Replace, invert = BlendFunc::Invert;
     const BlendFunc mask = BlendFunc::Mask;
@@ -347,6 +373,10 @@ TEST_F(StateGL, PushClassesThatSetAValueRestoreWhatTheySaved) {
     off.flag = false;
     ExpectPushRestores("PushBlendFunc enables blending", off, Make<PushBlendFunc>(GL_ONE, GL_ZERO), &replace, over);
 
+    // PushMatrixMode saves and selects the mode only.
+    const Matrix projectionMode = MatrixOf<Matrix>(GL_PROJECTION, {});
+    ExpectPushRestores("PushMatrixMode", MatrixOf<Matrix>(GL_TEXTURE, {}), Make<PushMatrixMode>(GL_PROJECTION),
+                       &projectionMode, MatrixOf<Matrix>(GL_MODELVIEW, {}));
     // UnitScale loads the identity, translated with a point to where the model-view matrix put it:
     // (1, 1, 1) scaled by (2, 3, 4) and moved by (10, 20, 30).
     const ModelMatrix scaled = MatrixOf<ModelMatrix>(GL_TEXTURE, {2, 0, 0, 0, 0, 3, 0, 0, 0, 0, 4, 0, 10, 20, 30, 1});
