@@ -215,6 +215,25 @@ ZEP6_WORKER_TEST(InternalFormat, OfTheCurrentDestination) {
         TextureBuffer::Recycle(b);
 }
 
+ZEP6_WORKER_TEST(InternalFormat, FollowsWhatTheCardOffers) {
+    const unsigned int floatFormat = IsFloatSupported() ? GL_RGBA32F : GL_RGBA16;
+    EXPECT_EQ(std::make_tuple(GetInternalFormat(GL_RGBA, GL_FLOAT), GetInternalFormat(GL_RGBA, GL_HALF_FLOAT),
+                              GetInternalFormat(GL_BGRA, GL_UNSIGNED_BYTE), GetInternalFormat(GL_DEPTH_COMPONENT, GL_FLOAT)),
+              std::make_tuple(floatFormat, IsHalfFloatSupported() ? GLenum(GL_RGBA16F) : floatFormat, GLenum(GL_RGBA8),
+                              GLenum(GL_DEPTH_COMPONENT24)));
+    // No image and an invalid image (no pixels) give 8 bits.
+    const TestImage noPixels(Formats::RGBA32F, 8, 8, 0, zep6test::Pixels::None), floats(Formats::RGBA32F, 8, 8);
+    const TestImage shorts(Formats::RGBA16, 8, 8);
+    EXPECT_EQ(std::make_tuple(GetInternalFormat(static_cast<const XIImage*>(nullptr)), GetInternalFormat(&noPixels),
+                              GetInternalFormat(&floats), GetInternalFormat(&shorts)),
+              std::make_tuple(GLenum(GL_RGBA8), GLenum(GL_RGBA8), floatFormat, GLenum(GL_RGBA16)));
+
+    EXPECT_EQ(CalculateTextureSize(2048, 1080, GL_RGBA, GL_FLOAT),
+              CalculateTextureSize(2048, 1080, floatFormat));
+    EXPECT_EQ(CalculateTextureSize(10, 10, GL_BGRA, GL_UNSIGNED_BYTE),
+              CalculateTextureSize(10, 10, GL_RGBA8));
+}
+
 // Without float textures float pixels get 16-bit textures; without framebuffer objects a texture
 // is still made (not cleared) but cannot be selected.
 TEST(TextureBufferDeathTest, WithoutFloatTexturesOrFramebufferObjects) {
