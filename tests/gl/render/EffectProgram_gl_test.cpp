@@ -1,4 +1,6 @@
-// Effect programs on a real context: the common shader, the typed uniform transfer, the quad.
+// Effect programs on a real context: the common shader and the typed uniform transfer. (The quad
+// DrawRegion lays over a region, with its coordinates on each unit, is what the apply modes and the
+// composite tests draw with.)
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/EffectProgram.h"
@@ -334,61 +336,6 @@ TEST_F(EffectProgramTest, CompileFailureThrowsOnTheFirstApplyAndTheLinkReportsIt
     EXPECT_EQ(attached, 2) << "the shader and the common shader, each attached once";
     while (glGetError() != GL_NO_ERROR) {
     }
-}
-
-TEST_F(EffectProgramTest, DrawRegionCoversTheRegionWithCoordinatesOnEachUnit) {
-    // Fixed-function vertices; the fragment shows the coordinates of units 0 and 1.
-    GLSL::Shader show(GL_FRAGMENT_SHADER,
-                      "void main() { gl_FragColor = vec4(gl_TexCoord[0].st, gl_TexCoord[1].st); }\n");
-    GLSL::Shader third(GL_FRAGMENT_SHADER,
-                       "void main() { gl_FragColor = vec4(gl_TexCoord[2].st, 0.0, 1.0); }\n");
-    EffectProgram coordinates(&show);
-    EffectProgram unitTwo(&third);
-    for (int unit = 0; unit < 3; ++unit) {
-        GLEntry::glActiveTexture(GL_TEXTURE0 + unit);
-        glMatrixMode(GL_TEXTURE);
-        glLoadIdentity();
-    }
-    GLEntry::glActiveTexture(GL_TEXTURE0);
-    glMatrixMode(GL_MODELVIEW);
-    GLEntry::glMultiTexCoord2f(GL_TEXTURE2, 0.25f, 0.75f);
-
-    const int size = 64;
-    const Region region(10, 20, 30, 40);
-    FloatTarget target(size, size);
-    target.Clear({-1, -1, -1, -1});
-    coordinates.Apply();
-    EffectProgram::DrawRegion(region, GL_TEXTURE0 + 1);
-    GLfloat normal[3] = {};
-    glGetFloatv(GL_CURRENT_NORMAL, normal);
-    EXPECT_TRUE(normal[0] == 0.0f && normal[2] == 1.0f);
-    const std::vector<Rgba> out = target.Read();
-    for (int y = 0; y < size; ++y)
-        for (int x = 0; x < size; ++x) {
-            const Rgba& p = out[static_cast<std::size_t>(y * size + x)];
-            const bool inside = x >= 10 && x < 40 && y >= 20 && y < 60;
-            if (!inside) {
-                EXPECT_EQ(p[0], -1.0f) << "outside at " << x << "," << y;
-                continue;
-            }
-            const float s = (x + 0.5f - 10) / 30, t = (y + 0.5f - 20) / 40;
-            const float want[4] = {s, t, s, t}; // unit 1 receives the same coordinate
-            for (int c = 0; c < 4; ++c)
-                EXPECT_NEAR(p[c], want[c], 1e-5) << x << "," << y << " channel " << c;
-        }
-
-    unitTwo.Apply();
-    EffectProgram::DrawRegion(region, GL_TEXTURE0 + 1);
-    const Rgba inside = target.At(25, 40);
-    EXPECT_TRUE(inside[0] == 0.25f && inside[1] == 0.75f) << "units beyond the last one are left alone";
-
-    target.Clear({-1, -1, -1, -1});
-    coordinates.Apply();
-    GLEntry::glMultiTexCoord2f(GL_TEXTURE1, 0.5f, 0.5f);
-    EffectProgram::DrawRegion(region); // the fixed-function coordinate only
-    const Rgba corner = target.At(10, 20);
-    EXPECT_NEAR(corner[0], 0.5f / 30, 1e-5);
-    EXPECT_EQ(corner[2], 0.5f) << "no unit coordinate without a last unit";
 }
 
 // Finalize forgets the shaders and the uniform table; the program is usable again once its
