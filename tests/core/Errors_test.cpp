@@ -67,10 +67,6 @@ TEST(Errors, Texts) {
         std::function<std::string()> text;
         std::string expected;
     } cases[] = {
-        {"Unsupported", [] { return Caught(Unsupported()); },
-         "Required feature of graphic card is not supported.\nConsider upgrading graphics card or driver."},
-        {"OffscreenUnsupported", [] { return Caught(OffscreenUnsupported()); },
-         "Offscreen rendering is not supported.\nConsider upgrading graphics card or driver."},
         // Code 0 is empty, also after a longer text filled the shared buffer.
         {"code 0", [] { FramebufferError(0x8CD6, "file.cpp", 12).what(); return Caught(OpenGLError()); }, ""},
         {"code 0 with a file", [] { return Caught(OpenGLError(0, "x", 7)); }, ""},

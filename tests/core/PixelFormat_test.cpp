@@ -77,28 +77,6 @@ TEST(GetColorSpaceFormat, ByDescription) {
     }
 }
 
-TEST(GetColorSpaceFormat, ByInternalFormat) {
-    const struct {
-        unsigned int internalFormat, format, type;
-    } cases[] = {
-        {GL_ALPHA8, GL_ALPHA, GL_UNSIGNED_BYTE}, {GL_ALPHA16, GL_ALPHA, GL_UNSIGNED_SHORT}, {GL_ALPHA, GL_ALPHA, 0},
-        {GL_ALPHA32F_ARB, GL_ALPHA, GL_FLOAT}, {GL_LUMINANCE8, GL_LUMINANCE, GL_UNSIGNED_BYTE},
-        {GL_LUMINANCE32F_ARB, GL_LUMINANCE, GL_FLOAT}, {GL_RGB8, GL_RGB, GL_UNSIGNED_BYTE},
-        {GL_RGB16F, GL_RGB, GL_HALF_FLOAT}, {GL_RGBA8, GL_RGBA, GL_UNSIGNED_BYTE}, {GL_RGBA16, GL_RGBA, GL_UNSIGNED_SHORT},
-        {GL_RGBA16F, GL_RGBA, GL_HALF_FLOAT}, {GL_DEPTH_COMPONENT, GL_DEPTH_COMPONENT, GL_FLOAT},
-        {GL_DEPTH_COMPONENT16, GL_DEPTH_COMPONENT, GL_UNSIGNED_SHORT},
-        {GL_DEPTH_COMPONENT24, GL_DEPTH_COMPONENT, GL_UNSIGNED_INT},
-        // Not in the table.
-        {GL_RGB, GL_RGBA, 0}, {GL_BGRA, GL_RGBA, 0}, {0, GL_RGBA, 0},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE("internal format " + std::to_string(c.internalFormat));
-        unsigned int format = 1, type = 1;
-        GetColorSpaceFormat(c.internalFormat, format, type);
-        EXPECT_EQ(std::make_pair(format, type), std::make_pair(c.format, c.type));
-    }
-}
-
 TEST(GetColorSpaceFormat, ImageScaleIsWhiteLevelOverTypeRange) {
     const struct {
         ImageFormat description;
@@ -202,25 +180,6 @@ TEST(IsMatchingFormat, ComparesEverythingButTheBaseAddressOfValidImages) {
     EXPECT_FALSE(IsMatchingFormat(&noPixels, &noPixels));
     EXPECT_FALSE(IsMatchingFormat(nullptr, &reference));
     EXPECT_FALSE(IsMatchingFormat(&reference, nullptr));
-}
-
-// A 16 x 4 texture with b bits per texel takes exactly 8 b bytes (rows of 2 b bytes, no rounding),
-// so each row of this table checks the bits counted for the format.
-TEST(CalculateTextureSize, BitsPerTexelByInternalFormat) {
-    const struct {
-        unsigned int internalFormat;
-        long bits;
-    } cases[] = {{GL_ALPHA8, 8},           {GL_ALPHA16, 16}, {GL_DEPTH_COMPONENT16, 16},
-                 {GL_ALPHA16F_ARB, 16},    {GL_RGB8, 24},    {GL_DEPTH_COMPONENT24, 24},
-                 {GL_DEPTH_COMPONENT, 32}, {GL_ALPHA, 32},   {GL_RGBA8, 32},
-                 {GL_ALPHA32F_ARB, 32},    {GL_RGB16, 48},   {GL_RGB16F, 48},
-                 {GL_RGBA16, 64},          {GL_RGBA16F, 64}, {GL_RGB32F, 96},
-                 {GL_RGBA32F, 128},        {GL_RGB, 0},      {GL_BGRA, 0},
-                 {GL_LUMINANCE8_ALPHA8, 0}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE("internal format " + std::to_string(c.internalFormat));
-        EXPECT_EQ(CalculateTextureSize(16, 4, c.internalFormat), 8 * c.bits);
-    }
 }
 
 TEST(CalculateTextureSize, RowAndBlockRounding) {
@@ -332,27 +291,6 @@ TEST(PixelTypes, EachDescriptionSelectsItsOneType) {
     const std::vector<bool> isFloat = FloatTypes(std::make_index_sequence<kPixelTypeCount>());
     for (std::size_t i = 0; i < kPixelTypeCount; ++i)
         EXPECT_EQ(isFloat[i], cases[i].whiteLevel == 1) << "pixel type " << i;
-}
-
-TEST(PixelTypes, LayoutSelectedByColourSpace) {
-    using L = PixelLayout;
-    const struct {
-        PixelLayout layout;
-        std::vector<long> colorSpaces;
-    } cases[] = {
-        {L::ARGB, {32}},
-        {L::BGRA, {FourCC("BGRA"), GL_BGRA}},
-        {L::RGBA, {FourCC("RGBA"), GL_RGBA8, GL_RGBA16F}},
-        {L::Alpha, {1, GL_ALPHA8, GL_ALPHA16F_ARB}},
-        {L::Luma, {GL_LUMINANCE, GL_LUMINANCE16F_ARB}},
-        {L::Depth, {GL_DEPTH_COMPONENT, GL_DEPTH_COMPONENT24}},
-        {L::Unknown, {24, FourCC("2vuy"), GL_RGB8, 0}},
-    };
-    for (const auto& c : cases) {
-        for (long colorSpace : c.colorSpaces) {
-            EXPECT_EQ(GetPixelLayout(colorSpace), c.layout) << "colour space " << colorSpace;
-        }
-    }
 }
 
 } // namespace

@@ -196,11 +196,3 @@ TEST(Region3dOps, ConvertsToTheCoveringRegion) {
         EXPECT_EQ(r, c.expected) << c.box;
     }
 }
-
-TEST(RegionStream, Texts) {
-    EXPECT_EQ(Text(Region(-3, 4, 5, 6)), "-3,4 5,6");
-    EXPECT_EQ(Text(Region3d(p3f(0, 0.5f, 0), p3f(1, 2, 3))), "(0,0.5,0) (1,2,3) 1");
-    std::ostringstream named;
-    named << std::boolalpha << Region3d();
-    EXPECT_EQ(named.str(), "(0,0,0) (0,0,0) false");
-}

@@ -6,21 +6,6 @@
 namespace zep6gltest {
 namespace {
 
-TEST(CommandLine, EveryCommandHasItsHelpListingItsOptions) {
-    for (const zep6gl::Command& command : zep6gl::Commands()) {
-        SCOPED_TRACE(command.name);
-        for (const char* help : {"--help", "-h"}) {
-            ::testing::internal::CaptureStdout();
-            // Help wins over everything else on the line, even a mistake.
-            EXPECT_EQ(zep6gl::Run(command.name, {"--no-such-option", help}), 0);
-            const std::string text = ::testing::internal::GetCapturedStdout();
-            EXPECT_EQ(text.rfind(std::string("usage: zep6gl ") + command.name, 0), 0u) << text;
-            for (const zep6gl::Option& option : command.options)
-                EXPECT_NE(text.find(option.name), std::string::npos) << option.name;
-        }
-    }
-}
-
 class CommandLineErrors : public ToolTest {
 protected:
     void SetUp() override {

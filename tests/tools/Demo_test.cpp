@@ -17,30 +17,6 @@
 
 namespace zep6gltest {
 
-TEST(BitmapFont, EveryCharacterTheToolWritesHasItsOwnGlyph) {
-    // Labels: numbers, mode names and the sheet's title.
-    std::string needed = "0123456789 -():,ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-    for (int mode = 0; mode < zep6gl::kApplyModeCount; ++mode)
-        needed += zep6gl::ApplyModeObjectName(mode);
-    for (char c : needed)
-        EXPECT_TRUE(zep6gl::HasGlyph(c)) << "'" << c << "'";
-
-    // Two characters drawn alike would be a slip in the glyph table; so would a glyph without ink.
-    std::map<zep6gl::GlyphRows, char> owners;
-    for (int code = 32; code < 127; ++code) {
-        const char c = static_cast<char>(code);
-        if (!zep6gl::HasGlyph(c))
-            continue;
-        const zep6gl::GlyphRows rows = zep6gl::Glyph(c);
-        const bool ink = std::any_of(rows.begin(), rows.end(), [](std::uint8_t row) { return row != 0; });
-        EXPECT_EQ(ink, c != ' ') << "'" << c << "'";
-        const auto inserted = owners.emplace(rows, c);
-        EXPECT_TRUE(inserted.second) << "'" << c << "' looks like '" << inserted.first->second << "'";
-    }
-    EXPECT_FALSE(zep6gl::HasGlyph('\x01'));
-    EXPECT_FALSE(zep6gl::HasGlyph('\xe9'));
-}
-
 // Text lands where asked, each font pixel a scale x scale square, clipped at the picture's edges,
 // in the layout and row order of the picture (the sheet's is RGBA top-down; a BGRA bottom-up
 // picture with padded rows shows channel order, row order and padding at once). The ink of "T"

@@ -12,7 +12,6 @@
 #include <ImfInputFile.h>
 #include <ImfOutputFile.h>
 #include <half.h>
-#include <png.h>
 
 #include <array>
 #include <map>
@@ -238,126 +237,6 @@ TEST_F(ImageIOTest, ValuesScaleRoundAndClampAndFloatsKeepFullPrecision) {
         for (long x = 0; x < width; ++x)
             for (int c = 0; c < 4; ++c)
                 EXPECT_EQ(Sample(back, x, 0, c), k.values[x].second) << "value " << k.values[x].first;
-    }
-}
-
-// A PNG of any colour type written with libpng itself.
-struct PngVariant {
-    const char* name;
-    int colorType;
-    int bits;
-    bool interlaced;
-    bool paletteAlpha;    // palette images: a tRNS chunk giving the first entries alpha
-    bool transparentGrey; // grey images: a tRNS chunk naming the grey value of pixel (1, 1)
-};
-
-// Sample s of pixel (x, y) of the variant.
-unsigned VariantSample(const PngVariant& v, long x, long y, int s) {
-    const unsigned h = unsigned(x * 2654435761u) ^ unsigned(y * 40503u + s * 977u) ^ unsigned(x * y * 131u);
-    return (h ^ (h >> 13)) % (1u << v.bits);
-}
-
-png_color PaletteEntry(unsigned i) {
-    return png_color{png_byte(i * 3), png_byte(255 - i), png_byte(i * 7)};
-}
-
-void WritePngVariant(const std::string& path, const PngVariant& v, long width, long height) {
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    ASSERT_NE(file, nullptr);
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png_create_info_struct(png);
-    png_init_io(png, file);
-    png_set_IHDR(png, info, png_uint_32(width), png_uint_32(height), v.bits, v.colorType,
-                 v.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                 PNG_FILTER_TYPE_DEFAULT);
-    const int channels = png_get_channels(png, info);
-    std::vector<std::vector<png_byte>> rows(height, std::vector<png_byte>(png_get_rowbytes(png, info), 0));
-    std::vector<png_bytep> pointers;
-    for (long y = 0; y < height; ++y) {
-        for (long x = 0; x < width; ++x)
-            for (int s = 0; s < channels; ++s) {
-                const unsigned value = VariantSample(v, x, y, s);
-                const size_t bit = size_t(x * channels + s) * v.bits;
-                if (v.bits == 16) {
-                    rows[y][bit / 8] = png_byte(value >> 8);
-                    rows[y][bit / 8 + 1] = png_byte(value);
-                } else {
-                    rows[y][bit / 8] |= png_byte(value << (8 - v.bits - bit % 8));
-                }
-            }
-        pointers.push_back(rows[y].data());
-    }
-    std::vector<png_color> palette;
-    std::vector<png_byte> alphas;
-    if (v.colorType == PNG_COLOR_TYPE_PALETTE) {
-        for (unsigned i = 0; i < (1u << v.bits); ++i)
-            palette.push_back(PaletteEntry(i));
-        png_set_PLTE(png, info, palette.data(), int(palette.size()));
-        for (unsigned i = 0; v.paletteAlpha && i < 10; ++i)
-            alphas.push_back(png_byte(i * 25));
-        if (v.paletteAlpha)
-            png_set_tRNS(png, info, alphas.data(), int(alphas.size()), nullptr);
-    }
-    if (v.transparentGrey) {
-        png_color_16 grey{};
-        grey.gray = png_uint_16(VariantSample(v, 1, 1, 0));
-        png_set_tRNS(png, info, nullptr, 0, &grey);
-    }
-    png_write_info(png, info);
-    png_write_image(png, pointers.data());
-    png_write_end(png, nullptr);
-    png_destroy_write_struct(&png, &info);
-    std::fclose(file);
-}
-
-// What the reader must make of pixel (x, y) of the variant: RGBA at 8 bits (255) or 16 (65535).
-std::array<unsigned, 4> VariantExpected(const PngVariant& v, long x, long y) {
-    const unsigned top = v.bits == 16 ? 65535 : 255;
-    auto sample = [&](int s) { return VariantSample(v, x, y, s); };
-    // Grey of fewer than 8 bits is widened to 8 with white staying white.
-    auto widen = [&](unsigned g) { return v.bits < 8 ? g * 255 / ((1u << v.bits) - 1) : g; };
-    switch (v.colorType) {
-    case PNG_COLOR_TYPE_GRAY: {
-        const unsigned g = widen(sample(0));
-        const bool clear = v.transparentGrey && sample(0) == VariantSample(v, 1, 1, 0);
-        return {g, g, g, clear ? 0 : top};
-    }
-    case PNG_COLOR_TYPE_GRAY_ALPHA:
-        return {sample(0), sample(0), sample(0), sample(1)};
-    case PNG_COLOR_TYPE_RGB:
-        return {sample(0), sample(1), sample(2), top};
-    case PNG_COLOR_TYPE_PALETTE: {
-        const unsigned i = sample(0);
-        const png_color entry = PaletteEntry(i);
-        return {entry.red, entry.green, entry.blue, v.paletteAlpha && i < 10 ? i * 25 : 255};
-    }
-    default:
-        return {sample(0), sample(1), sample(2), sample(3)};
-    }
-}
-
-TEST_F(ImageIOTest, PngVariantsReadAsRgba) {
-    const PngVariant variants[] = {
-        {"grey 1", PNG_COLOR_TYPE_GRAY, 1, false, false, false},
-        {"grey 4", PNG_COLOR_TYPE_GRAY, 4, false, false, false},
-        {"grey 8 with transparent value", PNG_COLOR_TYPE_GRAY, 8, false, false, true},
-        {"grey 16 with transparent value", PNG_COLOR_TYPE_GRAY, 16, false, false, true},
-        {"grey+alpha 8", PNG_COLOR_TYPE_GRAY_ALPHA, 8, false, false, false},
-        {"grey+alpha 16", PNG_COLOR_TYPE_GRAY_ALPHA, 16, false, false, false},
-        {"RGB 8", PNG_COLOR_TYPE_RGB, 8, false, false, false},
-        {"RGB 16", PNG_COLOR_TYPE_RGB, 16, false, false, false},
-        {"palette 4", PNG_COLOR_TYPE_PALETTE, 4, false, false, false},
-        {"palette 8 with alpha", PNG_COLOR_TYPE_PALETTE, 8, false, true, false},
-        {"RGBA 16 interlaced", PNG_COLOR_TYPE_RGB_ALPHA, 16, true, false, false},
-        {"grey 2 interlaced", PNG_COLOR_TYPE_GRAY, 2, true, false, false},
-    };
-    const long width = 7, height = 5;
-    for (const PngVariant& v : variants) {
-        SCOPED_TRACE(v.name);
-        ASSERT_NO_FATAL_FAILURE(WritePngVariant(Path("variant.png"), v, width, height));
-        const auto expected = [&](long x, long y, int c) { return VariantExpected(v, x, y)[c]; };
-        ASSERT_NO_FATAL_FAILURE(
-            ExpectReadAs(zep6gl::ReadImage(Path("variant.png")), v.bits == 16 ? 64 : 32, width, height, expected));
     }
 }
 

@@ -1,4 +1,6 @@
-// Effect programs on a real context: the common shader, the typed uniform transfer, the quad.
+// Effect programs on a real context: the common shader and the typed uniform transfer. (The quad
+// DrawRegion lays over a region, with its coordinates on each unit, is what the apply modes and the
+// composite tests draw with.)
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/render/EffectProgram.h"
@@ -16,7 +18,6 @@
 #include <cstring>
 #include <functional>
 #include <string>
-#include <tuple>
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
@@ -219,12 +220,6 @@ protected:
         return out;
     }
 
-    // What the typed getter leaves in a variable that held `start`.
-    template <class T> T Got(const char* name, T start) {
-        program_.GetUniform(name, start);
-        return start;
-    }
-
     GLSL::Shader shader_{GL_FRAGMENT_SHADER, kAllTypes};
     EffectProgram program_{&shader_};
 };
@@ -322,59 +317,6 @@ TEST_F(TypedTransferTest, SettersFollowTheTable) {
     }
 }
 
-TEST_F(TypedTransferTest, GettersFollowTheTable) {
-    Raw("f", {2});
-    Raw("i", {5});
-    Raw("b", {1});
-    Raw("rect", {3});
-    Raw("v2", {1, 2});
-    Raw("v3", {1, 2, 3});
-    Raw("v4", {2, 4, 6, 2});
-    Raw("iv3", {7, 8, 9});
-    Raw("m3", {1, 2, 3, 4, 5, 6, 7, 8, 9});
-
-    // Each getter starts from a value it must overwrite, or keep when the types do not fit.
-    EXPECT_EQ(Got("f", 0), 2) << "an integer from a float uniform";
-    EXPECT_EQ(Got<unsigned char>("i", 0), 5);
-    EXPECT_EQ(Got("b", 0u), 1u);
-    EXPECT_EQ(Got("i", 0.0f), 5.0f) << "a float from an int uniform";
-    EXPECT_EQ(Got("f", 0.0), 2.0);
-    EXPECT_EQ(Got("b", 9.0f), 9.0f) << "a float from a bool uniform is not in the table";
-
-    EXPECT_EQ(Got("v3", Color(9, 9, 9, 9)), Color(1, 2, 3, 9)) << "three components read, alpha kept";
-    EXPECT_EQ(Got("v4", Color(9, 9, 9, 9)), Color(2, 4, 6, 2));
-    EXPECT_EQ(Got("f", Color(9, 9, 9, 9)), Color(9, 9, 9, 9));
-
-    for (const char* name : {"v2", "v3", "v4"}) // from a vec4: (x/w, y/w)
-        EXPECT_EQ(Got(name, p2f(9, 9)), p2f(1, 2)) << name;
-
-    // The tag tells a p3f read from a vec4 (-1) from the others (0); each starts with the other.
-    const p3f fromVec2 = Got("v2", p3f(p4f(9, 9, 9, 9))), fromVec3 = Got("v3", p3f(p4f(9, 9, 9, 9)));
-    const p3f fromVec4 = Got("v4", p3f(9, 9, 9));
-    EXPECT_EQ(std::make_tuple(fromVec2, fromVec3, fromVec4), std::make_tuple(p3f(1, 2, 0), p3f(1, 2, 3), p3f(2, 4, 6)))
-        << "a vec4 is not divided by w";
-    EXPECT_EQ(std::make_pair(fromVec3.tag, fromVec4.tag), std::make_pair(0, -1));
-
-    EXPECT_EQ(std::make_tuple(Got("v2", p4f(9, 9, 9, 9)), Got("v3", p4f(9, 9, 9, 9)), Got("v4", p4f(9, 9, 9, 9))),
-              std::make_tuple(p4f(1, 2, 0, 1), p4f(1, 2, 3, 1), p4f(2, 4, 6, 2)));
-
-    const vec<int, 3> v3i = Got("iv3", vec<int, 3>{{0, 0, 0}});
-    EXPECT_EQ(std::vector<int>(v3i.v, v3i.v + 3), (std::vector<int>{7, 8, 9}));
-    EXPECT_EQ(Got("iv3", vec<int, 2>{{-1, -1}}).v[0], -1) << "an ivec3 is not read into two ints";
-
-    const mat<float, 3> m = Got("m3", mat<float, 3>{});
-    EXPECT_EQ(std::vector<float>(m.v, m.v + 9), (std::vector<float>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
-    EXPECT_EQ(Got("m3", mat<float, 4>{{42}}).v[0], 42.0f);
-
-    EXPECT_EQ(Got("rect", TextureUnit()).unit, unsigned(GL_TEXTURE3));
-    EXPECT_EQ(Got("f", TextureUnit(1)).unit, unsigned(GL_TEXTURE1));
-
-    float none = 5;
-    program_.GetUniform("nothing", none);
-    program_.GetUniform(static_cast<GLSL::Uniform*>(nullptr), none);
-    EXPECT_EQ(none, 5.0f);
-}
-
 TEST_F(TypedTransferTest, AUniformWithoutLocationThrowsOnlyWhenItsTypeSuits) {
     GLSL::Uniform loose("f", GL_FLOAT); // never attached
     EXPECT_EQ(ErrorOf([&] { program_.SetUniform(&loose, 1.0f); }), "No Location for Uniform Variable");
@@ -394,61 +336,6 @@ TEST_F(EffectProgramTest, CompileFailureThrowsOnTheFirstApplyAndTheLinkReportsIt
     EXPECT_EQ(attached, 2) << "the shader and the common shader, each attached once";
     while (glGetError() != GL_NO_ERROR) {
     }
-}
-
-TEST_F(EffectProgramTest, DrawRegionCoversTheRegionWithCoordinatesOnEachUnit) {
-    // Fixed-function vertices; the fragment shows the coordinates of units 0 and 1.
-    GLSL::Shader show(GL_FRAGMENT_SHADER,
-                      "void main() { gl_FragColor = vec4(gl_TexCoord[0].st, gl_TexCoord[1].st); }\n");
-    GLSL::Shader third(GL_FRAGMENT_SHADER,
-                       "void main() { gl_FragColor = vec4(gl_TexCoord[2].st, 0.0, 1.0); }\n");
-    EffectProgram coordinates(&show);
-    EffectProgram unitTwo(&third);
-    for (int unit = 0; unit < 3; ++unit) {
-        GLEntry::glActiveTexture(GL_TEXTURE0 + unit);
-        glMatrixMode(GL_TEXTURE);
-        glLoadIdentity();
-    }
-    GLEntry::glActiveTexture(GL_TEXTURE0);
-    glMatrixMode(GL_MODELVIEW);
-    GLEntry::glMultiTexCoord2f(GL_TEXTURE2, 0.25f, 0.75f);
-
-    const int size = 64;
-    const Region region(10, 20, 30, 40);
-    FloatTarget target(size, size);
-    target.Clear({-1, -1, -1, -1});
-    coordinates.Apply();
-    EffectProgram::DrawRegion(region, GL_TEXTURE0 + 1);
-    GLfloat normal[3] = {};
-    glGetFloatv(GL_CURRENT_NORMAL, normal);
-    EXPECT_TRUE(normal[0] == 0.0f && normal[2] == 1.0f);
-    const std::vector<Rgba> out = target.Read();
-    for (int y = 0; y < size; ++y)
-        for (int x = 0; x < size; ++x) {
-            const Rgba& p = out[static_cast<std::size_t>(y * size + x)];
-            const bool inside = x >= 10 && x < 40 && y >= 20 && y < 60;
-            if (!inside) {
-                EXPECT_EQ(p[0], -1.0f) << "outside at " << x << "," << y;
-                continue;
-            }
-            const float s = (x + 0.5f - 10) / 30, t = (y + 0.5f - 20) / 40;
-            const float want[4] = {s, t, s, t}; // unit 1 receives the same coordinate
-            for (int c = 0; c < 4; ++c)
-                EXPECT_NEAR(p[c], want[c], 1e-5) << x << "," << y << " channel " << c;
-        }
-
-    unitTwo.Apply();
-    EffectProgram::DrawRegion(region, GL_TEXTURE0 + 1);
-    const Rgba inside = target.At(25, 40);
-    EXPECT_TRUE(inside[0] == 0.25f && inside[1] == 0.75f) << "units beyond the last one are left alone";
-
-    target.Clear({-1, -1, -1, -1});
-    coordinates.Apply();
-    GLEntry::glMultiTexCoord2f(GL_TEXTURE1, 0.5f, 0.5f);
-    EffectProgram::DrawRegion(region); // the fixed-function coordinate only
-    const Rgba corner = target.At(10, 20);
-    EXPECT_NEAR(corner[0], 0.5f / 30, 1e-5);
-    EXPECT_EQ(corner[2], 0.5f) << "no unit coordinate without a last unit";
 }
 
 // Finalize forgets the shaders and the uniform table; the program is usable again once its

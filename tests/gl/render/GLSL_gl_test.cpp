@@ -122,24 +122,6 @@ TEST_F(GlslTest, ProgramRelinksAfterAChange) {
     EXPECT_EQ(deleted, GL_TRUE);
 }
 
-TEST_F(GlslTest, CurrentProgramRecordsWithoutAskingOpenGL) {
-    GLSL::Program::UseProgram(0);
-
-    GLSL::CurrentProgram current(program.Name());
-    current.Apply();
-    GLint bound = 0;
-    glGetIntegerv(GL_CURRENT_PROGRAM, &bound);
-    EXPECT_EQ(bound, program.Name());
-
-    GLSL::Program::UseProgram(0); // behind the record's back
-    GLSL::CurrentProgram read;
-    read.Retrieve();
-    EXPECT_EQ(read.Name(), program.Name()) << "Retrieve returns the record, not OpenGL's binding";
-    GLSL::CurrentProgram(0).Apply();
-    read.Retrieve();
-    EXPECT_EQ(read.Name(), 0);
-}
-
 TEST_F(GlslTest, UniformTakesItsLocationFromTheProgram) {
     GLSL::Uniform early("level", GL_FLOAT);
     GLSL::Program empty;

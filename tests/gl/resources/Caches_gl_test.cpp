@@ -78,21 +78,6 @@ TEST(TextureCache, NotExactRequestsShareOneHighDefinitionTexture) {
     }));
 }
 
-// Which key a cached renderbuffer accepts is the key's rule (ResourceFactory_test); here what the
-// renderbuffer fills in.
-ZEP6_WORKER_TEST(RenderCache, RenderbuffersRecordTheirInternalFormatAndSize) {
-    RenderBuffer* floats = RenderBuffer::Make(RenderKey(640, 480, GL_RGBA, GL_FLOAT));
-    RenderBuffer* bytes = RenderBuffer::Make(RenderKey(640, 480, GL_RGBA, GL_UNSIGNED_BYTE));
-    RenderBuffer* depth = RenderBuffer::Make(RenderKey(64, 64, GL_DEPTH_COMPONENT, GL_FLOAT));
-    ASSERT_TRUE(floats && bytes && depth);
-    EXPECT_NE(floats->Name(), 0u);
-    EXPECT_EQ(floats->Size(), CalculateTextureSize(640, 480, GetInternalFormat(GL_RGBA, GL_FLOAT)));
-    EXPECT_EQ(std::make_pair(bytes->Key().internalFormat, depth->Key().internalFormat),
-              std::make_pair(unsigned(GL_RGBA8), unsigned(GL_DEPTH_COMPONENT24)));
-    for (RenderBuffer* b : {floats, bytes, depth})
-        RenderBuffer::Recycle(b);
-}
-
 // What a cache evicts or purges it deletes, and a deleted buffer takes its OpenGL objects along.
 ZEP6_WORKER_TEST(Caches, ADeletedBufferDeletesItsObjects) {
     unsigned int texture = 0, frameBuffer = 0, renderBuffer = 0;
@@ -129,8 +114,8 @@ ZEP6_WORKER_TEST(RenderBuffer, LimitsFromTheDriver) {
     EXPECT_NE(wide.Name(), 0u);
 }
 
-// A released block serves the next request (OpaqueBufferTest.ASmallerImageTakesALargerIdleBlock;
-// the visits below count it within a job); the end of a job gives every block back.
+// A released block serves the next request (the factory's rule, ResourceFactory_test; the visits
+// below count it within a job); the end of a job gives every block back.
 TEST(MemoryCache, EmptiedWhenAJobEnds) {
     OpaqueBuffer::FinalizePool();
     ASSERT_TRUE(OnWorker([] {

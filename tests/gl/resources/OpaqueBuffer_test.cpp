@@ -124,34 +124,11 @@ TEST_F(OpaqueBufferTest, NothingToAllocateGivesFalseAndGivesTheOldBlockBack) {
     EXPECT_EQ(BlocksInUse(), before);
 }
 
-TEST_F(OpaqueBufferTest, ResizeLikeAnImageTakesItsOpenGLFormat) {
-    const struct {
-        ImageFormat format;
-        long colorSpace;
-        int bitDepth, whiteLevel;
-    } cases[] = {{Formats::BGRA8, GL_RGBA8, 32, 255},
-                 {Formats::ARGB8, GL_RGBA8, 32, 255},
-                 {Formats::RGBA16, GL_RGBA16, 64, 65535},
-                 {Formats::Alpha8, GL_RGBA8, 32, 255}};
-    for (const auto& c : cases) {
-        // Only the description matters: an image without pixels will do.
-        TestImage image(c.format, 64, 32, 0, zep6test::Pixels::None);
-        OpaqueBuffer buffer;
-        ASSERT_TRUE(buffer.Resize(&image));
-        EXPECT_EQ(std::vector<long>({buffer.GetColorSpace(), buffer.GetBitDepth(), buffer.GetWhiteLevel(),
-                                     buffer.GetWidth(), buffer.GetHeight()}),
-                  std::vector<long>({c.colorSpace, c.bitDepth, c.whiteLevel, 64, 32}))
-            << "colour space " << c.format.colorSpace;
-    }
-}
-
 TEST_F(OpaqueBufferTest, WrapsOutsideMemoryWithoutOwningIt) {
     std::vector<unsigned char> pixels(4096, 0x11);
     const long before = BlocksInUse();
     {
         OpenBuffer buffer;
-        // The run-time type, not the class that defines Name().
-        EXPECT_NE(std::string(buffer.Name()).find("OpenBuffer"), std::string::npos) << buffer.Name();
         // As an image: bottom-up, writable, no native handle.
         EXPECT_TRUE(buffer.IsBottomUp() && !buffer.IsReadOnly() && buffer.GetNative() == nullptr);
         // Row bytes given are kept (Buffer.WrapsAnImageAsItIs); 0 asks for the description's: 16
@@ -187,19 +164,6 @@ TEST(OpaqueBufferArithmetic, RowBytesAndBlockRounding) {
         {0, 0}, {-3, 0}, {1, 0x100000}, {0x100000, 0x100000}, {0x100001, 0x200000}, {0x3FFFFF, 0x400000}};
     for (const auto& b : blocks)
         EXPECT_EQ(OpenBuffer::roundImageBytes(b[0]), b[1]) << b[0];
-}
-
-// A 1 MiB image lands in a recycled 4 MiB block: the memory cache serves a request with the first
-// idle block at least as large.
-TEST_F(OpaqueBufferTest, ASmallerImageTakesALargerIdleBlock) {
-    MemoryBuffer* big = MemoryBuffer::Make(MemoryKey(0x400000));
-    void* data = big->Data();
-    MemoryBuffer::Recycle(big);
-    const CacheCounters before = MemoryBuffer::Counters();
-    OpaqueBuffer buffer;
-    ASSERT_TRUE(buffer.Resize(100, 10, GL_RGBA32F));
-    EXPECT_EQ(buffer.GetBaseAddress(), data);
-    EXPECT_EQ(MemoryBuffer::Counters().allocated, before.allocated) << "no block was made";
 }
 
 TEST(Buffer, WrapsAnImageAsItIs) {

@@ -15,7 +15,6 @@
 #include <GL/glext.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <stdexcept>
 #include <tuple>
 #include <utility>
@@ -47,19 +46,15 @@ Color Transform(const ColorMatrix& m, const Color& in) {
 
 } // namespace
 
-TEST(ColorValue, ConstructorsAndArithmetic) {
+TEST(ColorValue, ConstructorsClampLumaAndEquality) {
     const float v[4] = {0.1f, 0.2f, 0.3f, 0.4f};
-    const Color a(0.5f, 0.25f, 1.0f, 0.5f), b(0.25f, 0.5f, 0.5f, 1.0f);
+    const Color a(0.5f, 0.25f, 1.0f, 0.5f);
     const std::pair<Color, Color> rows[] = {
         {Color(), Color(1, 1, 1, 1)},
         {Color(0.25f), Color(0.25f, 0.25f, 0.25f, 0.25f)},
         {Color(v), Color(0.1f, 0.2f, 0.3f, 0.4f)},
         {Color(0x00FF8000UL), Color(0.0f, 128.0f / 255.0f, 1.0f, 1.0f)}, // packed 0x00BBGGRR, alpha 1
         {Color(0xFF0000FFUL), Color(1.0f, 0.0f, 0.0f, 1.0f)},
-        {a * 2.0f, Color(1.0f, 0.5f, 2.0f, 1.0f)},
-        {a + b, Color(0.75f, 0.75f, 1.5f, 1.5f)},
-        {a - b, Color(0.25f, -0.25f, 0.5f, -0.5f)},
-        {a * b, Color(0.125f, 0.125f, 0.5f, 0.5f)},
         {Color(-0.5f, 0.5f, 1.5f, 2.0f).Clamp(), Color(0.0f, 0.5f, 1.0f, 1.0f)},
     };
     for (const auto& [got, want] : rows)
@@ -73,14 +68,6 @@ TEST(ColorValue, ConstructorsAndArithmetic) {
         EXPECT_FALSE(c == a) << i;
         EXPECT_TRUE(c != a) << i;
     }
-}
-
-TEST(ColorValue, RandomTakesBlueGreenRedInThatOrder) {
-    std::srand(1234);
-    const int first = std::rand(), second = std::rand(), third = std::rand();
-    std::srand(1234);
-    const Color c = Color::Random();
-    ExpectColor(c, third / 32767.0f, second / 32767.0f, first / 32767.0f, 1.0f);
 }
 
 TEST(TestValues, FlagsFollowTheFunction) {

@@ -1,8 +1,8 @@
 // Image textures and render targets on a real context: which upload path is taken, the row order
 // of regions, fit mode, masks, lazy loading, bad input, the perspective projections of
 // RenderedTexture and TiledBuffer against the same matrices built on the CPU, Blit's opacity and
-// region gate, processing shaders, ImageTexture, WriteTexture, and the storage type asked first
-// from two sides at once.
+// region gate, processing shaders, WriteTexture, and the storage type asked first from two sides
+// at once.
 
 #include "core/Errors.h"
 #include "core/TestCountersPrivate.h"
@@ -16,8 +16,6 @@
 #include "gl/state/State.h"
 #include "gl/targets/RenderedTexture.h"
 #include "gl/targets/TiledBuffer.h"
-#include "gl/texture/AlphaTexture.h"
-#include "gl/texture/ImageTexture.h"
 #include "gl/texture/SubImageTexture.h"
 #include "gl/texture/WriteTexture.h"
 #include "support/PixelLayouts.h"
@@ -281,28 +279,6 @@ ZEP6_WORKER_TEST(SubImageTexture, StorageFollowsALargerImageAndAnInvalidOneClear
     EXPECT_EQ(cleared, std::vector<unsigned char>(cleared.size(), 0));
 }
 
-// Alpha bytes go up unconverted; without an image Load throws OpenGLError of code 0 (what()
-// composes into a buffer all errors share: code 0 is the one with an empty text).
-ZEP6_WORKER_TEST(AlphaTexture, UploadsAlphaBytesUnconvertedAndThrowsWithoutAnImage) {
-    try {
-        AlphaTexture().Load();
-        ADD_FAILURE() << "no exception";
-    } catch (const OpenGLError& e) {
-        EXPECT_STREQ(e.what(), "");
-    }
-    TestImage image(Formats::Alpha8, 8, 4);
-    for (long y = 0; y < 4; ++y)
-        for (long x = 0; x < 8; ++x)
-            image.Row(y)[x] = static_cast<unsigned char>(30 * y + x);
-    AlphaTexture texture(&image);
-    texture.Apply();
-    EXPECT_EQ(texture.GetFormat(), static_cast<unsigned int>(GL_ALPHA)); // its description, read by users
-    const std::vector<unsigned char> pixels = ReadContent(texture, 8, 4);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 8; ++x)
-            EXPECT_TRUE(Near(At(pixels, 8, x, y)[3], 30 * y + x)) << x << ", " << y;
-}
-
 enum class Form { Rendered, TiledFovy, TiledFrustum, TiledRS3d };
 
 struct ProjectionCase {
@@ -552,46 +528,6 @@ TEST(TexturePaths, ProcessingShadersTakeTheRenderPathBothWays) {
                       0);
         }
     }));
-}
-
-TEST(TexturePaths, ImageTextureIsTransparentUntilSetImageThenClampedAndLinear) {
-    TestImage image(Formats::BGRA8, 16, 8), before(Formats::BGRA8, 16, 8), after(Formats::BGRA8, 16, 8);
-    FillSource(image, kBGRA8);
-    ASSERT_TRUE(OnWorker([&] {
-        ImageTexture texture(&image);
-        EXPECT_TRUE(texture.HasImage());
-        EXPECT_EQ(texture.GetWidth(), 2048) << "the constructor only records the image";
-        {
-            // Opaque white in the texture's storage, so that a load which left it alone shows.
-            PushState state;
-            ASSERT_TRUE(texture.Select());
-            glClearColor(1, 1, 1, 1);
-            glClear(GL_COLOR_BUFFER_BIT);
-        }
-        texture.Load();
-        texture.Read(&before);
-
-        texture.SetImage(&image);
-        PushState state;
-        texture.Load();
-        // Load sets filters and wrap of the bound texture whatever they were.
-        glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-        glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_WRAP_S, GL_CLAMP);
-        texture.Load();
-        for (const auto& [name, value] : {std::pair<GLenum, GLint>{GL_TEXTURE_MAG_FILTER, GL_LINEAR},
-                                          {GL_TEXTURE_MIN_FILTER, GL_LINEAR},
-                                          {GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE},
-                                          {GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE}}) {
-            GLint got = 0;
-            glGetTexParameteriv(GL_TEXTURE_RECTANGLE, name, &got);
-            EXPECT_EQ(got, value) << "parameter 0x" << std::hex << name;
-        }
-        texture.Read(&after);
-    }));
-    EXPECT_EQ(Misses(before, kBGRA8, 0.0, [](long, long, int) { return 0.0; }), 0);
-    EXPECT_EQ(Misses(after, kBGRA8, Tolerance(kBGRA8.format),
-                     [&](long x, long y, int k) { return At(image, kBGRA8, x, y, k); }),
-              0);
 }
 
 // WriteTexture shows the texture's image over the region at the region's own place, sampled
