@@ -202,10 +202,19 @@ void BM_MemcpyFloor(benchmark::State& state, const Layout& layout) {
 void PrintFloorRatios() {
     std::printf("\nAgainst the memcpy floor (ms per frame; ratio = time / floor)\n");
     std::printf("%-34s %10s %10s %8s %10s %8s\n", "case", "floor", "library", "ratio", "plain GL", "ratio");
+    // A side that did not run (filtered out or skipped) shows n/a.
+    const auto cell = [](double ms, double floor) {
+        char text[48];
+        if (ms > 0 && floor > 0)
+            std::snprintf(text, sizeof text, "%10.2f %8.2f", ms, ms / floor);
+        else
+            std::snprintf(text, sizeof text, "%10s %8s", "n/a", "n/a");
+        return std::string(text);
+    };
     for (const auto& [name, floor] : FloorTimes()) {
         const zep6bench::Timing t = zep6bench::Timings()[name];
-        std::printf("%-34s %10.2f %10.2f %8.2f %10.2f %8.2f\n", name.c_str(), floor, t.library,
-                    floor > 0 ? t.library / floor : 0.0, t.baseline, floor > 0 ? t.baseline / floor : 0.0);
+        std::printf("%-34s %10.2f %s %s\n", name.c_str(), floor, cell(t.library, floor).c_str(),
+                    cell(t.baseline, floor).c_str());
     }
 }
 

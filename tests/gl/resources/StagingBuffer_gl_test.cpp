@@ -3,7 +3,9 @@
 // the shutdown gives the buffers back.
 #include "geometry/Region.h"
 #include "gl/context/Capabilities.h"
+#include "gl/context/EntryPoints.h"
 #include "gl/resources/StagingBuffer.h"
+#include "gl/state/BufferBinding.h"
 #include "gl/state/State.h"
 #include "gl/targets/RenderedTexture.h"
 #include "gl/texture/SubImageTexture.h"
@@ -22,6 +24,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <unistd.h>
 #include <vector>
 
@@ -100,8 +103,8 @@ bool WriteTrips() {
         return false;
     }
     const Trips trips = TripAll();
-    // The direct path makes no staging buffer; the others do.
-    if ((StagingBuffer::Counters().allocated == 0) != noBuffers)
+    // The direct path makes no staging buffer; the others make the upload ring and the read-back one.
+    if (StagingBuffer::Counters().idleCount != (noBuffers ? 0 : StagingBuffer::kRingSize + 1))
         return false;
     std::ofstream out(FileFor(hidden.c_str()), std::ios::binary);
     for (const auto& bytes : trips.bytes)
@@ -121,7 +124,8 @@ TEST(StagingBuffer, EveryPathGivesTheDirectBytes) {
     ASSERT_FALSE(mine.bytes.empty());
     const bool persistent = StagingBuffer::IsPersistent();
     if (persistent) {
-        EXPECT_GT(StagingBuffer::Counters().allocated, 0);
+        // Both upload buffers and the read-back buffer served the trips.
+        EXPECT_EQ(StagingBuffer::Counters().idleCount, StagingBuffer::kRingSize + 1);
     }
 
     std::vector<std::vector<unsigned char>> files;
@@ -176,6 +180,38 @@ ZEP6_WORKER_TEST(StagingBuffer, MixedSizesReuseTheRing) {
     EXPECT_LE(after.peak, std::max(before.peak, bound));
     EXPECT_LE(after.idleCount, StagingBuffer::kRingSize + 1);
     EXPECT_GE(after.hits - before.hits, 990) << "nearly every transfer reuses a buffer";
+}
+
+ZEP6_WORKER_TEST(StagingBuffer, TransfersRestoreTheBufferBindings) {
+    if (!StagingBuffer::IsAvailable())
+        GTEST_SKIP() << "no pixel buffer objects";
+    ScopedTextureBuffer texture(TextureKey(GL_TEXTURE_RECTANGLE_ARB, 16, 8, GL_RGBA8, 0));
+    PushState state;
+    ASSERT_TRUE(texture.Get() && texture.Get()->Select());
+    TestImage image(Formats::BGRA8, 16, 8);
+    texture.Get()->LoadImageNative(&image, Region(16, 8), Region(16, 8));
+    GLuint mine[2] = {0, 0};
+    ZEP6_GLCALL(glGenBuffers)(2, mine);
+    ZEP6_GLCALL(glBindBuffer)(GL_PIXEL_PACK_BUFFER, mine[0]);
+    ZEP6_GLCALL(glBindBuffer)(GL_PIXEL_UNPACK_BUFFER, mine[1]);
+    {
+        // What the staging buffers do while another buffer is bound is undone afterwards.
+        PushBufferBinding pack(GL_PIXEL_PACK_BUFFER, 0), unpack(GL_PIXEL_UNPACK_BUFFER, 0);
+        texture.Get()->LoadImageNative(&image, Region(16, 8), Region(16, 8));
+        texture.Get()->ReadImageNative(&image, Region(16, 8), Region(16, 8));
+        GLint packed = -1, unpacked = -1;
+        glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &packed);
+        glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &unpacked);
+        EXPECT_EQ(std::make_pair(packed, unpacked), std::make_pair(0, 0));
+    }
+    GLint packed = -1, unpacked = -1;
+    glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &packed);
+    glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &unpacked);
+    EXPECT_EQ(std::make_pair(packed, unpacked), std::make_pair(GLint(mine[0]), GLint(mine[1])));
+    ZEP6_GLCALL(glBindBuffer)(GL_PIXEL_PACK_BUFFER, 0);
+    ZEP6_GLCALL(glBindBuffer)(GL_PIXEL_UNPACK_BUFFER, 0);
+    ZEP6_GLCALL(glDeleteBuffers)(2, mine);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
 }
 
 TEST(StagingBuffer, ShutdownGivesTheBuffersBack) {
