@@ -131,11 +131,11 @@ void StagingBuffer::DeleteNames() {
 }
 
 bool StagingBuffer::IsAvailable() {
-    return IsPixelBufferPreferred();
+    return IsPixelBufferSupported();
 }
 
 bool StagingBuffer::IsPersistent() {
-    return IsPixelBufferPreferred() && IsBufferStorageSupported() && IsSyncSupported();
+    return IsPixelBufferSupported() && IsBufferStorageSupported() && IsSyncSupported();
 }
 
 bool StagingBuffer::Reserve(long bytes, bool persistent) {
