@@ -11,8 +11,6 @@
 #include <algorithm>
 #include <cstring>
 #include <mutex>
-#include <thread>
-#include <vector>
 
 namespace OGL_ZEP6_AE {
 
@@ -72,39 +70,26 @@ void* MapWhole(GLenum target, long bytes, bool write) {
     return ZEP6_GLCALL(glMapBuffer)(target, write ? GL_WRITE_ONLY : GL_READ_ONLY);
 }
 
-// Copies `rows` rows of `rowBytes` from `from` (rows `fromStride` apart) to `to` (rows
-// `toStride` apart). Large frames are split into bands copied on a few threads at once: one
-// thread alone does not reach the memory's bandwidth.
-void CopyRows(const unsigned char* from, long fromStride, unsigned char* to, long toStride, long rowBytes,
-              long rows) {
-    const auto band = [=](long first, long last) {
-        if (fromStride == rowBytes && toStride == rowBytes) {
-            std::memcpy(to + first * rowBytes, from + first * rowBytes,
-                        static_cast<std::size_t>((last - first) * rowBytes));
-            return;
-        }
-        for (long r = first; r < last; ++r)
-            std::memcpy(to + r * toStride, from + r * fromStride, static_cast<std::size_t>(rowBytes));
-    };
-    constexpr long kBandBytes = 8L << 20;
-    const long cores = static_cast<long>(std::max(1u, std::thread::hardware_concurrency()));
-    const long bands = std::min({cores, 4L, rows, rowBytes * rows / kBandBytes + 1});
-    std::vector<std::thread> helpers;
-    for (long b = 1; b < bands; ++b)
-        helpers.emplace_back(band, rows * b / bands, rows * (b + 1) / bands);
-    band(0, rows / bands);
-    for (std::thread& helper : helpers)
-        helper.join();
-}
-
 // Host rows into packed rows at `to`.
 void Gather(const HostRows& rows, unsigned char* to) {
-    CopyRows(rows.first, rows.stride, to, rows.rowBytes, rows.rowBytes, rows.height);
+    if (rows.stride == rows.rowBytes) {
+        std::memcpy(to, rows.first, static_cast<std::size_t>(rows.PackedBytes()));
+        return;
+    }
+    const unsigned char* from = rows.first;
+    for (long r = 0; r < rows.height; ++r, from += rows.stride, to += rows.rowBytes)
+        std::memcpy(to, from, static_cast<std::size_t>(rows.rowBytes));
 }
 
 // Packed rows at `from` into the host rows.
 void Scatter(const unsigned char* from, const HostRows& rows) {
-    CopyRows(from, rows.rowBytes, rows.first, rows.stride, rows.rowBytes, rows.height);
+    if (rows.stride == rows.rowBytes) {
+        std::memcpy(rows.first, from, static_cast<std::size_t>(rows.PackedBytes()));
+        return;
+    }
+    unsigned char* to = rows.first;
+    for (long r = 0; r < rows.height; ++r, to += rows.stride, from += rows.rowBytes)
+        std::memcpy(to, from, static_cast<std::size_t>(rows.rowBytes));
 }
 
 } // namespace
