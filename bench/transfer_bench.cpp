@@ -19,6 +19,10 @@
 // second, and in the label the frame size, layout and renderer. A summary after the run gives
 // library / plain OpenGL per layout; the target is at most 1.3 for the layout that needs no
 // conversion.
+//
+// A floor row per layout, Floor/<layout>, copies the same bytes (a frame each way) with memcpy
+// on this machine: no transfer can cross faster than memory does. The closing table gives each
+// side's time as a multiple of its floor.
 #include "core/TestCountersPrivate.h"
 #include "BenchFrame.h"
 #include "PlainGl.h"
@@ -35,6 +39,8 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstring>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -169,16 +175,78 @@ void BM_PlainGlTransfer(benchmark::State& state, const Layout& layout) {
     zep6bench::Timings()[layout.name].baseline = zep6bench::MillisecondsPerFrame(state, seconds);
 }
 
+// The floor: the bytes one frame moves (up and back), copied in host memory.
+std::map<std::string, double>& FloorTimes() {
+    static std::map<std::string, double> times;
+    return times;
+}
+
+void BM_MemcpyFloor(benchmark::State& state, const Layout& layout) {
+    Frame source(layout.colorSpace, layout.bitDepth, layout.whiteLevel, kWidth, kHeight, layout.bottomUp);
+    Frame destination(layout.colorSpace, layout.bitDepth, layout.whiteLevel, kWidth, kHeight,
+                      layout.bottomUp);
+    source.FillPattern(1);
+    // Two copies per frame, as the transfer moves a frame up and a frame back.
+    const double seconds = zep6bench::TimeFrames(state, [&] {
+        std::memcpy(destination.Bytes(), source.Bytes(), source.ByteCount());
+        benchmark::ClobberMemory();
+        std::memcpy(source.Bytes(), destination.Bytes(), source.ByteCount());
+        benchmark::ClobberMemory();
+        return true;
+    });
+    zep6bench::Report(state, source, kTransfers, seconds);
+    state.SetLabel(Label(layout, "memcpy"));
+    FloorTimes()[layout.name] = zep6bench::MillisecondsPerFrame(state, seconds);
+}
+
+void PrintFloorRatios() {
+    std::printf("\nAgainst the memcpy floor (ms per frame; ratio = time / floor)\n");
+    std::printf("%-34s %10s %10s %8s %10s %8s\n", "case", "floor", "library", "ratio", "plain GL", "ratio");
+    // A side that did not run (filtered out or skipped) shows n/a.
+    const auto cell = [](double ms, double floor) {
+        char text[48];
+        if (ms > 0 && floor > 0)
+            std::snprintf(text, sizeof text, "%10.2f %8.2f", ms, ms / floor);
+        else
+            std::snprintf(text, sizeof text, "%10s %8s", "n/a", "n/a");
+        return std::string(text);
+    };
+    for (const auto& [name, floor] : FloorTimes()) {
+        const zep6bench::Timing t = zep6bench::Timings()[name];
+        std::printf("%-34s %10.2f %s %s\n", name.c_str(), floor, cell(t.library, floor).c_str(),
+                    cell(t.baseline, floor).c_str());
+    }
+}
+
 void RegisterAll() {
     benchmark::AddCustomContext("frame", std::to_string(kWidth) + "x" + std::to_string(kHeight));
     // About a second and a half of frames each on llvmpipe; a GPU runs many more in the same time.
-    for (const Layout& layout : kLayouts)
+    for (const Layout& layout : kLayouts) {
         zep6bench::RegisterPair(layout.name, 1.5, BM_LibraryTransfer, BM_PlainGlTransfer, layout);
+        benchmark::RegisterBenchmark((std::string("Floor/") + layout.name).c_str(), BM_MemcpyFloor, layout)
+            ->UseRealTime()
+            ->Unit(benchmark::kMillisecond)
+            ->MinTime(0.5);
+    }
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+    // zep6bench::Main's steps, with the floor table after the summary.
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    ZEP6_AE::StaticList::Increment();
+    benchmark::AddCustomContext("renderer", zep6bench::Facts().renderer);
+    benchmark::AddCustomContext("render target format",
+                                zep6bench::InternalFormatName(zep6bench::Facts().internalFormat));
+    RegisterAll();
+    benchmark::RunSpecifiedBenchmarks();
     // The bottom-up layouts need no conversion on either side; the top-down one is converted.
-    return zep6bench::Main(argc, argv, RegisterAll, "Upload, draw and read back", 1.3, "bottom-up");
+    zep6bench::PrintSummary("Upload, draw and read back", 1.3, "bottom-up");
+    PrintFloorRatios();
+    ZEP6_AE::StaticList::Decrement();
+    benchmark::Shutdown();
+    return 0;
 }

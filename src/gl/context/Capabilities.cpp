@@ -455,6 +455,31 @@ bool IsShaderSupported() {
     });
 }
 
+bool IsPixelBufferSupported() {
+    static Cached<bool> answer;
+    return answer.Get([] {
+        return IsExtensionSupported("GL_ARB_pixel_buffer_object") && GLEntry::glGenBuffers &&
+               GLEntry::glBindBuffer && GLEntry::glBufferData && GLEntry::glMapBuffer &&
+               GLEntry::glUnmapBuffer && GLEntry::glDeleteBuffers;
+    });
+}
+
+bool IsBufferStorageSupported() {
+    static Cached<bool> answer;
+    return answer.Get([] {
+        return IsExtensionSupported("GL_ARB_buffer_storage") && GLEntry::glBufferStorage &&
+               GLEntry::glMapBufferRange;
+    });
+}
+
+bool IsSyncSupported() {
+    static Cached<bool> answer;
+    return answer.Get([] {
+        return IsExtensionSupported("GL_ARB_sync") && GLEntry::glFenceSync && GLEntry::glClientWaitSync &&
+               GLEntry::glDeleteSync;
+    });
+}
+
 bool IsQuadro() {
     static Cached<bool> answer;
     return answer.Get([] { return CapabilityRules::IsQuadroRenderer(GetCard()); });

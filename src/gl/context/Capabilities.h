@@ -42,6 +42,14 @@ ZEP6_API bool IsDepthTextureSupported(); // GL_ARB_depth_texture
 // Whether GLSL fragment programs can be built and used: GL_ARB_fragment_shader is listed and the
 // driver supplied the shader, program and uniform entry points the effect programs call.
 ZEP6_API bool IsShaderSupported();
+// Pixel transfers through buffer objects. Each is false when the extension is hidden or the
+// driver left out an entry point the transfer path calls.
+// GL_ARB_pixel_buffer_object with the buffer entry points (bind, data, map, unmap, delete).
+ZEP6_API bool IsPixelBufferSupported();
+// GL_ARB_buffer_storage with glBufferStorage and glMapBufferRange (persistently mapped buffers).
+ZEP6_API bool IsBufferStorageSupported();
+// GL_ARB_sync with glFenceSync, glClientWaitSync and glDeleteSync.
+ZEP6_API bool IsSyncSupported();
 
 // Tests on the renderer text (GetCard()); all are case-sensitive.
 ZEP6_API bool IsQuadro();      // contains "Quadro"

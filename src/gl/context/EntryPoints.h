@@ -287,6 +287,12 @@ using GenericProc = void (*)();
     X(glUniformMatrix4x2fv, PFNGLUNIFORMMATRIX4X2FVPROC) \
     X(glUniformMatrix3x4fv, PFNGLUNIFORMMATRIX3X4FVPROC) \
     X(glUniformMatrix4x3fv, PFNGLUNIFORMMATRIX4X3FVPROC) \
+    /* Mapped buffer ranges, buffer storage, fences */ \
+    X(glMapBufferRange, PFNGLMAPBUFFERRANGEPROC) \
+    X(glBufferStorage, PFNGLBUFFERSTORAGEPROC) \
+    X(glFenceSync, PFNGLFENCESYNCPROC) \
+    X(glClientWaitSync, PFNGLCLIENTWAITSYNCPROC) \
+    X(glDeleteSync, PFNGLDELETESYNCPROC) \
     /* EXT framebuffer object */ \
     X(glIsRenderbufferEXT, PFNGLISRENDERBUFFEREXTPROC) \
     X(glBindRenderbufferEXT, PFNGLBINDRENDERBUFFEREXTPROC) \
@@ -392,7 +398,7 @@ using GenericProc = void (*)();
 // clang-format on
 
 // Number of entries in the table.
-constexpr int kEntryPointCount = 344;
+constexpr int kEntryPointCount = 349;
 
 namespace GLEntry {
 #define ZEP6_DECLARE_GL_ENTRY(name, type) extern ZEP6_API type name;

@@ -6,6 +6,7 @@
 #include "gl/context/Capabilities.h"
 #include "gl/context/EntryPoints.h"
 #include "geometry/Region.h"
+#include "gl/resources/StagingBuffer.h"
 #include "gl/resources/StaticFactoryPrivate.h"
 #include "gl/state/Clear.h"
 #include "gl/state/Color.h"
@@ -242,6 +243,8 @@ void TextureBuffer::Transfer(const XIImage* image, const Region& source, const R
     const GLsizei width = static_cast<GLsizei>(area.Width());
     const GLsizei height = static_cast<GLsizei>(area.Height());
     const long pixelBytes = image->GetBitDepth() / 8;
+    if (TransferThroughBuffer(image, area, target, format, type, load))
+        return;
     if (pixelBytes > 0 && image->GetRowBytes() % pixelBytes != 0) {
         // Rows that are not a whole number of pixels apart cannot be described to OpenGL (its row
         // length counts pixels): one row at a time, each from its own address.
@@ -271,6 +274,43 @@ void TextureBuffer::Transfer(const XIImage* image, const Region& source, const R
         PushPixelPack pack(image, area.XOrigin(), area.YOrigin());
         glReadPixels(target.XOrigin(), target.YOrigin(), width, height, format, type, pixels);
     }
+}
+
+bool TextureBuffer::TransferThroughBuffer(const XIImage* image, const Region& area, const Region& target,
+                                          unsigned int format, unsigned int type, bool load) const {
+    const long pixelBytes = image->GetBitDepth() / 8;
+    const long stride = image->GetRowBytes();
+    if (pixelBytes <= 0 || image->GetBitDepth() % 8 != 0 || stride <= 0 || !StagingBuffer::IsAvailable())
+        return false;
+    const GLsizei width = static_cast<GLsizei>(area.Width());
+    const GLsizei height = static_cast<GLsizei>(area.Height());
+    HostRows rows;
+    rows.first = static_cast<unsigned char*>(image->GetBaseAddress()) + area.YOrigin() * stride +
+                 area.XOrigin() * pixelBytes;
+    rows.stride = stride;
+    rows.rowBytes = width * pixelBytes;
+    rows.height = height;
+    // In the buffer the rows lie packed, whatever their spacing in the host image.
+    if (load) {
+        Initialize();
+        PushPixelUnpack unpack(1, 0, 0, 0, 0);
+        PushTextureTarget binding(key_.Target(), texture_);
+        return StagingBuffer::Upload(rows, [&] {
+            glTexSubImage2D(key_.Target(), 0, target.XOrigin(), target.YOrigin(), width, height, format, type,
+                            nullptr);
+        });
+    }
+    // Pixels outside the framebuffer are left alone by a read into host memory but would bring the
+    // buffer's old bytes with them: only blocks inside this texture's own framebuffer go this way.
+    GLint readFrameBuffer = 0;
+    glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT, &readFrameBuffer);
+    if (frameBuffer_ == 0 || static_cast<unsigned int>(readFrameBuffer) != frameBuffer_ || target.XOrigin() < 0 ||
+        target.YOrigin() < 0 || target.XOrigin() + width > key_.Width() || target.YOrigin() + height > key_.Height())
+        return false;
+    PushPixelPack pack(1, 0, 0, 0, 0);
+    return StagingBuffer::Read(rows, [&] {
+        glReadPixels(target.XOrigin(), target.YOrigin(), width, height, format, type, nullptr);
+    });
 }
 
 TextureBuffer* TextureBuffer::Make(const TextureKey& key) {

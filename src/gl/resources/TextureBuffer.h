@@ -104,6 +104,10 @@ private:
     bool SelectTarget(bool keepTextureWhenIncomplete);
     void Transfer(const XIImage* image, const Region& source, const Region& dest, bool load,
                   bool asRgba) const;
+    // The transfer through a staging buffer object; false, with nothing moved, where it cannot
+    // be used (the caller then moves the pixels straight to or from host memory).
+    bool TransferThroughBuffer(const XIImage* image, const Region& area, const Region& target,
+                               unsigned int format, unsigned int type, bool load) const;
     void DeleteNames() const;
 
     mutable TextureKey key_;

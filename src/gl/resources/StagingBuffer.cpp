@@ -1,0 +1,281 @@
+#include "gl/resources/StagingBuffer.h"
+
+#include "gl/context/Capabilities.h"
+#include "gl/context/EntryPoints.h"
+#include "gl/context/RootContext.h"
+#include "gl/state/BufferBinding.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+
+#include <algorithm>
+#include <cstring>
+#include <mutex>
+
+namespace OGL_ZEP6_AE {
+
+namespace {
+
+// Storage is held in steps of this many bytes, so that frames of nearly the same size share one.
+constexpr long kGranule = 64 * 1024;
+
+// How long one wait for a fence may block before it is asked again (nanoseconds).
+constexpr GLuint64 kWaitStep = 100000000;
+
+// The byte counters of all staging buffers.
+struct Totals {
+    long allocated = 0;
+    long peak = 0;
+    long hits = 0;
+    int buffers = 0;
+    bool finalized = false;
+};
+
+std::mutex& TotalsLock() {
+    static std::mutex lock;
+    return lock;
+}
+
+Totals& TheTotals() {
+    static Totals totals;
+    return totals;
+}
+
+// Turns at the upload ring and the read-back buffer, one transfer at a time.
+std::mutex& RingLock() {
+    static std::mutex lock;
+    return lock;
+}
+
+StagingBuffer* UploadRing() {
+    static StagingBuffer ring[StagingBuffer::kRingSize] = {StagingBuffer(GL_PIXEL_UNPACK_BUFFER),
+                                                           StagingBuffer(GL_PIXEL_UNPACK_BUFFER)};
+    static_assert(StagingBuffer::kRingSize == 2, "one initialiser per buffer of the ring");
+    return ring;
+}
+
+int sNextUpload = 0;
+
+StagingBuffer& ReadBackBuffer() {
+    static StagingBuffer buffer(GL_PIXEL_PACK_BUFFER);
+    return buffer;
+}
+
+// Maps the whole bound buffer of `target` for writing (its old content dropped) or reading.
+void* MapWhole(GLenum target, long bytes, bool write) {
+    if (GLEntry::glMapBufferRange) {
+        const GLbitfield access = write ? (GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_BUFFER_BIT) : GL_MAP_READ_BIT;
+        return GLEntry::glMapBufferRange(target, 0, bytes, access);
+    }
+    return ZEP6_GLCALL(glMapBuffer)(target, write ? GL_WRITE_ONLY : GL_READ_ONLY);
+}
+
+// Host rows into packed rows at `to`.
+void Gather(const HostRows& rows, unsigned char* to) {
+    if (rows.stride == rows.rowBytes) {
+        std::memcpy(to, rows.first, static_cast<std::size_t>(rows.PackedBytes()));
+        return;
+    }
+    const unsigned char* from = rows.first;
+    for (long r = 0; r < rows.height; ++r, from += rows.stride, to += rows.rowBytes)
+        std::memcpy(to, from, static_cast<std::size_t>(rows.rowBytes));
+}
+
+// Packed rows at `from` into the host rows.
+void Scatter(const unsigned char* from, const HostRows& rows) {
+    if (rows.stride == rows.rowBytes) {
+        std::memcpy(rows.first, from, static_cast<std::size_t>(rows.PackedBytes()));
+        return;
+    }
+    unsigned char* to = rows.first;
+    for (long r = 0; r < rows.height; ++r, to += rows.stride, from += rows.rowBytes)
+        std::memcpy(to, from, static_cast<std::size_t>(rows.rowBytes));
+}
+
+} // namespace
+
+StagingBuffer::StagingBuffer(unsigned int target)
+    : target_(target), name_(0), capacity_(0), mapped_(nullptr), fence_(nullptr) {}
+
+StagingBuffer::~StagingBuffer() {
+    try {
+        if ((name_ || fence_) && RootContext::HasContext())
+            DeleteNames();
+    } catch (...) {
+    }
+}
+
+void StagingBuffer::Finalize() {
+    DeleteNames();
+    std::lock_guard<std::mutex> guard(TotalsLock());
+    TheTotals().finalized = true;
+}
+
+void StagingBuffer::DeleteNames() {
+    if (fence_) {
+        GLsync fence = static_cast<GLsync>(fence_);
+        fence_ = nullptr;
+        ZEP6_GLCALL(glDeleteSync)(fence);
+    }
+    if (name_) {
+        // Deleting a mapped buffer unmaps it.
+        const GLuint name = name_;
+        name_ = 0;
+        mapped_ = nullptr;
+        ZEP6_GLCALL(glDeleteBuffers)(1, &name);
+        std::lock_guard<std::mutex> guard(TotalsLock());
+        TheTotals().allocated -= capacity_;
+        --TheTotals().buffers;
+    }
+    capacity_ = 0;
+}
+
+bool StagingBuffer::IsAvailable() {
+    return IsPixelBufferSupported();
+}
+
+bool StagingBuffer::IsPersistent() {
+    return IsPixelBufferSupported() && IsBufferStorageSupported() && IsSyncSupported();
+}
+
+bool StagingBuffer::Reserve(long bytes, bool persistent) {
+    {
+        std::lock_guard<std::mutex> guard(TotalsLock());
+        TheTotals().finalized = false;
+        if (name_ && capacity_ >= bytes) {
+            ++TheTotals().hits;
+            return true;
+        }
+    }
+    // Too small, or none yet: a new buffer (the card keeps the old storage while it still reads).
+    DeleteNames();
+    Relist();
+    GLuint name = 0;
+    ZEP6_GLCALL(glGenBuffers)(1, &name);
+    if (name == 0)
+        return false;
+    name_ = name;
+    const long size = (bytes + kGranule - 1) / kGranule * kGranule;
+    PushBufferBinding binding(target_, name_);
+    const GLbitfield flags = GL_MAP_WRITE_BIT | GL_MAP_PERSISTENT_BIT | GL_MAP_COHERENT_BIT;
+    if (persistent)
+        ZEP6_GLCALL(glBufferStorage)(target_, size, nullptr, flags);
+    else
+        ZEP6_GLCALL(glBufferData)(target_, size, nullptr,
+                                  target_ == GL_PIXEL_PACK_BUFFER ? GL_STREAM_READ : GL_STREAM_DRAW);
+    // Storage the driver could not give leaves the buffer empty.
+    GLint made = 0;
+    ZEP6_GLCALL(glGetBufferParameteriv)(target_, GL_BUFFER_SIZE, &made);
+    if (made == size && persistent)
+        mapped_ = ZEP6_GLCALL(glMapBufferRange)(target_, 0, size, flags);
+    {
+        std::lock_guard<std::mutex> guard(TotalsLock());
+        Totals& totals = TheTotals();
+        capacity_ = made;
+        totals.allocated += capacity_;
+        totals.peak = std::max(totals.peak, totals.allocated);
+        ++totals.buffers;
+    }
+    if (made != size || (persistent && !mapped_)) {
+        binding.Pop();
+        DeleteNames();
+        return false;
+    }
+    return true;
+}
+
+void StagingBuffer::WaitForCard() {
+    if (!fence_)
+        return;
+    GLsync fence = static_cast<GLsync>(fence_);
+    for (;;) {
+        const GLenum status = ZEP6_GLCALL(glClientWaitSync)(fence, GL_SYNC_FLUSH_COMMANDS_BIT, kWaitStep);
+        if (status == GL_ALREADY_SIGNALED || status == GL_CONDITION_SATISFIED)
+            break;
+        if (status != GL_TIMEOUT_EXPIRED) {
+            // A wait that fails tells nothing: wait for everything instead.
+            glFinish();
+            break;
+        }
+    }
+    fence_ = nullptr;
+    ZEP6_GLCALL(glDeleteSync)(fence);
+}
+
+void StagingBuffer::Fence() {
+    if (!IsSyncSupported())
+        return;
+    if (fence_) {
+        GLsync old = static_cast<GLsync>(fence_);
+        fence_ = nullptr;
+        ZEP6_GLCALL(glDeleteSync)(old);
+    }
+    fence_ = ZEP6_GLCALL(glFenceSync)(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+}
+
+bool StagingBuffer::Upload(const HostRows& rows, const std::function<void()>& submit) {
+    const long bytes = rows.PackedBytes();
+    if (!IsAvailable() || bytes <= 0 || !rows.first)
+        return false;
+    std::lock_guard<std::mutex> guard(RingLock());
+    StagingBuffer& buffer = UploadRing()[sNextUpload];
+    sNextUpload = (sNextUpload + 1) % kRingSize;
+    const bool persistent = IsPersistent();
+    // The host writes into a persistent mapping only once the card has read what it held.
+    buffer.WaitForCard();
+    if (!buffer.Reserve(bytes, persistent))
+        return false;
+
+    PushBufferBinding binding(GL_PIXEL_UNPACK_BUFFER, buffer.name_);
+    unsigned char* to = static_cast<unsigned char*>(buffer.mapped_);
+    if (!persistent) {
+        // Fresh storage for every upload: the card may go on reading the old one.
+        ZEP6_GLCALL(glBufferData)(GL_PIXEL_UNPACK_BUFFER, buffer.capacity_, nullptr, GL_STREAM_DRAW);
+        to = static_cast<unsigned char*>(MapWhole(GL_PIXEL_UNPACK_BUFFER, buffer.capacity_, true));
+        if (!to)
+            return false;
+    }
+    Gather(rows, to);
+    if (!persistent && ZEP6_GLCALL(glUnmapBuffer)(GL_PIXEL_UNPACK_BUFFER) != GL_TRUE)
+        return false; // the content was lost while mapped
+    submit();
+    if (persistent)
+        buffer.Fence();
+    return true;
+}
+
+bool StagingBuffer::Read(const HostRows& rows, const std::function<void()>& request) {
+    const long bytes = rows.PackedBytes();
+    if (!IsAvailable() || bytes <= 0 || !rows.first)
+        return false;
+    std::lock_guard<std::mutex> guard(RingLock());
+    StagingBuffer& buffer = ReadBackBuffer();
+    if (!buffer.Reserve(bytes, false))
+        return false;
+
+    PushBufferBinding binding(GL_PIXEL_PACK_BUFFER, buffer.name_);
+    request();
+    // With fences the wait is explicit; without, mapping the buffer waits for the read.
+    buffer.Fence();
+    buffer.WaitForCard();
+    const unsigned char* from = static_cast<const unsigned char*>(MapWhole(GL_PIXEL_PACK_BUFFER, bytes, false));
+    if (!from)
+        return false;
+    Scatter(from, rows);
+    return ZEP6_GLCALL(glUnmapBuffer)(GL_PIXEL_PACK_BUFFER) == GL_TRUE;
+}
+
+CacheCounters StagingBuffer::Counters() {
+    std::lock_guard<std::mutex> guard(TotalsLock());
+    const Totals& totals = TheTotals();
+    CacheCounters c;
+    c.allocated = totals.allocated;
+    c.idle = totals.allocated;
+    c.peak = totals.peak;
+    c.idleCount = totals.buffers;
+    c.hits = totals.hits;
+    c.finalized = totals.finalized;
+    return c;
+}
+
+} // namespace OGL_ZEP6_AE

@@ -1,0 +1,85 @@
+#pragma once
+
+#include "Export.h"
+#include "gl/resources/Resource.h"
+#include "gl/resources/ResourceFactory.h"
+
+#include <functional>
+
+namespace OGL_ZEP6_AE {
+
+// The rows of a host image that one transfer moves: `height` rows of `rowBytes` bytes, the first
+// at `first`, each `stride` bytes after the one before.
+struct HostRows {
+    unsigned char* first = nullptr;
+    long stride = 0;
+    long rowBytes = 0;
+    long height = 0;
+
+    long PackedBytes() const { return rowBytes * height; }
+};
+
+// A buffer object that host pixels cross the bus in. Uploads take turns over a small ring of them,
+// so that the host fills one while the card still reads from the one before; read-backs use one of
+// their own. With GL_ARB_buffer_storage and GL_ARB_sync an upload buffer is mapped once, for good,
+// and a fence tells when the card is done with it; without them each upload orphans the buffer's
+// storage and maps it afresh. Read-backs are fenced where fences exist and are otherwise waited
+// for by the map itself.
+//
+// Each buffer is a Resource: the shutdown deletes it, and the next transfer makes it again. A
+// buffer only grows, to the largest transfer it has served. Used on the GL worker thread (or a
+// thread with the root context current); the ring is guarded by a lock of its own.
+class ZEP6_API StagingBuffer : public Resource {
+public:
+    explicit StagingBuffer(unsigned int target);
+    StagingBuffer(const StagingBuffer&) = delete;
+    StagingBuffer& operator=(const StagingBuffer&) = delete;
+    // Deletes the buffer and its fence (only when the thread has a context current).
+    ~StagingBuffer() override;
+
+    // Deletes the buffer and its fence; the next transfer makes them again.
+    void Finalize() override;
+    void Dump() const override {}
+
+    // Bytes of buffer storage held now.
+    long Capacity() const { return capacity_; }
+
+    // Whether transfers can go through buffer objects at all (GL_ARB_pixel_buffer_object).
+    static bool IsAvailable();
+    // Whether uploads use persistently mapped, fenced buffers.
+    static bool IsPersistent();
+
+    // Copies `rows` into an upload buffer, binds it to GL_PIXEL_UNPACK_BUFFER and calls
+    // `submit`, which issues the texture load from offset 0 of that buffer with packed rows
+    // (alignment 1, no row length). The binding is restored afterwards. False, with nothing done,
+    // when no buffer can take the rows: the caller then loads from host memory.
+    static bool Upload(const HostRows& rows, const std::function<void()>& submit);
+    // Binds the read-back buffer to GL_PIXEL_PACK_BUFFER and calls `request`, which issues the
+    // read into offset 0 of that buffer with packed rows; then waits for the card, maps the buffer
+    // and copies the packed rows into `rows`. False when no buffer could be used or its content
+    // was lost before it could be copied: the caller then reads into host memory directly.
+    static bool Read(const HostRows& rows, const std::function<void()>& request);
+
+    // The bytes of all staging buffers: `allocated` (and `idle`) is the storage held now,
+    // `idleCount` the buffers holding some, `peak` the most ever held, `hits` the transfers served
+    // by a buffer that was already large enough; `finalized` after a shutdown, until the next use.
+    static CacheCounters Counters();
+
+    // The number of upload buffers in the ring.
+    static constexpr int kRingSize = 2;
+
+private:
+    // Makes the buffer (or a larger one) hold at least `bytes`; the buffer is bound to target_.
+    bool Reserve(long bytes, bool persistent);
+    void WaitForCard();
+    void Fence();
+    void DeleteNames();
+
+    unsigned int target_;
+    unsigned int name_;
+    long capacity_;
+    void* mapped_;  // the persistent mapping of an upload buffer, or null
+    void* fence_;   // GLsync of the last transfer through this buffer, or null
+};
+
+} // namespace OGL_ZEP6_AE
