@@ -480,6 +480,17 @@ bool IsSyncSupported() {
     });
 }
 
+bool IsPixelBufferPreferred() {
+    static Cached<bool> answer;
+    return answer.Get([] {
+        const char* choice = std::getenv("ZEP6_PIXEL_BUFFERS");
+        const std::string value = choice ? choice : "";
+        if (value == "off" || !IsPixelBufferSupported())
+            return false;
+        return value == "on" || !CapabilityRules::IsSoftwareRenderer(GetCard());
+    });
+}
+
 bool IsQuadro() {
     static Cached<bool> answer;
     return answer.Get([] { return CapabilityRules::IsQuadroRenderer(GetCard()); });

@@ -50,6 +50,11 @@ ZEP6_API bool IsPixelBufferSupported();
 ZEP6_API bool IsBufferStorageSupported();
 // GL_ARB_sync with glFenceSync, glClientWaitSync and glDeleteSync.
 ZEP6_API bool IsSyncSupported();
+// Whether host-image transfers should go through buffer objects: where
+// IsPixelBufferSupported(), except on a software renderer, whose buffer objects are host memory
+// like the image itself, so that staging only adds a copy. ZEP6_PIXEL_BUFFERS=on uses them on any
+// renderer that has them, ZEP6_PIXEL_BUFFERS=off on none (read once per process).
+ZEP6_API bool IsPixelBufferPreferred();
 
 // Tests on the renderer text (GetCard()); all are case-sensitive.
 ZEP6_API bool IsQuadro();      // contains "Quadro"

@@ -131,11 +131,11 @@ void StagingBuffer::DeleteNames() {
 }
 
 bool StagingBuffer::IsAvailable() {
-    return IsPixelBufferSupported();
+    return IsPixelBufferPreferred();
 }
 
 bool StagingBuffer::IsPersistent() {
-    return IsPixelBufferSupported() && IsBufferStorageSupported() && IsSyncSupported();
+    return IsPixelBufferPreferred() && IsBufferStorageSupported() && IsSyncSupported();
 }
 
 bool StagingBuffer::Reserve(long bytes, bool persistent) {

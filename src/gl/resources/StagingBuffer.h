@@ -44,7 +44,8 @@ public:
     // Bytes of buffer storage held now.
     long Capacity() const { return capacity_; }
 
-    // Whether transfers can go through buffer objects at all (GL_ARB_pixel_buffer_object).
+    // Whether transfers go through buffer objects at all: GL_ARB_pixel_buffer_object, and not a
+    // software renderer unless ZEP6_PIXEL_BUFFERS=on (IsPixelBufferPreferred()).
     static bool IsAvailable();
     // Whether uploads use persistently mapped, fenced buffers.
     static bool IsPersistent();
