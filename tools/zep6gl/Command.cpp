@@ -194,8 +194,8 @@ const std::vector<Command>& Commands() {
          RunBlurComposite},
         {"modes", "", 0, 0, {}, "List the apply modes by number and name.", RunModes},
         {"demo", "[OUTDIR]", 0, 1, {},
-         "Render built-in sample images through every apply mode and write a labelled contact sheet "
-         "(default OUTDIR: out/demo).",
+         "Render built-in sample images through every apply mode and the image operations, and write "
+         "two labelled contact sheets, contact-sheet.png and operations.png (default OUTDIR: out/demo).",
          RunDemo},
     };
     return commands;
