@@ -61,10 +61,10 @@ for key in "${!allowed[@]}"; do
 done
 
 # Every assignment to a detail:: hook variable must be listed with the file that makes it.
-while IFS=: read -r file _ text; do
-    var="$(echo "$text" | grep -oE 'detail::g[A-Za-z]+' | head -n 1 | sed 's/^detail:://')"
+while IFS=: read -r file text; do
+    var="$(echo "$text" | sed -E 's/^detail::(g[A-Za-z]+).*/\1/')"
     [ -n "${hooked["$var|$file"]+x}" ] || { echo "$file: fills hook $var, which scripts/layers.txt does not list for this file"; bad=1; }
-done < <(grep -rnE 'detail::g[A-Za-z]+(\.[a-z]+)?[[:space:]]*=[^=]' src --include='*.cpp')
+done < <(grep -roE 'detail::g[A-Za-z]+(\.[a-z]+)?[[:space:]]*=[^=]' src --include='*.cpp')
 
 [ "$bad" = 0 ] && echo "include layers: all includes point down or are listed"
 exit "$bad"
