@@ -96,20 +96,16 @@ void BM_TiledWrite(benchmark::State& state) {
 } // namespace
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    ZEP6_AE::StaticList::Increment();
-    benchmark::AddCustomContext("renderer", zep6bench::Facts().renderer);
-    // A few frames each: on llvmpipe one frame takes seconds.
-    benchmark::RegisterBenchmark("TiledWrite", BM_TiledWrite)
-        ->Arg(0)
-        ->Arg(1)
-        ->UseRealTime()
-        ->Unit(benchmark::kMillisecond)
-        ->Iterations(3);
-    benchmark::RunSpecifiedBenchmarks();
-    ZEP6_AE::StaticList::Decrement();
-    benchmark::Shutdown();
-    return 0;
+    return zep6bench::RunProgram(
+        argc, argv,
+        [] {
+            // A few frames each: on llvmpipe one frame takes seconds.
+            benchmark::RegisterBenchmark("TiledWrite", BM_TiledWrite)
+                ->Arg(0)
+                ->Arg(1)
+                ->UseRealTime()
+                ->Unit(benchmark::kMillisecond)
+                ->Iterations(3);
+        },
+        [] {});
 }

@@ -233,20 +233,9 @@ void RegisterAll() {
 } // namespace
 
 int main(int argc, char** argv) {
-    // zep6bench::Main's steps, with the floor table after the summary.
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    ZEP6_AE::StaticList::Increment();
-    benchmark::AddCustomContext("renderer", zep6bench::Facts().renderer);
-    benchmark::AddCustomContext("render target format",
-                                zep6bench::InternalFormatName(zep6bench::Facts().internalFormat));
-    RegisterAll();
-    benchmark::RunSpecifiedBenchmarks();
-    // The bottom-up layouts need no conversion on either side; the top-down one is converted.
-    zep6bench::PrintSummary("Upload, draw and read back", 1.3, "bottom-up");
-    PrintFloorRatios();
-    ZEP6_AE::StaticList::Decrement();
-    benchmark::Shutdown();
-    return 0;
+    return zep6bench::RunProgram(argc, argv, RegisterAll, [] {
+        // The bottom-up layouts need no conversion on either side; the top-down one is converted.
+        zep6bench::PrintSummary("Upload, draw and read back", 1.3, "bottom-up");
+        PrintFloorRatios();
+    });
 }
