@@ -21,6 +21,10 @@ void Attributes::Retrieve() {
     Apply();
 }
 
+bool Attributes::IsLevelOnStack() const {
+    return pushed_ && GetInt(GL_ATTRIB_STACK_DEPTH) >= serverDepth_;
+}
+
 void Attributes::Pop() {
     ConditionallyPop();
 }

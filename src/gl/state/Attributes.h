@@ -27,6 +27,9 @@ public:
     void Pop();
 
     bool IsPushed() const { return pushed_; }
+    // Whether this object's level is still on the server stack: false when it has none, and when
+    // someone below it has popped past it (an enclosing scope that restored its own state first).
+    bool IsLevelOnStack() const;
 
 private:
     void ConditionallyPush();

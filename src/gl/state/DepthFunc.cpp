@@ -31,6 +31,7 @@ void DepthFunc::DisableDepth() {
 void DepthFunc::EnableWrite(unsigned int function) {
     glDepthFunc(function);
     glEnable(GL_DEPTH_TEST);
+    glDepthMask(GL_TRUE);
 }
 
 } // namespace OGL_ZEP6_AE

@@ -26,7 +26,7 @@ public:
     bool operator!=(const DepthFunc& d) const { return !(*this == d); }
 
     static void DisableDepth();
-    // glDepthFunc(function) and GL_DEPTH_TEST on.
+    // glDepthFunc(function), GL_DEPTH_TEST on and depth writes on (glDepthMask).
     static void EnableWrite(unsigned int function);
 
     static const DepthFunc Never;

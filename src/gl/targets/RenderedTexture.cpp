@@ -95,6 +95,13 @@ void RenderedTexture::Resize(int width, int height, unsigned int format, unsigne
         SetType(GL_TEXTURE_RECTANGLE_ARB, width, height, format, GetBestType(), false);
 }
 
+void RenderedTexture::ResizeStorage(int width, int height, unsigned int format, unsigned int type) {
+    if (width == width_ && height == height_ && format == format_ && type == type_)
+        return;
+    Finalize();
+    SetType(GL_TEXTURE_RECTANGLE_ARB, width, height, format, type, false);
+}
+
 void RenderedTexture::SetExactStorage(bool exact) {
     if (width_ == 0 || height_ == 0 || key_.Exact() == exact)
         return;

@@ -34,6 +34,10 @@ public:
     void Resize(int width, int height, unsigned int format, unsigned int type);
     void Resize(const XIImage* image);
     void Resize(const RenderedTexture& other);
+    // As Resize, but the storage has exactly this content type (GL_FLOAT for float targets)
+    // instead of the best one: for passes whose intermediate values need the full range and
+    // precision. Nothing changes when size, format and type are already these.
+    void ResizeStorage(int width, int height, unsigned int format, unsigned int type);
 
     // Storage of exactly the described size instead of a larger cached texture: for content that
     // is drawn with linear filtering, whose edge texels must meet their own edge (clamped) rather

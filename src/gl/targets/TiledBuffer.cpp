@@ -33,7 +33,7 @@ class TileTarget : public RenderedTexture {
 public:
     // Of the given storage type (a rendered texture's own Resize always takes the best type).
     TileTarget(int width, int height, unsigned int format, unsigned int type) {
-        SetType(GL_TEXTURE_RECTANGLE_ARB, width, height, format, type, false);
+        ResizeStorage(width, height, format, type);
     }
     // Takes over other's framebuffer object and depth attachment and copies its description.
     explicit TileTarget(TileTarget& other) : RenderedTexture(other) {

@@ -1,4 +1,5 @@
 // The static programs outlive every shutdown: three sessions in one process draw alike.
+#include "gl/render/AntiAliasRender.h"
 #include "gl/render/ApplyMode.h"
 #include "gl/render/EffectProgram.h"
 #include "gl/render/Glow.h"
@@ -6,6 +7,7 @@
 #include "gl/state/State.h"
 #include "gl/state/Texturing.h"
 #include "gl/targets/RenderedTexture.h"
+#include "gl/targets/TiledBuffer.h"
 #include "sync/StaticList.h"
 
 #include "gl/render/EffectProgramTestSupport.h"
@@ -128,6 +130,27 @@ std::vector<float> UseEveryStaticProgram() {
         EXPECT_EQ(image.Get<RGBA8>(0, 0).red, 255) << "the near half is blitted";
         EXPECT_EQ(image.Get<RGBA8>(kSize - 1, 0).blue, 255) << "the far half is left alone";
         all.insert(all.end(), image.Bytes(), image.Bytes() + image.ByteCount());
+
+        // A multipass frame with depth smoothing and the post-process blur (its three programs).
+        TestImage frame(Formats::RGBA32F, 24, 16);
+        {
+            TiledBuffer tiles(&frame);
+            AntiAliasRender render;
+            render.Initialize(1, 10.0f, 40.0f, 1.0f, 1.0f, 100.0f, false);
+            while (tiles.Next())
+                while (render.Next()) {
+                    render.Perspective(tiles, -1.0f, 0.0f, -0.7f, 0.0f, 1.0f, 100.0f);
+                    glEnable(GL_DEPTH_TEST);
+                    glBegin(GL_TRIANGLES);
+                    glColor4f(1, 0, 0, 1), glVertex3f(-20, -10, -30);
+                    glColor4f(0, 1, 0, 1), glVertex3f(5, -8, -30);
+                    glColor4f(0, 0, 1, 1), glVertex3f(-3, 6, -25);
+                    glEnd();
+                    render.AddRegion(Region3d(p3f(0, 0, 0), p3f(24, 16, 1)));
+                }
+        }
+        EXPECT_GT(frame.Get<RGBA32F>(12, 8).alpha, 0.0f) << "the blurred frame holds the triangle";
+        all.insert(all.end(), frame.Bytes(), frame.Bytes() + frame.ByteCount());
     };
     EXPECT_TRUE(OnWorker(drawOnWorker));
     ZEP6_AE::StaticList::Decrement();

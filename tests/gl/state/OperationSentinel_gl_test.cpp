@@ -1,6 +1,7 @@
 // Every public drawing operation leaves the context as it found it over sentinel state (stack
 // depths included) and raises no OpenGL error. An operation joins the table with one row.
 #include "core/Errors.h"
+#include "gl/render/AntiAliasRender.h"
 #include "gl/render/ApplyMode.h"
 #include "gl/render/GLSL.h"
 #include "gl/render/Kernel.h"
@@ -94,6 +95,24 @@ void ExpectThrows(const std::function<void()>& operation) {
     EXPECT_TRUE(thrown) << "the operation was expected to fail";
 }
 
+// Frames of a multipass render over the tiles of s.wide, leaving each loop after `passes` passes.
+void AntiAliasFrames(Subjects& s, bool lensJitter, int passes) {
+    AntiAliasRender render;
+    render.Initialize(2, 10.0f, 30.0f, 1.5f, 1.0f, 100.0f, lensJitter);
+    TiledBuffer tiles(&s.wide);
+    tiles.Rewind(24, 20);
+    while (tiles.Next()) {
+        for (int pass = 0; pass < passes && render.Next(); ++pass) {
+            render.Perspective(tiles, -1.0f, 0.0f, -0.5f, 0.0f, 1.0f, 100.0f);
+            glEnable(GL_DEPTH_TEST);
+            glRectf(-2.0f, -1.0f, 0.0f, 0.0f);
+            render.AddRegion(Region3d(p3f(2, 2, 0.2f), p3f(20, 18, 0.9f)));
+        }
+        if (passes < 99)
+            break;
+    }
+}
+
 // clang-format off
 const Row kRows[] = {
     {"UploadDirect", [](Subjects& s) { s.texture.LoadTexture(&s.bottomUp, All(s.bottomUp), All(s.bottomUp)); }},
@@ -139,6 +158,12 @@ const Row kRows[] = {
             tiles.WriteFit(&s.wide);
         }
     }},
+    // Whole multipass frames over two tiles: anti-aliasing with the post-process blur (depth
+    // smoothing included), lens jitter, and a frame left after its first pass (the destructor
+    // puts the state back).
+    {"AntiAliasRenderWithPostBlur", [](Subjects& s) { AntiAliasFrames(s, false, 99); }},
+    {"AntiAliasRenderWithLensJitter", [](Subjects& s) { AntiAliasFrames(s, true, 99); }},
+    {"AntiAliasRenderLeftEarly", [](Subjects& s) { AntiAliasFrames(s, false, 1); }},
     {"ApplyKernelsShader", [](Subjects& s) { ApplyKernels(s.target, MakeBoxKernel(3), MakeBinomialKernel(300), KernelPath::Shader); }},
     {"ApplyKernelsTaps", [](Subjects& s) { ApplyKernels(s.target, Kernel{-0.5f, 2.0f}, MakeTriangleKernel(4), KernelPath::Taps); }},
     {"DrawKernelTapsOnAGrid", [](Subjects&) { DrawKernelTaps(MakeBoxKernel(3), 3, 3, Region(0, 0, 8, 8)); }},
