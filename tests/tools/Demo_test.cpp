@@ -126,6 +126,9 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
         std::snprintf(name, sizeof name, "op-%02d-%s.png", i + 1, operations[i]);
         expected.insert(name);
     }
+    for (const char* scene : {"scene-01-quality-0.png", "scene-02-quality-2.png", "scene-03-quality-5.png",
+                              "scene-04-lens-jitter.png", "scene-05-post-blur.png", "scene.png"})
+        expected.insert(scene);
     std::set<std::string> written;
     for (const auto& entry : fs::directory_iterator(out))
         written.insert(entry.path().filename().string());

@@ -192,10 +192,22 @@ const std::vector<Command>& Commands() {
          "Blur each IMAGE by its own Gaussian width in pixels (across[,up]; the path is what precedes the "
          "last ':'), lay them over one another and onto BACK (OUT: .png for a PNG BACK, .exr for OpenEXR).",
          RunBlurComposite},
+        {"scene", "OUT", 1, 1,
+         {{"--size", "WxH", "size of the picture (default 960x540)"},
+          {"--quality", "Q", "anti-aliasing, 0 to 5: 1, 4, 6, 8, 12 or 16 passes (default 0)"},
+          {"--focus", "Z", "distance in focus (the spheres stand at 6, 10 and 16); needs --aperture"},
+          {"--aperture", "A", "depth of field: the blur amount (try 150), or with --lens-jitter the lens size (try 0.05)"},
+          {"--lens-jitter", nullptr, "depth of field by moving the camera across the lens (at most 7 passes)"},
+          {"--smooth", "S", "post-process blur only: smooth the depth over S pixels first"},
+          kMaxMemory},
+         "Render three lit spheres over a checkered floor with multipass anti-aliasing and depth of field "
+         "(.png: 8-bit, .exr: float).",
+         RunScene},
         {"modes", "", 0, 0, {}, "List the apply modes by number and name.", RunModes},
         {"demo", "[OUTDIR]", 0, 1, {},
-         "Render built-in sample images through every apply mode and the image operations, and write "
-         "two labelled contact sheets, contact-sheet.png and operations.png (default OUTDIR: out/demo).",
+         "Render built-in sample images through every apply mode and the image operations, render "
+         "a 3-D scene at several qualities, and write three labelled contact sheets, contact-sheet.png, "
+         "operations.png and scene.png (default OUTDIR: out/demo).",
          RunDemo},
     };
     return commands;

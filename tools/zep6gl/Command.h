@@ -106,6 +106,7 @@ void RunBlend(const Arguments& arguments);
 void RunBlur(const Arguments& arguments);
 void RunTransform(const Arguments& arguments);
 void RunBlurComposite(const Arguments& arguments);
+void RunScene(const Arguments& arguments);
 void RunModes(const Arguments& arguments);
 void RunDemo(const Arguments& arguments);
 

@@ -10,6 +10,9 @@
 // blurred, and blurred in layers. Each result is written as op-NN-name.png, and operations.png
 // shows them all the same way (for a resized picture, a part with its pixels enlarged).
 //
+// Last, a 3-D scene through the multipass render (scene-NN-name.png and scene.png): anti-aliasing
+// at three qualities and depth of field by lens jitter and by the post-process blur.
+//
 // Each step's time is printed in milliseconds; the first composite includes starting the worker
 // thread and its OpenGL context.
 #include "Command.h"
@@ -17,6 +20,7 @@
 #include "Font.h"
 #include "ImageIO.h"
 #include "SampleImages.h"
+#include "Scene.h"
 
 #include "core/PixelFormat.h"
 #include "gl/resources/Buffer.h"
@@ -58,6 +62,16 @@ constexpr Rgba8 kStripColour = {12, 12, 14, 255};
 constexpr Rgba8 kNumberColour = {255, 206, 96, 255};
 constexpr Rgba8 kNameColour = {232, 232, 232, 255};
 constexpr Rgba8 kTitleColour = {200, 200, 204, 255};
+
+// Depth of field of the scene sheet: the lens size for lens jitter, the blur amount otherwise.
+constexpr float kSceneLensAperture = 0.06f;
+constexpr float kScenePostBlur = 150.0f;
+
+std::string Number(float value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", value);
+    return text;
+}
 
 using Clock = std::chrono::steady_clock;
 
@@ -458,7 +472,42 @@ void RunDemo(const Arguments& arguments) {
              "masking a dark veil over the back. 17: GetLuma (grey). 18: Blur " +
                  std::to_string(static_cast<int>(kBlurAmount)) +
                  ". 19: CompositeBlurredImages, the back blurred under the front."});
-        Report("done: " + std::to_string(results.size() + operations.size() + 6) + " files",
+
+        // The 3-D scene through the multipass render: anti-aliasing at three qualities, then depth of
+        // field focused on the middle sphere, by lens jitter and by the post-process blur.
+        struct SceneShot {
+            const char* name;
+            SceneOptions options;
+        };
+        const float middle = kSphereDistances[1];
+        const SceneShot shots[] = {{"quality 0", {0, 0.0f, 0.0f, 0.0f, false}},
+                                   {"quality 2", {2, 0.0f, 0.0f, 0.0f, false}},
+                                   {"quality 5", {5, 0.0f, 0.0f, 0.0f, false}},
+                                   {"lens jitter", {2, middle, kSceneLensAperture, 0.0f, true}},
+                                   {"post blur", {2, middle, kScenePostBlur, 2.0f, false}}};
+        std::vector<HostImage> scenes;
+        scenes.reserve(std::size(shots));
+        entries.clear();
+        for (std::size_t i = 0; i < std::size(shots); ++i) {
+            const std::string number = TwoDigits(static_cast<int>(i) + 1);
+            scenes.push_back(Blank(kTile, kTile));
+            step = Clock::now();
+            OnCard(number + " scene " + shots[i].name, "render",
+                   [&] { RenderScene(&scenes.back(), shots[i].options); });
+            const double sceneMs = Milliseconds(step);
+            const std::string path = (dir / ("scene-" + number + "-" + Dashed(shots[i].name) + ".png")).string();
+            WriteImage(path, scenes.back());
+            std::printf("  %s %-24s render    %8.1f ms   %s\n", number.c_str(), shots[i].name, sceneMs, path.c_str());
+            entries.push_back({number, shots[i].name, &scenes.back()});
+        }
+        WriteSheet(dir, "scene.png", {}, entries,
+                   {"Spheres at 6, 10 and 16 over a checkered floor, multipass render. 01-03: anti-aliasing at "
+                    "quality 0, 2, 5",
+                    "(1, 6, 16 passes). 04-05: depth of field focused on the middle sphere, quality 2: lens "
+                    "jitter (aperture " + Number(kSceneLensAperture) + ")",
+                    "and the post-process blur (aperture " + Number(kScenePostBlur) + ", depth smoothed over 2 "
+                    "pixels)."});
+        Report("done: " + std::to_string(results.size() + operations.size() + std::size(shots) + 7) + " files",
                Milliseconds(start));
     }
 }

@@ -131,26 +131,29 @@ void main()
 
 // One stripe of the hexagonal blur: every sample along the axis within `radius` whose own circle
 // reaches this pixel adds its colour, spread over its stripe area; samples behind what was
-// already gathered count only while the sum is not yet opaque.
+// already gathered count only while the sum is not yet opaque. Reads past the viewport (`limit`)
+// take its edge pixel, as every blur of the library does.
 const char* const kStripeSource = R"glsl(#extension GL_ARB_texture_rectangle : enable
 uniform sampler2DRect color_source;
 uniform sampler2DRect depth_source;
 uniform float dofFar;
 uniform float radius;
 uniform vec2 axis;
+uniform vec2 limit;
 
 float coverage(vec2 offset, float R);
 
 void visit(vec2 offset, inout vec4 sum, inout float nearest)
 {
-    vec4 d = texture2DRect(depth_source, gl_FragCoord.st + offset);
+    vec2 p = clamp(gl_FragCoord.st + offset, vec2(0.5), limit - 0.5);
+    vec4 d = texture2DRect(depth_source, p);
     if (d.b == 0.0)
         return;
     float c = coverage(offset, d.g * dofFar);
     if (c == 0.0)
         return;
     if (d.r >= nearest || sum.a < 1.0) {
-        sum += texture2DRect(color_source, gl_FragCoord.st + offset) * (c * d.b);
+        sum += texture2DRect(color_source, p) * (c * d.b);
         nearest = max(nearest, d.r);
     }
 }
@@ -178,6 +181,7 @@ uniform sampler2DRect color_source;
 uniform sampler2DRect depth_source;
 uniform float radius;
 uniform vec2 axis;
+uniform vec2 limit;
 
 void main()
 {
@@ -190,7 +194,7 @@ void main()
         float count = 1.0;
         for (float k = 1.0; k <= radius; k += 1.0) {
             for (float side = -1.0; side <= 1.0; side += 2.0) {
-                vec2 q = p + axis * (k * side);
+                vec2 q = clamp(p + axis * (k * side), vec2(0.5), limit - 0.5);
                 float d = texture2DRect(depth_source, q).x;
                 if (d < 1.0 && texture2DRect(color_source, q).a > 0.0) {
                     sum += d;
@@ -629,6 +633,7 @@ void AntiAliasRender::SmoothDepth(RenderedTexture* source, const Region& area) {
         sSmoothProgram.SetUniform("depth_source", TextureUnit(1));
         sSmoothProgram.SetUniform("radius", dofSmooth_);
         sSmoothProgram.SetUniform("axis", step.axis);
+        sSmoothProgram.SetUniform("limit", p2f(viewportWidth_, viewportHeight_));
         DrawRegion(step.area);
     }
 }
@@ -661,6 +666,7 @@ Region3d AntiAliasRender::RenderDofStripeBlur(RenderedTexture* source, float amo
     sStripeProgram.SetUniform("dofFar", dofFar_);
     sStripeProgram.SetUniform("radius", reach);
     sStripeProgram.SetUniform("axis", axis);
+    sStripeProgram.SetUniform("limit", p2f(viewportWidth_, viewportHeight_));
     DrawRegion(Region(drawn));
     return drawn;
 }
