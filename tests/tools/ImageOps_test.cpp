@@ -4,6 +4,7 @@
 #include "ToolTestSupport.h"
 
 #include "ImageIO.h"
+#include "Scene.h"
 
 #include "gl/resources/Buffer.h"
 #include "gl/state/Color.h"
@@ -131,6 +132,19 @@ TEST_F(ImageCommands, EachWritesWhatTheLibraryMakesOfItsFiles) {
             ExpectStored(zep6gl::ReadImage(Path("out" + type)), want);
         }
     }
+}
+
+// `scene` renders what RenderScene makes with the options its arguments name, across two tiles.
+TEST_F(ImageCommands, SceneWritesTheSceneItsArgumentsDescribe) {
+    REQUIRE_OPENGL();
+    const Outcome outcome = RunCommand("scene", {Path("scene.exr"), "--size", "2100x90", "--quality", "1", "--focus",
+                                                 "10", "--aperture", "40", "--smooth", "1.5"});
+    ASSERT_EQ(outcome.status, 0) << outcome.errors;
+    HostImage want(static_cast<long>(FourCC("RGBA")), 128, 1, 2100, 90, 0, false);
+    zep6gl::SceneOptions options;
+    options.quality = 1, options.focus = 10, options.aperture = 40, options.smooth = 1.5f;
+    zep6gl::RunOnWorker([&] { zep6gl::RenderScene(&want, options); });
+    ExpectStored(zep6gl::ReadImage(Path("scene.exr")), want);
 }
 
 } // namespace
