@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets everything up, builds, and runs the command-line tool's main job on its built-in data: every
-# apply mode over built-in pictures and the whole-image operations on them, written as PNG files and
-# two labelled contact sheets (contact-sheet.png, operations.png) in out/demo.
+# apply mode over built-in pictures, the whole-image operations on them and a 3-D scene through the
+# multipass render, written as PNG files and three labelled contact sheets (contact-sheet.png,
+# operations.png, scene.png) in out/demo.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
