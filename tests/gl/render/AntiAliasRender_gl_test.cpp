@@ -189,18 +189,27 @@ TEST(AntiAliasRender, LensJitterKeepsTheFocusSharpAndSpreadsAFarPointOverItsCirc
     constexpr int W = 64, H = 64;
     const float aperture = 1.0f, farZ = 50.0f;
     const p2f sharp(20.5f, 40.5f), spread(44.5f, 24.5f);
-    TestImage image(Formats::RGBA32F, W, H);
+    // Once in one tile and once in tiles of 23 x 19, which must agree: the lens offsets follow the
+    // whole image, not the tile.
+    TestImage image(Formats::RGBA32F, W, H), tiled(Formats::RGBA32F, W, H);
     AntiAliasRender render;
     render.Initialize(1, kFocus, aperture, 0.0f, kNear, kFar, true);
     ASSERT_GT(render.Passes(), 1);
-    ASSERT_TRUE(OnWorker([&] {
-        Render(image, render, [&](TiledBuffer& tiles) {
-            Camera(render, tiles);
-            PixelSquare(tiles, sharp.x, sharp.y, kFocus);
-            PixelSquare(tiles, spread.x, spread.y, farZ);
-            return Region3d(p3f(0, 0, 0), p3f(W, H, 1));
-        });
-    }));
+    for (TestImage* out : {&image, &tiled})
+        ASSERT_TRUE(OnWorker([&] {
+            Render(
+                *out, render,
+                [&](TiledBuffer& tiles) {
+                    Camera(render, tiles);
+                    PixelSquare(tiles, sharp.x, sharp.y, kFocus);
+                    PixelSquare(tiles, spread.x, spread.y, farZ);
+                    return Region3d(p3f(0, 0, 0), p3f(W, H, 1));
+                },
+                out == &image ? 2048 : 23, out == &image ? 1080 : 19);
+        }));
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x)
+            ASSERT_NEAR(image.Get<Rgbaf>(x, y).a, tiled.Get<Rgbaf>(x, y).a, 2e-3f) << x << "," << y;
     // Where each pass puts the far point: the lens offset e seen from its distance against the
     // focus distance, in pixels, plus the pass's sub-pixel jitter.
     const float s = W * aperture / (2.0f * kFocus * kNear), pixelsPerUnit = W / 1.0f;
