@@ -446,11 +446,13 @@ bool AntiAliasRender::Next() {
         return pass_ != 0;
     }
 
+    // The caller's framebuffer and the state of the frame's start (just captured at a new frame).
     if (pass_ == 0)
         StartFrame();
-    else if (passes_ >= 2)
+    else
+        state_.Apply();
+    if (pass_ != 0 && passes_ >= 2)
         Accumulate();
-    state_.Apply();
 
     if (pass_ >= passes_) {
         if (BlursAfterPasses()) {
@@ -463,7 +465,6 @@ bool AntiAliasRender::Next() {
                 AddRegion(RenderDofBlur(passTarget_, postBlur_, region));
             }
         }
-        state_.Apply();
         state_.Pop();
         pass_ = 0;
         return false;
@@ -499,10 +500,9 @@ void AntiAliasRender::StartFrame() {
     }
 }
 
-// The pass just drawn is added into the caller's framebuffer with weight 1 / passes, depth
-// included; pixels where the pass drew nothing are left alone.
+// The pass just drawn is added into the caller's framebuffer (bound now) with weight 1 / passes,
+// depth included; pixels where the pass drew nothing are left alone.
 void AntiAliasRender::Accumulate() {
-    state_.Apply();
     Push<BlendFunc> blend(BlendFunc::Add);
     Push<DepthFunc> depth(AlwaysWriting());
     Push<AlphaFunc> alpha(AlphaFunc::Default);
