@@ -3,6 +3,7 @@
 // buffer bindings come back; the shutdown gives the buffers back.
 #include "gl/context/Capabilities.h"
 #include "gl/context/EntryPoints.h"
+#include "gl/resources/MemoryBuffer.h"
 #include "gl/resources/StagingBuffer.h"
 #include "gl/state/State.h"
 #include "gl/targets/RenderedTexture.h"
@@ -16,11 +17,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -146,13 +149,75 @@ ZEP6_WORKER_TEST(StagingBuffer, MixedSizesReuseTheRingAndRestoreBindings) {
             texture.Get()->ReadImageNative(&image, all, all);
         ASSERT_LE(StagingBuffer::Counters().allocated, bound) << "transfer " << i;
     }
-    EXPECT_LE(StagingBuffer::Counters().idleCount, StagingBuffer::kRingSize + 1);
-    EXPECT_GE(StagingBuffer::Counters().hits - hits, 990) << "nearly every transfer reuses a buffer";
+    const CacheCounters staging = StagingBuffer::Counters();
+    EXPECT_LE(staging.idleCount, StagingBuffer::kRingSize + 1);
+    EXPECT_GE(staging.hits - hits, 990) << "nearly every transfer reuses a buffer";
+    // The last upload's fence is still pending where uploads are fenced; the read-back was waited
+    // for. The memory cache counts the storage against its budget.
+    EXPECT_EQ(staging.inUse > 0, StagingBuffer::IsPersistent());
+    EXPECT_EQ(staging.inUse + staging.idle, staging.allocated);
+    EXPECT_EQ(MemoryBuffer::Counters().outside, staging.allocated);
     GLint packed = -1, unpacked = -1;
     glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &packed);
     glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &unpacked);
     EXPECT_EQ(std::make_pair(packed, unpacked), std::make_pair(GLint(mine[0]), GLint(mine[1])));
     ZEP6_GLCALL(glDeleteBuffers)(2, mine);
+}
+
+// A transfer larger than a buffer can be checked for (2^31 - 1 bytes; here a TiB, of which nothing
+// is read) is refused quietly: no request issued, no OpenGL error left, no byte added. The
+// texture transfers then move the pixels through host memory.
+ZEP6_WORKER_TEST(StagingBuffer, TooLargeATransferFallsBackQuietly) {
+    setenv("ZEP6_PIXEL_BUFFERS", "on", 1);
+    if (!StagingBuffer::IsAvailable())
+        GTEST_SKIP() << "no pixel buffer objects";
+    unsigned char byte = 0;
+    HostRows rows;
+    rows.first = &byte;
+    rows.stride = rows.rowBytes = 1L << 20;
+    rows.height = 1L << 20;
+    const long allocated = StagingBuffer::Counters().allocated;
+    int requests = 0;
+    EXPECT_FALSE(StagingBuffer::Upload(rows, [&] { ++requests; }));
+    EXPECT_FALSE(StagingBuffer::Read(rows, [&] { ++requests; }));
+    EXPECT_EQ(requests, 0);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    EXPECT_LE(StagingBuffer::Counters().allocated, allocated);
+}
+
+// The wait for a fence, without a context: slices of at most the slice time until the fence
+// signals or the wait fails; a fence that never signals is given up once the whole time passed.
+TEST(StagingBuffer, FenceWaitGivesUpAfterItsTime) {
+    using namespace std::chrono;
+    using Result = StagingBuffer::WaitResult;
+    const struct {
+        const char* what;
+        std::vector<unsigned int> answers; // the last one repeats
+        Result result;
+        int calls; // 0: as many as the time allows
+    } cases[] = {
+        {"signals in the third slice", {GL_TIMEOUT_EXPIRED, GL_TIMEOUT_EXPIRED, GL_CONDITION_SATISFIED}, Result::Signalled, 3},
+        {"already signalled", {GL_ALREADY_SIGNALED}, Result::Signalled, 1},
+        {"the wait fails", {GL_TIMEOUT_EXPIRED, GL_WAIT_FAILED}, Result::Failed, 2},
+        {"never signals", {GL_TIMEOUT_EXPIRED}, Result::TimedOut, 0},
+    };
+    const milliseconds slice(5), total(40);
+    for (const auto& c : cases) {
+        std::vector<std::uint64_t> waits;
+        const auto start = steady_clock::now();
+        const Result result = StagingBuffer::WaitInSlices(
+            [&](std::uint64_t ns) {
+                std::this_thread::sleep_for(nanoseconds(ns));
+                waits.push_back(ns);
+                return c.answers[std::min(waits.size(), c.answers.size()) - 1];
+            },
+            slice, total);
+        const auto elapsed = steady_clock::now() - start;
+        EXPECT_EQ(result, c.result) << c.what;
+        EXPECT_TRUE(c.calls == 0 ? waits.size() >= 2 && elapsed >= total : waits.size() == std::size_t(c.calls))
+            << c.what << ": " << waits.size() << " waits";
+        EXPECT_LE(*std::max_element(waits.begin(), waits.end()), std::uint64_t(nanoseconds(slice).count())) << c.what;
+    }
 }
 
 TEST(StagingBuffer, ShutdownGivesTheBuffersBack) {
