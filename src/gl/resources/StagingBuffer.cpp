@@ -71,6 +71,14 @@ void* MapWhole(GLenum target, long bytes, bool write) {
     return ZEP6_GLCALL(glMapBuffer)(target, write ? GL_WRITE_ONLY : GL_READ_ONLY);
 }
 
+// Takes the errors a refused allocation or mapping raised (GL_OUT_OF_MEMORY): the caller's
+// fallback answers them, and they must not reach whoever checks for errors next. Bounded, as a
+// lost context may keep reporting itself.
+void TakeErrors() {
+    for (int i = 0; i < 8 && glGetError() != GL_NO_ERROR; ++i) {
+    }
+}
+
 // Host rows into packed rows at `to`.
 void Gather(const HostRows& rows, unsigned char* to) {
     if (rows.stride == rows.rowBytes) {
@@ -191,10 +199,7 @@ bool StagingBuffer::Reserve(long bytes, bool persistent) {
     if (made != size || (persistent && !mapped_)) {
         binding.Pop();
         DeleteNames();
-        // The refusal (GL_OUT_OF_MEMORY) is answered by the caller's fallback, not left for
-        // whoever checks errors next. Bounded: a lost context may keep reporting itself.
-        for (int i = 0; i < 8 && glGetError() != GL_NO_ERROR; ++i) {
-        }
+        TakeErrors();
         return false;
     }
     // The memory cache keeps that much less idle.
@@ -269,8 +274,10 @@ bool StagingBuffer::Upload(const HostRows& rows, const std::function<void()>& su
         // Fresh storage for every upload: the card may go on reading the old one.
         ZEP6_GLCALL(glBufferData)(GL_PIXEL_UNPACK_BUFFER, buffer.capacity_, nullptr, GL_STREAM_DRAW);
         to = static_cast<unsigned char*>(MapWhole(GL_PIXEL_UNPACK_BUFFER, buffer.capacity_, true));
-        if (!to)
+        if (!to) {
+            TakeErrors();
             return false;
+        }
     }
     Gather(rows, to);
     if (!persistent && ZEP6_GLCALL(glUnmapBuffer)(GL_PIXEL_UNPACK_BUFFER) != GL_TRUE)
@@ -296,8 +303,10 @@ bool StagingBuffer::Read(const HostRows& rows, const std::function<void()>& requ
     buffer.Fence();
     buffer.WaitForCard();
     const unsigned char* from = static_cast<const unsigned char*>(MapWhole(GL_PIXEL_PACK_BUFFER, bytes, false));
-    if (!from)
+    if (!from) {
+        TakeErrors();
         return false;
+    }
     Scatter(from, rows);
     return ZEP6_GLCALL(glUnmapBuffer)(GL_PIXEL_PACK_BUFFER) == GL_TRUE;
 }
