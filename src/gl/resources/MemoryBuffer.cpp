@@ -1,6 +1,7 @@
 #include "gl/resources/MemoryBuffer.h"
 
 #include "gl/context/ThreadHooksPrivate.h"
+#include "gl/resources/StagingBuffer.h"
 #include "gl/resources/StaticFactoryPrivate.h"
 
 namespace OGL_ZEP6_AE {
@@ -19,6 +20,19 @@ void PurgeMemoryCache() {
 struct InstallJobEndHook {
     InstallJobEndHook() { detail::gJobEndHook = &PurgeMemoryCache; }
 } sInstallJobEndHook;
+
+long StagingBytes() {
+    return StagingBuffer::Counters().allocated;
+}
+
+// The staging buffers' storage counts against the memory cache's budget. Made after the cache
+// (same file, so in order of declaration).
+struct ChargeStagingBuffers {
+    ChargeStagingBuffers() {
+        if (MemoryFactory* factory = sMemoryFactory.Get())
+            factory->SetOutsideBytes(&StagingBytes);
+    }
+} sChargeStagingBuffers;
 
 } // namespace
 
@@ -56,6 +70,11 @@ void MemoryBuffer::Recycle(MemoryBuffer* buffer) {
 
 void MemoryBuffer::Purge() {
     PurgeMemoryCache();
+}
+
+void MemoryBuffer::Trim() {
+    if (MemoryFactory* factory = sMemoryFactory.Get())
+        factory->Trim();
 }
 
 CacheCounters MemoryBuffer::Counters() {

@@ -9,7 +9,9 @@ namespace OGL_ZEP6_AE {
 
 // A heap block of pixel memory, the store behind OpaqueBuffer. Blocks are taken from and given
 // back to the memory cache (128 MiB idle budget), which is emptied each time a job for the GL
-// worker thread ends, so that blocks are reused within a call and given back after it.
+// worker thread ends, so that blocks are reused within a call and given back after it. The
+// staging buffers' storage (StagingBuffer) counts against the same budget: the cache keeps that
+// much less idle, and its counters report those bytes as `outside`.
 class ZEP6_API MemoryBuffer : public Resource {
 public:
     // Allocates `size` bytes at once (std::bad_alloc when the heap refuses).
@@ -33,6 +35,8 @@ public:
     static void Recycle(MemoryBuffer* buffer);
     // Deletes every idle block.
     static void Purge();
+    // Deletes the oldest idle blocks while they and the staging buffers exceed the budget.
+    static void Trim();
     static CacheCounters Counters();
 
 private:

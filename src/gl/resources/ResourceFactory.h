@@ -19,6 +19,8 @@ struct CacheCounters {
     long peak = 0;      // the highest value `allocated` ever reached
     int idleCount = 0;  // number of buffers kept for reuse
     long hits = 0;      // requests served with a kept buffer, since the process started
+    long outside = 0;   // bytes held elsewhere that count against this cache's budget (the
+                        // memory cache: the staging buffers' storage)
     bool finalized = false;
 };
 
@@ -31,7 +33,8 @@ struct CacheCounters {
 // for the buffer's life).
 //
 // Make() hands out the oldest idle buffer that fits, else a new one; Recycle() keeps a buffer at
-// the back of the idle list and deletes the oldest idle ones while the idle bytes exceed Limit.
+// the back of the idle list and deletes the oldest idle ones while the idle bytes, plus the bytes
+// held outside the cache that SetOutsideBytes() names, exceed Limit.
 // Once finalized (at shutdown) the cache keeps nothing: recycled buffers are deleted at once, as
 // they may belong to the context the shutdown deleted. The first Make() after that belongs to a
 // new session: it reopens the cache and puts it back in the resource list, so that this
@@ -89,35 +92,21 @@ public:
         return buffer;
     }
 
+    // Names a function giving bytes held outside the cache that count against its budget; it is
+    // called without the cache's lock held, so it may take locks of its own.
+    void SetOutsideBytes(long (*outside)()) {
+        std::lock_guard<std::mutex> guard(lock_);
+        outside_ = outside;
+    }
+
+    // Deletes the oldest idle buffers while the idle and outside bytes exceed the budget (after
+    // the outside bytes grew).
+    void Trim() { KeepAndTrim(nullptr); }
+
     // Takes a buffer back. Null does nothing.
     void Recycle(Buffer* buffer) {
-        if (!buffer)
-            return;
-        std::vector<Buffer*> doomed;
-        {
-            std::lock_guard<std::mutex> guard(lock_);
-            const long size = buffer->Size();
-            inUseBytes_ -= size;
-            if (finalized_) {
-                allocatedBytes_ -= size;
-                doomed.push_back(buffer);
-            } else {
-                if (!idle_)
-                    idle_.reset(new std::list<Buffer*>());
-                idle_->push_back(buffer);
-                idleBytes_ += size;
-                while (idleBytes_ > static_cast<long>(Limit) && !idle_->empty()) {
-                    Buffer* oldest = idle_->front();
-                    idle_->pop_front();
-                    const long oldestSize = oldest->Size();
-                    idleBytes_ -= oldestSize;
-                    allocatedBytes_ -= oldestSize;
-                    doomed.push_back(oldest);
-                }
-            }
-        }
-        for (Buffer* b : doomed)
-            delete b;
+        if (buffer)
+            KeepAndTrim(buffer);
     }
 
     // Deletes every idle buffer and drops the idle list.
@@ -129,6 +118,7 @@ public:
     void Dump() const override {}
 
     CacheCounters Counters() const {
+        const long outside = OutsideBytes();
         std::lock_guard<std::mutex> guard(lock_);
         CacheCounters c;
         c.inUse = inUseBytes_;
@@ -137,6 +127,7 @@ public:
         c.peak = peakBytes_;
         c.idleCount = idle_ ? static_cast<int>(idle_->size()) : 0;
         c.hits = hits_;
+        c.outside = outside;
         c.finalized = finalized_;
         return c;
     }
@@ -147,6 +138,48 @@ public:
     }
 
 private:
+    long OutsideBytes() const {
+        long (*outside)() = nullptr;
+        {
+            std::lock_guard<std::mutex> guard(lock_);
+            outside = outside_;
+        }
+        return outside ? outside() : 0;
+    }
+
+    // Keeps `buffer` (null: none) at the back of the idle list, then deletes the oldest idle
+    // buffers while the idle and outside bytes exceed the budget.
+    void KeepAndTrim(Buffer* buffer) {
+        const long outside = OutsideBytes();
+        std::vector<Buffer*> doomed;
+        {
+            std::lock_guard<std::mutex> guard(lock_);
+            if (buffer) {
+                const long size = buffer->Size();
+                inUseBytes_ -= size;
+                if (finalized_) {
+                    allocatedBytes_ -= size;
+                    doomed.push_back(buffer);
+                } else {
+                    if (!idle_)
+                        idle_.reset(new std::list<Buffer*>());
+                    idle_->push_back(buffer);
+                    idleBytes_ += size;
+                }
+            }
+            while (idle_ && idleBytes_ + outside > static_cast<long>(Limit) && !idle_->empty()) {
+                Buffer* oldest = idle_->front();
+                idle_->pop_front();
+                const long oldestSize = oldest->Size();
+                idleBytes_ -= oldestSize;
+                allocatedBytes_ -= oldestSize;
+                doomed.push_back(oldest);
+            }
+        }
+        for (Buffer* b : doomed)
+            delete b;
+    }
+
     // Takes the idle list out and deletes its buffers outside the lock; with `finalize` the
     // factory is marked finalised in the same step, so nothing recycled meanwhile can slip into
     // the idle list.
@@ -174,6 +207,7 @@ private:
     long allocatedBytes_ = 0;
     long idleBytes_ = 0;
     long hits_ = 0;
+    long (*outside_)() = nullptr;
     bool finalized_ = false;
     mutable std::mutex lock_;
 };

@@ -1,14 +1,17 @@
 #include "gl/resources/StagingBuffer.h"
 
+#include "core/Errors.h"
 #include "gl/context/Capabilities.h"
 #include "gl/context/EntryPoints.h"
 #include "gl/context/RootContext.h"
+#include "gl/resources/MemoryBuffer.h"
 #include "gl/state/BufferBinding.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <mutex>
 
@@ -19,12 +22,10 @@ namespace {
 // Storage is held in steps of this many bytes, so that frames of nearly the same size share one.
 constexpr long kGranule = 64 * 1024;
 
-// How long one wait for a fence may block before it is asked again (nanoseconds).
-constexpr GLuint64 kWaitStep = 100000000;
-
 // The byte counters of all staging buffers.
 struct Totals {
     long allocated = 0;
+    long inUse = 0; // storage of buffers with a fence not yet waited for
     long peak = 0;
     long hits = 0;
     int buffers = 0;
@@ -70,6 +71,14 @@ void* MapWhole(GLenum target, long bytes, bool write) {
     return ZEP6_GLCALL(glMapBuffer)(target, write ? GL_WRITE_ONLY : GL_READ_ONLY);
 }
 
+// Takes the errors a refused allocation or mapping raised (GL_OUT_OF_MEMORY): the caller's
+// fallback answers them, and they must not reach whoever checks for errors next. Bounded, as a
+// lost context may keep reporting itself.
+void TakeErrors() {
+    for (int i = 0; i < 8 && glGetError() != GL_NO_ERROR; ++i) {
+    }
+}
+
 // Host rows into packed rows at `to`.
 void Gather(const HostRows& rows, unsigned char* to) {
     if (rows.stride == rows.rowBytes) {
@@ -111,12 +120,20 @@ void StagingBuffer::Finalize() {
     TheTotals().finalized = true;
 }
 
-void StagingBuffer::DeleteNames() {
-    if (fence_) {
-        GLsync fence = static_cast<GLsync>(fence_);
-        fence_ = nullptr;
-        ZEP6_GLCALL(glDeleteSync)(fence);
+void StagingBuffer::DropFence() {
+    if (!fence_)
+        return;
+    GLsync fence = static_cast<GLsync>(fence_);
+    fence_ = nullptr;
+    {
+        std::lock_guard<std::mutex> guard(TotalsLock());
+        TheTotals().inUse -= capacity_;
     }
+    ZEP6_GLCALL(glDeleteSync)(fence);
+}
+
+void StagingBuffer::DeleteNames() {
+    DropFence();
     if (name_) {
         // Deleting a mapped buffer unmaps it.
         const GLuint name = name_;
@@ -139,6 +156,10 @@ bool StagingBuffer::IsPersistent() {
 }
 
 bool StagingBuffer::Reserve(long bytes, bool persistent) {
+    const long size = (bytes + kGranule - 1) / kGranule * kGranule;
+    // GL_BUFFER_SIZE is read back as a GLint: larger storage could not be checked.
+    if (size > INT_MAX)
+        return false;
     {
         std::lock_guard<std::mutex> guard(TotalsLock());
         TheTotals().finalized = false;
@@ -155,7 +176,6 @@ bool StagingBuffer::Reserve(long bytes, bool persistent) {
     if (name == 0)
         return false;
     name_ = name;
-    const long size = (bytes + kGranule - 1) / kGranule * kGranule;
     PushBufferBinding binding(target_, name_);
     const GLbitfield flags = GL_MAP_WRITE_BIT | GL_MAP_PERSISTENT_BIT | GL_MAP_COHERENT_BIT;
     if (persistent)
@@ -179,38 +199,60 @@ bool StagingBuffer::Reserve(long bytes, bool persistent) {
     if (made != size || (persistent && !mapped_)) {
         binding.Pop();
         DeleteNames();
+        TakeErrors();
         return false;
     }
+    // The memory cache keeps that much less idle.
+    MemoryBuffer::Trim();
     return true;
+}
+
+StagingBuffer::WaitResult StagingBuffer::WaitInSlices(const std::function<unsigned int(std::uint64_t)>& wait,
+                                                      std::chrono::nanoseconds slice,
+                                                      std::chrono::nanoseconds total) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline = Clock::now() + total;
+    for (;;) {
+        const std::chrono::nanoseconds left = std::max(
+            std::chrono::nanoseconds(0), std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now()));
+        const unsigned int status = wait(static_cast<std::uint64_t>(std::min(slice, left).count()));
+        if (status == GL_ALREADY_SIGNALED || status == GL_CONDITION_SATISFIED)
+            return WaitResult::Signalled;
+        if (status != GL_TIMEOUT_EXPIRED)
+            return WaitResult::Failed;
+        if (Clock::now() >= deadline)
+            return WaitResult::TimedOut;
+    }
 }
 
 void StagingBuffer::WaitForCard() {
     if (!fence_)
         return;
     GLsync fence = static_cast<GLsync>(fence_);
-    for (;;) {
-        const GLenum status = ZEP6_GLCALL(glClientWaitSync)(fence, GL_SYNC_FLUSH_COMMANDS_BIT, kWaitStep);
-        if (status == GL_ALREADY_SIGNALED || status == GL_CONDITION_SATISFIED)
-            break;
-        if (status != GL_TIMEOUT_EXPIRED) {
-            // A wait that fails tells nothing: wait for everything instead.
-            glFinish();
-            break;
-        }
+    const WaitResult result = WaitInSlices(
+        [fence](std::uint64_t ns) { return ZEP6_GLCALL(glClientWaitSync)(fence, GL_SYNC_FLUSH_COMMANDS_BIT, ns); },
+        kFenceSlice, kFenceTimeout);
+    if (result == WaitResult::TimedOut) {
+        // The card is gone or hung: give the buffer up (the next transfer makes a new one) and
+        // end the job instead of blocking the worker.
+        DeleteNames();
+        throw Error("a pixel transfer did not finish within 10 seconds: the graphics device was lost or hangs");
     }
-    fence_ = nullptr;
-    ZEP6_GLCALL(glDeleteSync)(fence);
+    // A wait that fails tells nothing: wait for everything instead.
+    if (result == WaitResult::Failed)
+        glFinish();
+    DropFence();
 }
 
 void StagingBuffer::Fence() {
     if (!IsSyncSupported())
         return;
-    if (fence_) {
-        GLsync old = static_cast<GLsync>(fence_);
-        fence_ = nullptr;
-        ZEP6_GLCALL(glDeleteSync)(old);
-    }
+    DropFence();
     fence_ = ZEP6_GLCALL(glFenceSync)(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+    if (fence_) {
+        std::lock_guard<std::mutex> guard(TotalsLock());
+        TheTotals().inUse += capacity_;
+    }
 }
 
 bool StagingBuffer::Upload(const HostRows& rows, const std::function<void()>& submit) {
@@ -232,8 +274,10 @@ bool StagingBuffer::Upload(const HostRows& rows, const std::function<void()>& su
         // Fresh storage for every upload: the card may go on reading the old one.
         ZEP6_GLCALL(glBufferData)(GL_PIXEL_UNPACK_BUFFER, buffer.capacity_, nullptr, GL_STREAM_DRAW);
         to = static_cast<unsigned char*>(MapWhole(GL_PIXEL_UNPACK_BUFFER, buffer.capacity_, true));
-        if (!to)
+        if (!to) {
+            TakeErrors();
             return false;
+        }
     }
     Gather(rows, to);
     if (!persistent && ZEP6_GLCALL(glUnmapBuffer)(GL_PIXEL_UNPACK_BUFFER) != GL_TRUE)
@@ -259,8 +303,10 @@ bool StagingBuffer::Read(const HostRows& rows, const std::function<void()>& requ
     buffer.Fence();
     buffer.WaitForCard();
     const unsigned char* from = static_cast<const unsigned char*>(MapWhole(GL_PIXEL_PACK_BUFFER, bytes, false));
-    if (!from)
+    if (!from) {
+        TakeErrors();
         return false;
+    }
     Scatter(from, rows);
     return ZEP6_GLCALL(glUnmapBuffer)(GL_PIXEL_PACK_BUFFER) == GL_TRUE;
 }
@@ -270,7 +316,8 @@ CacheCounters StagingBuffer::Counters() {
     const Totals& totals = TheTotals();
     CacheCounters c;
     c.allocated = totals.allocated;
-    c.idle = totals.allocated;
+    c.inUse = totals.inUse;
+    c.idle = totals.allocated - totals.inUse;
     c.peak = totals.peak;
     c.idleCount = totals.buffers;
     c.hits = totals.hits;

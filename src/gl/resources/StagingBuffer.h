@@ -4,6 +4,8 @@
 #include "gl/resources/Resource.h"
 #include "gl/resources/ResourceFactory.h"
 
+#include <chrono>
+#include <cstdint>
 #include <functional>
 
 namespace OGL_ZEP6_AE {
@@ -26,8 +28,16 @@ struct HostRows {
 // storage and maps it afresh. Read-backs are fenced where fences exist and are otherwise waited
 // for by the map itself.
 //
+// A fence that has not signalled after kFenceTimeout (a lost device) ends the job with Error
+// rather than blocking the worker for good.
+//
+// A buffer that cannot be made or mapped, or a transfer larger than a buffer's size can be told
+// (above 2^31 - 1 bytes), is no error: Upload and Read answer false and the caller moves the
+// pixels through host memory.
+//
 // Each buffer is a Resource: the shutdown deletes it, and the next transfer makes it again. A
-// buffer only grows, to the largest transfer it has served. Used on the GL worker thread (or a
+// buffer only grows, to the largest transfer it has served. Its storage counts against the
+// memory cache's budget (MemoryBuffer). Used on the GL worker thread (or a
 // thread with the root context current); the ring is guarded by a lock of its own.
 class ZEP6_API StagingBuffer : public Resource {
 public:
@@ -61,19 +71,37 @@ public:
     // was lost before it could be copied: the caller then reads into host memory directly.
     static bool Read(const HostRows& rows, const std::function<void()>& request);
 
-    // The bytes of all staging buffers: `allocated` (and `idle`) is the storage held now,
-    // `idleCount` the buffers holding some, `peak` the most ever held, `hits` the transfers served
-    // by a buffer that was already large enough; `finalized` after a shutdown, until the next use.
+    // The bytes of all staging buffers: `allocated` is the storage held now, `inUse` the part
+    // the card may still be reading (uploads fenced and not yet waited for), `idle` the rest,
+    // `idleCount` the buffers holding storage, `peak` the most ever held, `hits` the transfers
+    // served by a buffer that was already large enough; `finalized` after a shutdown, until the
+    // next use.
     static CacheCounters Counters();
 
     // The number of upload buffers in the ring.
     static constexpr int kRingSize = 2;
 
+    // How long a fence may take before the device is taken for lost, and the longest single
+    // wait in between (each slice asks the driver again, flushing its commands).
+    static constexpr std::chrono::nanoseconds kFenceTimeout = std::chrono::seconds(10);
+    static constexpr std::chrono::nanoseconds kFenceSlice = std::chrono::milliseconds(100);
+
+    // How a wait for a fence ended.
+    enum class WaitResult { Signalled, Failed, TimedOut };
+    // Waits in slices: calls `wait` with the most nanoseconds it may block (at most `slice`) and
+    // the status glClientWaitSync would answer, until it answers GL_ALREADY_SIGNALED or
+    // GL_CONDITION_SATISFIED (Signalled), anything but GL_TIMEOUT_EXPIRED (Failed), or `total`
+    // has passed since the call began (TimedOut). `wait` is called at least once.
+    static WaitResult WaitInSlices(const std::function<unsigned int(std::uint64_t)>& wait,
+                                   std::chrono::nanoseconds slice, std::chrono::nanoseconds total);
+
 private:
     // Makes the buffer (or a larger one) hold at least `bytes`; the buffer is bound to target_.
     bool Reserve(long bytes, bool persistent);
+    // Waits for the fence of the last transfer through this buffer (Error after kFenceTimeout).
     void WaitForCard();
     void Fence();
+    void DropFence();
     void DeleteNames();
 
     unsigned int target_;

@@ -166,6 +166,19 @@ TEST_F(ResourceFactoryTest, EvictsOldestFirstUntilWithinBudget) {
     cache.Recycle(cache.Make({150, 7, 3}));
     EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({1, 2, 3, 4, 5, 6, 7}));
     ExpectCounters(0, 0, 0, 236, 0);
+
+    // Bytes held outside count against the budget: with 70 of them only one 25-byte buffer stays
+    // idle, and Trim() evicts it once they grow to 90.
+    static long outside = 70;
+    cache.SetOutsideBytes([] { return outside; });
+    for (int i = 0; i < 3; ++i)
+        cache.Recycle(cache.Make({25, 8 + i, 4 + i}));
+    EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({1, 2, 3, 4, 5, 6, 7, 8, 9}));
+    ExpectCounters(0, 25, 25, 236, 1);
+    EXPECT_EQ(cache.Counters().outside, 70);
+    outside = 90;
+    cache.Trim();
+    ExpectCounters(0, 0, 0, 236, 0);
 }
 
 TEST_F(ResourceFactoryTest, FailedMakeChangesNoCounter) {

@@ -3,6 +3,7 @@
 // buffer bindings come back; the shutdown gives the buffers back.
 #include "gl/context/Capabilities.h"
 #include "gl/context/EntryPoints.h"
+#include "gl/resources/MemoryBuffer.h"
 #include "gl/resources/StagingBuffer.h"
 #include "gl/state/State.h"
 #include "gl/targets/RenderedTexture.h"
@@ -16,11 +17,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -146,13 +149,63 @@ ZEP6_WORKER_TEST(StagingBuffer, MixedSizesReuseTheRingAndRestoreBindings) {
             texture.Get()->ReadImageNative(&image, all, all);
         ASSERT_LE(StagingBuffer::Counters().allocated, bound) << "transfer " << i;
     }
-    EXPECT_LE(StagingBuffer::Counters().idleCount, StagingBuffer::kRingSize + 1);
-    EXPECT_GE(StagingBuffer::Counters().hits - hits, 990) << "nearly every transfer reuses a buffer";
+    const CacheCounters staging = StagingBuffer::Counters();
+    EXPECT_LE(staging.idleCount, StagingBuffer::kRingSize + 1);
+    EXPECT_GE(staging.hits - hits, 990) << "nearly every transfer reuses a buffer";
+    // The last upload's fence is still pending where uploads are fenced; the read-back was waited
+    // for. The memory cache counts the storage against its budget.
+    EXPECT_EQ(staging.inUse > 0, StagingBuffer::IsPersistent());
+    EXPECT_EQ(staging.inUse + staging.idle, staging.allocated);
+    EXPECT_EQ(MemoryBuffer::Counters().outside, staging.allocated);
     GLint packed = -1, unpacked = -1;
     glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &packed);
     glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &unpacked);
     EXPECT_EQ(std::make_pair(packed, unpacked), std::make_pair(GLint(mine[0]), GLint(mine[1])));
     ZEP6_GLCALL(glDeleteBuffers)(2, mine);
+}
+
+// A transfer larger than a buffer can be checked for (2^31 - 1 bytes; here a TiB, of which nothing
+// is read) is refused quietly: no request issued, no OpenGL error left, no byte added. The
+// texture transfers then move the pixels through host memory.
+ZEP6_WORKER_TEST(StagingBuffer, TooLargeATransferFallsBackQuietly) {
+    setenv("ZEP6_PIXEL_BUFFERS", "on", 1);
+    if (!StagingBuffer::IsAvailable())
+        GTEST_SKIP() << "no pixel buffer objects";
+    unsigned char byte = 0;
+    const HostRows rows{&byte, 1L << 20, 1L << 20, 1L << 20};
+    const long allocated = StagingBuffer::Counters().allocated;
+    int requests = 0;
+    EXPECT_FALSE(StagingBuffer::Upload(rows, [&] { ++requests; }) || StagingBuffer::Read(rows, [&] { ++requests; }));
+    EXPECT_EQ(requests, 0);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    EXPECT_LE(StagingBuffer::Counters().allocated, allocated);
+}
+
+// The wait for a fence, without a context: slices of at most 5 ms until the fence signals or the
+// wait fails (given 10 s: load cannot time it out); one that never does, once 40 ms have passed.
+TEST(StagingBuffer, FenceWaitGivesUpAfterItsTime) {
+    using namespace std::chrono;
+    using Result = StagingBuffer::WaitResult;
+    // The driver's answers (the last one repeats), the outcome, the waits (0: as many as fit).
+    const struct { std::vector<unsigned int> answers; Result result; std::size_t waits; } cases[] = {
+        {{GL_TIMEOUT_EXPIRED, GL_TIMEOUT_EXPIRED, GL_CONDITION_SATISFIED}, Result::Signalled, 3},
+        {{GL_ALREADY_SIGNALED}, Result::Signalled, 1},
+        {{GL_TIMEOUT_EXPIRED, GL_WAIT_FAILED}, Result::Failed, 2},
+        {{GL_TIMEOUT_EXPIRED}, Result::TimedOut, 0}};
+    for (const auto& c : cases) {
+        std::vector<std::uint64_t> waits;
+        const auto start = steady_clock::now();
+        const auto wait = [&](std::uint64_t ns) {
+            std::this_thread::sleep_for(nanoseconds(ns));
+            waits.push_back(ns);
+            return c.answers[std::min(waits.size(), c.answers.size()) - 1];
+        };
+        const milliseconds total(c.waits ? 10000 : 40);
+        EXPECT_EQ(StagingBuffer::WaitInSlices(wait, milliseconds(5), total), c.result) << c.answers.size();
+        EXPECT_TRUE(c.waits ? waits.size() == c.waits : steady_clock::now() - start >= total)
+            << waits.size() << " waits";
+        EXPECT_LE(*std::max_element(waits.begin(), waits.end()), 5000000u);
+    }
 }
 
 TEST(StagingBuffer, ShutdownGivesTheBuffersBack) {
