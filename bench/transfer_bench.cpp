@@ -53,6 +53,7 @@
 #include <memory>
 #include <vector>
 #include <string>
+#include <thread>
 
 using namespace OGL_ZEP6_AE;
 using zep6bench::Frame;
@@ -209,6 +210,28 @@ void BM_MemcpyFloor(benchmark::State& state, const Layout& layout) {
     FloorTimes()[layout.name] = zep6bench::MillisecondsPerFrame(state, seconds);
 }
 
+// The staging copy of one float frame (into packed memory and back out) over 1, 2 and 4 threads,
+// beside what this machine's CopyThreads would choose: whether splitting pays here.
+void BM_StagingCopy(benchmark::State& state, int threads) {
+    const Layout& layout = kLayouts[1]; // rgba32f
+    Frame source(layout.colorSpace, layout.bitDepth, layout.whiteLevel, kWidth, kHeight, true);
+    Frame destination(layout.colorSpace, layout.bitDepth, layout.whiteLevel, kWidth, kHeight, true);
+    source.FillPattern(1);
+    std::vector<unsigned char> packed(source.ByteCount());
+    const long rowBytes = kWidth * 16;
+    const HostRows in{source.Bytes(), rowBytes, rowBytes, kHeight};
+    const HostRows out{destination.Bytes(), rowBytes, rowBytes, kHeight};
+    const double seconds = zep6bench::TimeFrames(state, [&] {
+        StagingBuffer::CopyIn(in, packed.data(), threads);
+        StagingBuffer::CopyOut(packed.data(), out, threads);
+        benchmark::ClobberMemory();
+        return true;
+    });
+    zep6bench::Report(state, source, kTransfers, seconds);
+    state.SetLabel("this machine would use " + std::to_string(StagingBuffer::CopyThreads(rowBytes * kHeight)) +
+                   " of " + std::to_string(std::thread::hardware_concurrency()) + " cores");
+}
+
 void PrintFloorRatios() {
     std::printf("\nAgainst the memcpy floor (ms per frame; ratio = time / floor)\n");
     std::printf("%-34s %10s %10s %8s %10s %8s\n", "case", "floor", "library", "ratio", "plain GL", "ratio");
@@ -303,6 +326,12 @@ void RegisterAll() {
             ->Unit(benchmark::kMillisecond)
             ->MinTime(0.5);
     }
+    for (const int threads : {1, 2, 4})
+        benchmark::RegisterBenchmark(("StagingCopy/rgba32f/threads " + std::to_string(threads)).c_str(),
+                                     BM_StagingCopy, threads)
+            ->UseRealTime()
+            ->Unit(benchmark::kMillisecond)
+            ->MinTime(0.5);
     // One iteration: the 1,000 frames are the measurement.
     benchmark::RegisterBenchmark("Mixed/1000 frames", BM_MixedFrames)
         ->Iterations(1)

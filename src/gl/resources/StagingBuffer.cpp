@@ -14,6 +14,8 @@
 #include <climits>
 #include <cstring>
 #include <mutex>
+#include <thread>
+#include <vector>
 
 namespace OGL_ZEP6_AE {
 
@@ -99,6 +101,34 @@ void Scatter(const unsigned char* from, const HostRows& rows) {
     unsigned char* to = rows.first;
     for (long r = 0; r < rows.height; ++r, to += rows.stride, from += rows.rowBytes)
         std::memcpy(to, from, static_cast<std::size_t>(rows.rowBytes));
+}
+
+// Runs copy(part of the rows, offset of its first packed byte) over `parts` bands of whole rows,
+// all but the first on threads of their own.
+template <class Copy> void InBands(const HostRows& rows, int parts, Copy copy) {
+    parts = static_cast<int>(std::clamp<long>(parts, 1, std::max(1L, rows.height)));
+    std::vector<std::thread> helpers;
+    long first = 0;
+    for (int part = 0; part < parts; ++part) {
+        const long height = rows.height / parts + (part < rows.height % parts ? 1 : 0);
+        HostRows band = rows;
+        band.first = rows.first + first * rows.stride;
+        band.height = height;
+        const long offset = first * rows.rowBytes;
+        first += height;
+        if (part + 1 == parts) {
+            copy(band, offset);
+        } else {
+            try {
+                helpers.emplace_back([band, offset, &copy] { copy(band, offset); });
+            } catch (...) {
+                // No thread to be had: this band is copied here instead.
+                copy(band, offset);
+            }
+        }
+    }
+    for (std::thread& helper : helpers)
+        helper.join();
 }
 
 } // namespace
@@ -279,7 +309,7 @@ bool StagingBuffer::Upload(const HostRows& rows, const std::function<void()>& su
             return false;
         }
     }
-    Gather(rows, to);
+    CopyIn(rows, to, CopyThreads(rows.PackedBytes()));
     if (!persistent && ZEP6_GLCALL(glUnmapBuffer)(GL_PIXEL_UNPACK_BUFFER) != GL_TRUE)
         return false; // the content was lost while mapped
     submit();
@@ -307,7 +337,7 @@ bool StagingBuffer::Read(const HostRows& rows, const std::function<void()>& requ
         TakeErrors();
         return false;
     }
-    Scatter(from, rows);
+    CopyOut(from, rows, CopyThreads(rows.PackedBytes()));
     return ZEP6_GLCALL(glUnmapBuffer)(GL_PIXEL_PACK_BUFFER) == GL_TRUE;
 }
 
@@ -323,6 +353,27 @@ CacheCounters StagingBuffer::Counters() {
     c.hits = totals.hits;
     c.finalized = totals.finalized;
     return c;
+}
+
+int StagingBuffer::CopyThreads(long bytes, unsigned int cores) {
+    // Below this a frame copies in about a millisecond: starting threads costs more than it saves.
+    constexpr long kThreadedBytes = 8L * 1024 * 1024;
+    // One core stays for the caller's own work and the driver.
+    if (bytes < kThreadedBytes || cores < 4)
+        return 1;
+    return static_cast<int>(std::min<unsigned int>(4, cores / 2));
+}
+
+int StagingBuffer::CopyThreads(long bytes) {
+    return CopyThreads(bytes, std::thread::hardware_concurrency());
+}
+
+void StagingBuffer::CopyIn(const HostRows& rows, unsigned char* to, int threads) {
+    InBands(rows, threads, [to](const HostRows& band, long offset) { Gather(band, to + offset); });
+}
+
+void StagingBuffer::CopyOut(const unsigned char* from, const HostRows& rows, int threads) {
+    InBands(rows, threads, [from](const HostRows& band, long offset) { Scatter(from + offset, band); });
 }
 
 } // namespace OGL_ZEP6_AE

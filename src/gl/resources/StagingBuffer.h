@@ -78,6 +78,16 @@ public:
     // next use.
     static CacheCounters Counters();
 
+    // Large frames are copied into and out of the mapped memory by several threads at once, each
+    // a band of whole rows: on a machine of at least 4 cores, half of them (at most 4) for frames
+    // of 8 MiB and more; one thread otherwise. CopyThreads(bytes) asks for this machine.
+    static int CopyThreads(long bytes, unsigned int cores);
+    static int CopyThreads(long bytes);
+    // Host rows into packed rows at `to`, and packed rows at `from` into host rows, over
+    // `threads` bands (the calling thread copies one of them).
+    static void CopyIn(const HostRows& rows, unsigned char* to, int threads);
+    static void CopyOut(const unsigned char* from, const HostRows& rows, int threads);
+
     // The number of upload buffers in the ring.
     static constexpr int kRingSize = 2;
 

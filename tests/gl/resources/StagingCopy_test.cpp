@@ -1,0 +1,45 @@
+// The copies into and out of staging memory, split over threads: any number of bands gives the
+// bytes one thread gives, padded rows included (no context needed).
+#include "gl/resources/StagingBuffer.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using namespace OGL_ZEP6_AE;
+
+namespace {
+
+TEST(StagingCopy, BandsOfRowsCopyLikeOneThread) {
+    for (const long padding : {0L, 12L}) {
+        constexpr long kRowBytes = 60, kHeight = 37;
+        const long stride = kRowBytes + padding;
+        std::vector<unsigned char> host(static_cast<size_t>(stride * kHeight));
+        for (size_t i = 0; i < host.size(); ++i)
+            host[i] = static_cast<unsigned char>(i * 31 + 7);
+        HostRows rows{host.data(), stride, kRowBytes, kHeight};
+        std::vector<unsigned char> packed(static_cast<size_t>(kRowBytes * kHeight), 0);
+        StagingBuffer::CopyIn(rows, packed.data(), 1);
+        for (int threads : {2, 3, 5, 64}) {
+            std::vector<unsigned char> banded(packed.size(), 0), back(host.size(), 0);
+            StagingBuffer::CopyIn(rows, banded.data(), threads);
+            EXPECT_EQ(banded, packed) << threads << " threads, padding " << padding;
+            HostRows out{back.data(), stride, kRowBytes, kHeight};
+            StagingBuffer::CopyOut(banded.data(), out, threads);
+            for (long r = 0; r < kHeight; ++r)
+                for (long b = 0; b < kRowBytes; ++b)
+                    ASSERT_EQ(back[static_cast<size_t>(r * stride + b)], host[static_cast<size_t>(r * stride + b)])
+                        << threads << " threads, row " << r;
+        }
+    }
+}
+
+TEST(StagingCopy, ThreadsOnlyForLargeFramesOnMachinesWithCoresToSpare) {
+    const long frame = 3840L * 2160 * 16, small = 1920L * 1080 * 4 / 2;
+    EXPECT_EQ(StagingBuffer::CopyThreads(frame, 2), 1);
+    EXPECT_EQ(StagingBuffer::CopyThreads(frame, 4), 2);
+    EXPECT_EQ(StagingBuffer::CopyThreads(frame, 16), 4);
+    EXPECT_EQ(StagingBuffer::CopyThreads(small, 16), 1);
+}
+
+} // namespace
