@@ -131,6 +131,9 @@ void RenderScene(XIImage* destination, const SceneOptions& options) {
     AntiAliasRender render;
     render.Initialize(options.quality, options.focus, options.aperture, options.smooth, kNear, kFar,
                       options.lensJitter);
+    // Tiles drawn with the margin the post-process blur needs, so that they join without seams.
+    const int margin = std::min(render.TileMargin(), 300);
+    tiles.Rewind(2048 - 2 * margin, 1080 - 2 * margin, margin);
     Quadric quadric;
     Tesselator tesselator;
     const float halfHeight = kHalfFovY * kNear;
@@ -196,6 +199,8 @@ void RunScene(const Arguments& arguments) {
         if (arguments.Has("--lens-jitter"))
             throw UsageError("--smooth applies to the post-process blur, not to --lens-jitter");
         options.smooth = ParseNumber("--smooth", arguments.Value("--smooth"), 0.0f);
+        if (options.smooth > OGL_ZEP6_AE::AntiAliasRender::kMaxSmooth)
+            throw UsageError("--smooth '" + arguments.Value("--smooth") + "': at most 100 pixels");
     }
     options.lensJitter = arguments.Has("--lens-jitter");
     const bool isFloat = extension == ".exr";

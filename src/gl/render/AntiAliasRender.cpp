@@ -295,7 +295,7 @@ void AntiAliasRender::Initialize(int quality, float focus, float aperture, float
     quality_ = quality;
     dofFocus_ = Usable(focus);
     dofAperture_ = Usable(aperture);
-    dofSmooth_ = Usable(smooth);
+    SetDofSmmooth(smooth);
     lensJitter_ = lensJitter;
     SetClip(zNear, zFar);
     SetJitters(quality);
@@ -303,7 +303,19 @@ void AntiAliasRender::Initialize(int quality, float focus, float aperture, float
 }
 
 void AntiAliasRender::SetDofSmmooth(float smooth) {
-    dofSmooth_ = Usable(smooth);
+    // Each pixel averages up to twice this many depths: held within reason.
+    dofSmooth_ = std::min(Usable(smooth), kMaxSmooth);
+}
+
+int AntiAliasRender::TileMargin() const {
+    if (!BlursAfterPasses())
+        return 0;
+    // The widest reach any drawn depth can give, for each of the three stripes, plus the two
+    // smoothing passes.
+    float smallest = 0.0f, largest = 0.0f;
+    CoCFromDepth(StripeLength(postBlur_), 0.0f, 1.0f, smallest, largest);
+    const int reach = static_cast<int>(std::ceil(largest / 2.0f)) + 1;
+    return 3 * reach + static_cast<int>(std::ceil(dofSmooth_)) + 1;
 }
 
 void AntiAliasRender::SetClip(double zNear, double zFar) {

@@ -57,8 +57,10 @@ public:
     // With lensJitter, depth of field jitters the camera across the lens (at most 7 passes).
     void Initialize(int quality, float focus, float aperture, float smooth, float zNear, float zFar,
                     bool lensJitter);
-    // The reach in pixels of the depth smoothing before a post-process blur (0: none).
+    // The reach in pixels of the depth smoothing before a post-process blur (0: none; at most
+    // kMaxSmooth).
     void SetDofSmmooth(float smooth);
+    static constexpr float kMaxSmooth = 100.0f;
 
     // Drives the pass loop: true while the caller is to draw another pass.
     bool Next();
@@ -89,6 +91,10 @@ public:
     // (0.5, 0.5) without lens jitter.
     p2f JitterOf(int k) const;
     p2f LensSampleOf(int k) const;
+
+    // How far, in pixels, the post-process blur may carry a pixel (0 without it): tiles drawn with
+    // this margin (TiledBuffer::Rewind) join without seams.
+    int TileMargin() const;
 
     // During a frame, puts back the state captured at its start (when the render is effective).
     void RestoreState();

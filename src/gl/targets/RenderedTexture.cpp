@@ -287,6 +287,10 @@ void RenderedTexture::Read(XIImage* image) {
 }
 
 void RenderedTexture::Read(XIImage* image, const Region& region, bool flipRequested) {
+    Read(image, region, flipRequested, 0, 0);
+}
+
+void RenderedTexture::Read(XIImage* image, const Region& region, bool flipRequested, int fromX, int fromY) {
     if (!IsValid(image) || buffer_ == nullptr)
         return;
     PushState outer;
@@ -295,7 +299,7 @@ void RenderedTexture::Read(XIImage* image, const Region& region, bool flipReques
     const int imageHeight = static_cast<int>(image->GetHeight());
     Region area = region & Region(0, 0, static_cast<unsigned int>(image->GetWidth()),
                                   static_cast<unsigned int>(imageHeight));
-    const Region origin(0, 0, area.width, area.height);
+    const Region from(fromX, fromY, area.width, area.height);
     const bool flip = (!image->IsBottomUp()) != flipRequested;
     if (flip)
         area.y = imageHeight - area.y - static_cast<int>(area.height);
@@ -318,7 +322,7 @@ void RenderedTexture::Read(XIImage* image, const Region& region, bool flipReques
     const bool byteCopy = bytes && (stored == GL_RGBA16F_ARB || stored == GL_RGBA32F_ARB);
     if (!convert && !flip && scale == 1.0f && readProcessing_ == nullptr && !byteCopy) {
         AddTestCount(TestCounter::DirectReads);
-        buffer_->ReadImageNative(image, area, origin);
+        buffer_->ReadImageNative(image, area, from);
         return;
     }
     AddTestCount(TestCounter::RenderReads);
@@ -350,16 +354,19 @@ void RenderedTexture::Read(XIImage* image, const Region& region, bool flipReques
 
             TextureUnit::Activate(GL_TEXTURE0);
             BindBuffer(buffer_);
-            SetTransform(static_cast<float>(area.width), static_cast<float>(area.height), 0.0f, 0.0f);
+            SetTransform(static_cast<float>(area.width), static_cast<float>(area.height), static_cast<float>(fromX),
+                         static_cast<float>(fromY));
             if (flip)
                 FlipTransform();
             SetSamplerParameters(key_.Target(), GL_NEAREST);
 
             sPlane.Draw(0.0f, 0.0f, static_cast<float>(area.width), static_cast<float>(area.height), 0.0f);
+            // The copy holds the block at its own origin.
+            const Region copied(0, 0, area.width, area.height);
             if (convert)
-                copy->ReadImageAsRgba(image, area, origin);
+                copy->ReadImageAsRgba(image, area, copied);
             else
-                copy->ReadImageNative(image, area, origin);
+                copy->ReadImageNative(image, area, copied);
         }
     }
 }

@@ -67,6 +67,8 @@ public:
     void WriteFit(const XIImage* image);
     void Read(XIImage* image);
     void Read(XIImage* image, const Region& region, bool flip);
+    // The same, taking the pixels from (fromX, fromY) of this texture instead of its origin.
+    void Read(XIImage* image, const Region& region, bool flip, int fromX, int fromY);
 
     void Blit(const Region& region, float opacity);
     void BlitWithDepth(const Region& region, float weight);

@@ -50,7 +50,7 @@ public:
 } // namespace
 
 TiledBuffer::TiledBuffer(XIImage* destination)
-    : destination_(destination), tileTarget_(nullptr), postProcessing_(nullptr), firstTile_(false),
+    : destination_(destination), tileTarget_(nullptr), postProcessing_(nullptr), margin_(0), firstTile_(false),
       readFlip_(false), savedState_(2) {
     if (destination_ != nullptr && Shared::IsThread()) {
         unsigned int format = 0, type = 0;
@@ -93,13 +93,14 @@ void TiledBuffer::SetPostProcessing(GLSL::Shader* shader) {
         tileTarget_->SetReadProcessing(shader);
 }
 
-bool TiledBuffer::Rewind(int tileWidth, int tileHeight) {
+bool TiledBuffer::Rewind(int tileWidth, int tileHeight, int margin) {
+    margin_ = std::max(0, margin);
     const long width = destination_ != nullptr ? std::max(0L, destination_->GetWidth()) : 0;
     const long height = destination_ != nullptr ? std::max(0L, destination_->GetHeight()) : 0;
     imageArea_ = Region(0, 0, static_cast<unsigned int>(width), static_cast<unsigned int>(height));
     tileSize_ = Region(0, 0, static_cast<unsigned int>(std::max(0, tileWidth)),
                        static_cast<unsigned int>(std::max(0, tileHeight)));
-    currentTile_ = Region();
+    currentTile_ = currentCore_ = Region();
     tiles_.clear();
     if (tileTarget_ == nullptr || !imageArea_.valid || !tileSize_.valid)
         return false;
@@ -136,10 +137,14 @@ bool TiledBuffer::Next() {
             return false;
         }
     }
-    currentTile_ = tiles_.front();
+    currentCore_ = tiles_.front();
     tiles_.pop_front();
-    if (!currentTile_.valid)
+    if (!currentCore_.valid)
         return false;
+    currentTile_ = Region(currentCore_.x - margin_, currentCore_.y - margin_,
+                          currentCore_.width + 2u * static_cast<unsigned int>(margin_),
+                          currentCore_.height + 2u * static_cast<unsigned int>(margin_)) &
+                   imageArea_;
     glRasterPos2i(0, 0);
     SetDefault();
     Orthogonal(-10000.0, 10000.0);
@@ -233,7 +238,7 @@ bool TiledBuffer::SelectTarget(RenderedTexture* target) {
 // Context may be asked.
 bool TiledBuffer::DeselectTarget(Context* target) {
     const bool answer = target != nullptr && target->Deselect();
-    currentTile_ = Region();
+    currentTile_ = currentCore_ = Region();
     return answer;
 }
 
@@ -347,7 +352,9 @@ void TiledBuffer::DrawImage(const XIImage* image, double x0, double y0, double x
 void TiledBuffer::Read(XIImage* image) {
     if (tileTarget_ == nullptr || image == nullptr)
         return;
-    tileTarget_->Read(image, currentTile_, readFlip_);
+    // Only the tile's own area, from where it lies in the drawn area (a flipped read mirrors the
+    // whole destination, so the place in the target is the same either way).
+    tileTarget_->Read(image, currentCore_, readFlip_, currentCore_.x - currentTile_.x, currentCore_.y - currentTile_.y);
 }
 
 // GL worker thread.

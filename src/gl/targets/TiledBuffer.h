@@ -56,7 +56,13 @@ public:
     // Cuts the destination into tiles of this size again, row by row from the bottom, each row
     // from the left; the last column and row are narrower or lower where the size does not
     // divide the destination. Whether there is any tile (never without a tile target).
-    bool Rewind(int tileWidth, int tileHeight);
+    //
+    // With a margin, each tile is drawn over its area grown by `margin` pixels on every side
+    // (within the destination) and only its own area is read back: drawing that reads
+    // neighbouring pixels (a blur) then sees the same pixels on both sides of a tile's edge. The
+    // grown area must fit the tile target: tileWidth + 2 * margin at most 2048, tileHeight +
+    // 2 * margin at most 1080.
+    bool Rewind(int tileWidth, int tileHeight, int margin = 0);
     // Reads the finished tile and makes the next one current; false when the loop is over.
     bool Next();
     bool IsFirstTile() const { return firstTile_; }
@@ -93,6 +99,7 @@ public:
     // described size that of the tile; the loop goes on with a new target that takes over the
     // framebuffer object and depth attachment, selected at once. The caller owns the result.
     virtual RenderedTexture* AcquireRender();
+    // The destination pixels the current tile draws: its own area grown by the margin.
     virtual Region GetCurrentTile() const { return currentTile_; }
     // Gives the tile target back (deleted). The loop is then over.
     virtual void Finalize();
@@ -129,7 +136,10 @@ protected:
     RenderedTexture* tileTarget_;
     GLSL::Shader* postProcessing_;
     std::deque<Region> tiles_;
+    // Drawn (the tile's own area grown by the margin) and read back (its own area).
     Region currentTile_;
+    Region currentCore_;
+    int margin_;
     Region imageArea_;
     Region tileSize_;
     bool firstTile_;

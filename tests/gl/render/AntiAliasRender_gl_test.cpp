@@ -27,14 +27,14 @@ struct Rgbaf {
     float r, g, b, a;
 };
 
-// Draws one frame per tile of `image` (tiles of at most tileW x tileH), each tile cleared to
-// `background` first; `pass` draws the scene and returns the box it drew (tile window pixels).
+// Draws one frame per tile of `image` (tiles of at most tileW x tileH, drawn with a margin), each
+// tile cleared first; `pass` draws the scene and returns the box it drew (tile window pixels).
 void Render(TestImage& image, AntiAliasRender& render, const std::function<Region3d(TiledBuffer&)>& pass,
-            int tileW = 2048, int tileH = 1080, const Color& background = Color::Transparent) {
+            int tileW = 2048, int tileH = 1080, int margin = 0) {
     TiledBuffer tiles(&image);
-    tiles.Rewind(tileW, tileH);
+    tiles.Rewind(tileW, tileH, margin);
     while (tiles.Next()) {
-        ClearAllBuffers(background, 1.0f);
+        ClearAllBuffers(Color::Transparent, 1.0f);
         while (render.Next())
             render.AddRegion(pass(tiles));
     }
@@ -251,7 +251,7 @@ TEST(AntiAliasRender, LensJitterKeepsTheFocusSharpAndSpreadsAFarPointOverItsCirc
 // A checkered plane (cells of 3 pixels, opaque red and blue) filling the image at distance z,
 // rendered with the post-process blur. The cells' edges fall between pixels, so the sub-pixel
 // jitter of several passes leaves the picture as one pass draws it.
-void RenderPlane(TestImage& image, float z, float aperture, int quality, float smooth) {
+void RenderPlane(TestImage& image, float z, float aperture, int quality, float smooth, bool smallTiles = false) {
     AntiAliasRender render;
     render.Initialize(quality, kFocus, aperture, smooth, kNear, kFar, false);
     const float depth =
@@ -268,7 +268,7 @@ void RenderPlane(TestImage& image, float z, float aperture, int quality, float s
                     Quad(lo.x, lo.y, hi.x, hi.y, -z);
                 }
             return Region3d(p3f(0, 0, depth), p3f(tiles.Width(), tiles.Height(), depth));
-        });
+        }, smallTiles ? 17 : 2048, smallTiles ? 13 : 1080, smallTiles ? render.TileMargin() : 0);
     }));
 }
 
@@ -326,6 +326,14 @@ TEST(AntiAliasRender, PostBlurLeavesTheFocusPlaneAndBlursAFarPlaneInThreeStripes
         TestImage focused(Formats::RGBA32F, W, H), blurred(Formats::RGBA32F, W, H);
         RenderPlane(focused, kFocus, aperture, quality, smooth);
         RenderPlane(blurred, 40.0f, aperture, quality, smooth);
+        // Through tiles of 17 x 13 drawn with the render's margin: no seams.
+        TestImage tiled(Formats::RGBA32F, W, H);
+        RenderPlane(tiled, 40.0f, aperture, quality, smooth, true);
+        float seams = 0.0f;
+        for (int y = 0; y < H; ++y)
+            for (int x = 0; x < W; ++x)
+                seams = std::max(seams, std::fabs(tiled.Get<Rgbaf>(x, y).r - blurred.Get<Rgbaf>(x, y).r));
+        EXPECT_LT(seams, 2e-3f) << "tiles against one tile";
 
         AntiAliasRender reference;
         reference.Initialize(0, kFocus, aperture, 0.0f, kNear, kFar, false);

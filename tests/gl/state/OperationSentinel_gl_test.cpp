@@ -95,12 +95,13 @@ void ExpectThrows(const std::function<void()>& operation) {
     EXPECT_TRUE(thrown) << "the operation was expected to fail";
 }
 
-// Frames of a multipass render over the tiles of s.wide, leaving each loop after `passes` passes.
+// Frames of a multipass render over the tiles of s.wide (drawn with margins), leaving each loop
+// after `passes` passes.
 void AntiAliasFrames(Subjects& s, bool lensJitter, int passes) {
     AntiAliasRender render;
     render.Initialize(2, 10.0f, 30.0f, 1.5f, 1.0f, 100.0f, lensJitter);
     TiledBuffer tiles(&s.wide);
-    tiles.Rewind(24, 20);
+    tiles.Rewind(16, 12, 4);
     while (tiles.Next()) {
         for (int pass = 0; pass < passes && render.Next(); ++pass) {
             render.Perspective(tiles, -1.0f, 0.0f, -0.5f, 0.0f, 1.0f, 100.0f);

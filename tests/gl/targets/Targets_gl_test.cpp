@@ -248,14 +248,18 @@ ZEP6_WORKER_TEST(TiledBuffer, TilesRunRowByRowFromTheBottomLeft) {
     const struct {
         long width, height;
         int tileWidth, tileHeight;
-        std::vector<Region> tiles;
+        std::vector<Region> tiles; // as drawn: grown by the margin within the destination
+        int margin;
     } rows[] = {
-        {4096, 2160, 0, 0, {{0, 0, 2048, 1080}, {2048, 0, 2048, 1080}, {0, 1080, 2048, 1080}, {2048, 1080, 2048, 1080}}},
-        {2500, 1000, 0, 0, {{0, 0, 2048, 1000}, {2048, 0, 452, 1000}}},
-        {2048, 1080, 0, 0, {{0, 0, 2048, 1080}}},
-        {100, 1081, 0, 0, {{0, 0, 100, 1080}, {0, 1080, 100, 1}}},
+        {4096, 2160, 0, 0, {{0, 0, 2048, 1080}, {2048, 0, 2048, 1080}, {0, 1080, 2048, 1080}, {2048, 1080, 2048, 1080}}, 0},
+        {2500, 1000, 0, 0, {{0, 0, 2048, 1000}, {2048, 0, 452, 1000}}, 0},
+        {2048, 1080, 0, 0, {{0, 0, 2048, 1080}}, 0},
+        {100, 1081, 0, 0, {{0, 0, 100, 1080}, {0, 1080, 100, 1}}, 0},
         {300, 200, 128, 128,
-         {{0, 0, 128, 128}, {128, 0, 128, 128}, {256, 0, 44, 128}, {0, 128, 128, 72}, {128, 128, 128, 72}, {256, 128, 44, 72}}},
+         {{0, 0, 128, 128}, {128, 0, 128, 128}, {256, 0, 44, 128}, {0, 128, 128, 72}, {128, 128, 128, 72}, {256, 128, 44, 72}}, 0},
+        {300, 200, 128, 128,
+         {{0, 0, 138, 138}, {118, 0, 148, 138}, {246, 0, 54, 138}, {0, 118, 138, 82}, {118, 118, 148, 82}, {246, 118, 54, 82}},
+         10},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(std::to_string(row.width) + " x " + std::to_string(row.height));
@@ -263,7 +267,7 @@ ZEP6_WORKER_TEST(TiledBuffer, TilesRunRowByRowFromTheBottomLeft) {
         TestImage destination(Formats::RGBA8, row.width, row.height, 0, Pixels::None);
         TiledBuffer tiles(&destination);
         if (row.tileWidth > 0) {
-            EXPECT_TRUE(tiles.Rewind(row.tileWidth, row.tileHeight));
+            EXPECT_TRUE(tiles.Rewind(row.tileWidth, row.tileHeight, row.margin));
         }
         EXPECT_EQ(tiles.TileCount(), static_cast<int>(row.tiles.size()));
         EXPECT_FALSE(tiles.IsFirstTile());
@@ -327,17 +331,21 @@ struct WriteRow {
     bool rs3d;                    // RS3dPerspective first: tiles are read back flipped
     float translateX, translateY; // model-view translation set before writing
     int x, y;                     // Write's arguments
+    int tileWidth, tileHeight, margin; // Rewind's, when a tile width is given
 };
 
 // clang-format off
 const WriteRow kWriteRows[] = {
     // The destination's size at (0, 0): copied tile by tile, upright under RS3dPerspective too.
-    {"CopyBottomUp", "bottom-up", kFrameWidth, kFrameHeight, true, true, false, 0, 0, 0, 0},
-    {"CopyTopDown", "top-down", kFrameWidth, kFrameHeight, true, false, false, 0, 0, 0, 0},
-    {"CopyUnderRS3dPerspective", "RS3dPerspective", kFrameWidth, kFrameHeight, true, true, true, 0, 0, 0, 0},
+    {"CopyBottomUp", "bottom-up", kFrameWidth, kFrameHeight, true, true, false, 0, 0, 0, 0, 0, 0, 0},
+    {"CopyTopDown", "top-down", kFrameWidth, kFrameHeight, true, false, false, 0, 0, 0, 0, 0, 0, 0},
+    {"CopyUnderRS3dPerspective", "RS3dPerspective", kFrameWidth, kFrameHeight, true, true, true, 0, 0, 0, 0, 0, 0, 0},
     // Its lower-left corner at (2030, 1070) both ways: straddling all four tiles.
-    {"TranslatedModelView", "40 x 30 translated", 40, 30, false, true, false, 2000, 1050, 30, 20},
-    {"IdentityModelView", "40 x 30 at (2030, 1070)", 40, 30, false, true, false, 0, 0, 2030, 1070},
+    {"TranslatedModelView", "40 x 30 translated", 40, 30, false, true, false, 2000, 1050, 30, 20, 0, 0, 0},
+    {"IdentityModelView", "40 x 30 at (2030, 1070)", 40, 30, false, true, false, 0, 0, 2030, 1070, 0, 0, 0},
+    // Tiles drawn with a margin: each reads back only its own area, from inside the drawn one.
+    {"CopyTopDownWithMargins", "top-down, margins", kFrameWidth, kFrameHeight, true, false, false, 0, 0, 0, 0, 900, 500, 30},
+    {"CopyUnderRS3dPerspectiveWithMargins", "RS3dPerspective, margins", kFrameWidth, kFrameHeight, true, true, true, 0, 0, 0, 0, 900, 500, 30},
 };
 // clang-format on
 
@@ -352,6 +360,8 @@ TEST_P(WritePlacement, ImageLandsAtItsOwnSizeWhereTheModelViewPutsIt) {
     destination.SetBottomUp(row.destinationBottomUp);
     ASSERT_TRUE(OnWorker([&] {
         TiledBuffer tiles(&destination);
+        if (row.tileWidth > 0)
+            tiles.Rewind(row.tileWidth, row.tileHeight, row.margin);
         while (tiles.Next()) {
             FillRect(0, 0, kFrameWidth, kFrameHeight, 0.2f, 0.4f, 0.6f, 1.0f);
             if (row.rs3d)
