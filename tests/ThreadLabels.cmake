@@ -4,7 +4,7 @@
 # that `ctest -L threads` runs them, as CI does under the thread sanitizer. Each takes seconds;
 # a race that makes one hang fails it after two minutes.
 foreach(test IN LISTS zep6_unit_tests_TESTS zep6_gl_tests_TESTS)
-    if(test MATCHES "^(SyncFamilyTest\\.|StLockTest\\.|StaticListTest\\.|WorkerThread\\.|RootContextOnHostThread\\.|BlurFromHostThreads\\.|OperationsFromHostThreads\\.)")
+    if(test MATCHES "^(SyncFamilyTest\\.|StLockTest\\.|StaticListTest\\.|WorkerThread\\.|RootContextOnHostThread\\.|OperationsFromHostThreads\\.)")
         set_tests_properties("${test}" PROPERTIES LABELS threads TIMEOUT 120)
     endif()
 endforeach()

@@ -211,34 +211,35 @@ TEST(Operations, AlphaLumaInvertAndTexture) {
     EXPECT_EQ(c.mismatches, 0) << c;
 }
 
-// Four host threads, each running its own operation on its own frames at once, get exactly what
-// the same calls give one after the other.
+// Five host threads, each running its own operation on its own frames at once, get exactly what
+// the same calls give one after the other; two of them blur with kernels of their own.
 TEST(OperationsFromHostThreads, EachThreadGetsItsOwnResult) {
     const TestImage source = Source(kRGBA16, 300, 40, false);
     const std::function<void(TestImage&)> operations[] = {
         [&](TestImage& d) { Premultiply(&source, &d); },
         [&](TestImage& d) { Resize(&source, &d); },
         [&](TestImage& d) { Blur(&source, &d, 7.0f, 3.0f, 0.85f); },
+        [&](TestImage& d) { Blur(&source, &d, 3.0f, 9.0f, 0.6f); },
         [&](TestImage& d) {
             Transform(&source, nullptr, nullptr, &d, PixelApplyOver, p3f(150.0f, 20.0f, 0.0f), p3f(0.8f, 0.8f, 1.0f),
                       p3f(0.0f, 0.0f, 30.0f), XYZ, TransformInterpolateLinear, TransformDecimateBox);
         },
     };
     std::vector<TestImage> alone, together;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 5; ++i) {
         alone.emplace_back(kRGBA32F.format, 200 + 10 * i, 30);
         together.emplace_back(kRGBA32F.format, 200 + 10 * i, 30);
         operations[i](alone.back());
     }
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 5; ++i)
         threads.emplace_back([&, i] {
             for (int repeat = 0; repeat < 3; ++repeat)
                 operations[i](together[static_cast<std::size_t>(i)]);
         });
     for (std::thread& t : threads)
         t.join();
-    for (std::size_t i = 0; i < 4; ++i)
+    for (std::size_t i = 0; i < 5; ++i)
         EXPECT_TRUE(std::equal(alone[i].Bytes(), alone[i].Bytes() + alone[i].ByteCount(), together[i].Bytes()))
             << "operation " << i;
 }

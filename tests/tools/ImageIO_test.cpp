@@ -13,7 +13,6 @@
 #include <ImfOutputFile.h>
 #include <half.h>
 
-#include <array>
 #include <map>
 #include <random>
 #include <csignal>

@@ -16,7 +16,6 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
-#include <string>
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
