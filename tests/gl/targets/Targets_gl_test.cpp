@@ -5,7 +5,6 @@
 // Texture_gl_test.cpp; 8-bit storage, chosen where the card has no float textures, in the storage
 // rules (Capabilities_test) and the round trips under ZEP6_STORAGE=byte (RoundTrip_gl_test).
 
-#include "core/Errors.h"
 #include "core/TestCountersPrivate.h"
 #include "gl/context/Capabilities.h"
 #include "geometry/Region.h"
@@ -223,19 +222,6 @@ bool DepthRenderBufferIsReadBack() {
 
 TEST(RenderedTextureDeathTest, WithoutDepthTexturesDepthRenderBufferIsReadBack) {
     ExpectWithout("GL_ARB_depth_texture", &DepthRenderBufferIsReadBack);
-}
-
-TEST(RenderedTextureDeathTest, WithoutFramebufferObjectsSelectionThrows) {
-    ExpectWithout("GL_EXT_framebuffer_object", [] {
-        RenderedTexture target(16, 16);
-        try {
-            target.Select();
-        } catch (const OffscreenUnsupported& e) {
-            // A fixed text: it must say something.
-            return e.what()[0] != '\0';
-        }
-        return false;
-    });
 }
 
 // ---- Tiles and their order -----------------------------------------------------------------
