@@ -1,5 +1,5 @@
 // Image files of the command-line tool: what is written, what is read, and what a failed write
-// leaves. (Damaged files: Corpus_test.)
+// leaves. (Damaged files: CommandLine_test.)
 #include "ToolTestSupport.h"
 
 #include "ImageIO.h"
