@@ -19,6 +19,7 @@
 #include "gl/targets/TiledBuffer.h"
 #include "gl/texture/Texture.h"
 #include "support/PixelLayouts.h"
+#include "support/StateSentinel.h"
 #include "support/TestImage.h"
 
 #include <GL/gl.h>
@@ -35,6 +36,7 @@
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
+using zep6test::Integer;
 using zep6test::ExpectWithout;
 using zep6test::OnWorker;
 using zep6test::Pixels;
@@ -83,12 +85,6 @@ template <class Want>
 // Neighbours differ in blue, and red and green say where a pixel lies.
 void FillPattern(TestImage& image) {
     zep6test::FillSource(image, {"RGBA8", zep6test::Kind::RGBA, Formats::RGBA8});
-}
-
-GLint Integer(GLenum name) {
-    GLint value = 0;
-    glGetIntegerv(name, &value);
-    return value;
 }
 
 // A BGRA image whose pixel (x, y in memory rows) is (blue = 4x, green = 8y, red = 90, alpha = 255).
