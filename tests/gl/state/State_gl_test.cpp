@@ -262,36 +262,16 @@ TEST_F(StateGL, TextureUnitsRecordFourUnitsAtMostAndRestoreTheActiveOne) {
 
 // ---- attributes and State ------------------------------------------------------------------------
 
-TEST_F(StateGL, AttributesPushOnceAndUnwindLevelsLeftAbove) {
-    const int base = Integer(GL_ATTRIB_STACK_DEPTH), clientBase = Integer(GL_CLIENT_ATTRIB_STACK_DEPTH);
-    glDisable(GL_BLEND);
-    Attributes attributes(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT, GL_CLIENT_VERTEX_ARRAY_BIT);
-    attributes.Apply();
-    attributes.Retrieve(); // pops its own level first: still one level
-    EXPECT_EQ(Integer(GL_ATTRIB_STACK_DEPTH), base + 1);
-    EXPECT_EQ(Integer(GL_CLIENT_ATTRIB_STACK_DEPTH), clientBase + 1);
-
-    // Someone pushes above it and forgets to pop.
-    glEnable(GL_BLEND);
-    glPushAttrib(GL_ENABLE_BIT);
-    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
-    glEnableClientState(GL_VERTEX_ARRAY);
-    attributes.Pop();
-    EXPECT_EQ(Integer(GL_ATTRIB_STACK_DEPTH), base);
-    EXPECT_EQ(Integer(GL_CLIENT_ATTRIB_STACK_DEPTH), clientBase);
-    EXPECT_FALSE(glIsEnabled(GL_BLEND) || glIsEnabled(GL_VERTEX_ARRAY));
-    attributes.Pop(); // nothing left to pop
-    EXPECT_EQ(Integer(GL_ATTRIB_STACK_DEPTH), base);
-}
-
-// A State restores what it recorded at every Apply (the attributes stay saved for a later one),
-// and binds none for an object deleted since it was recorded: the old names must not come back.
+// A State restores what it recorded at every Apply (the attributes stay saved for a later one, in
+// one level however often it records: levels a job leaves above it are the worker's case), and
+// binds none for an object deleted since it was recorded: the old names must not come back.
 TEST_F(StateGL, StateRestoresWhatItRecordedAndNothingDeletedSince) {
     Sentinels objects;
     objects.Create();
     const Snapshot before = Snapshot::Take();
     State state(2);
     state.Retrieve();
+    state.Retrieve(); // records afresh in the same level of the attribute stacks
     for (double seed : {5.0, 6.0}) {
         objects.Damage(seed);
         state.Apply();
