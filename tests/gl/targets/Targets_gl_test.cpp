@@ -222,7 +222,8 @@ TEST(RenderedTextureDeathTest, WithoutDepthTexturesDepthRenderBufferIsReadBack) 
 
 // ---- Tiles and their order -----------------------------------------------------------------
 
-// Tiles of the default size (2048 x 1080), or of the size given to Rewind (a tile width above 0).
+// Tiles of the default size (2048 x 1080), or of the size given to Rewind (a tile width above 0);
+// none for a null destination or one without pixels.
 ZEP6_WORKER_TEST(TiledBuffer, TilesRunRowByRowFromTheBottomLeft) {
     const struct {
         long width, height;
@@ -254,6 +255,14 @@ ZEP6_WORKER_TEST(TiledBuffer, TilesRunRowByRowFromTheBottomLeft) {
         EXPECT_FALSE(tiles.GetCurrentTile().valid);
         EXPECT_FALSE(tiles.Rewind(128, 128)); // the loop is over: no target, no tiles
     }
+    // A null destination, or one without pixels, gives no targets and an empty loop.
+    TestImage invalid(Formats::RGBA8, 16, 16);
+    invalid.SetNullBase(true);
+    TiledBuffer none(nullptr);
+    AntiAliasBuffer supersampled(&invalid, 3);
+    EXPECT_TRUE(none.Width() == 0 && !none.Next());
+    EXPECT_EQ(supersampled.GetAntialiasScaler(), 4.0f);
+    EXPECT_TRUE(!supersampled.TileTarget() && !supersampled.SupersampleTarget() && !supersampled.Next());
 }
 
 // ---- Away from the worker ------------------------------------------------------------------
@@ -535,21 +544,5 @@ INSTANTIATE_TEST_SUITE_P(Levels, SupersampledDrawing, ::testing::ValuesIn(kLevel
                          [](const ::testing::TestParamInfo<LevelRow>& info) {
                              return "Level" + std::to_string(info.param.level < 0 ? 99 : info.param.level);
                          });
-
-// A null destination, or one without pixels, gives no targets and an empty loop.
-TEST(TiledBuffer, NullOrInvalidDestinationHasNoLoop) {
-    TestImage invalid(Formats::RGBA8, 16, 16);
-    invalid.SetNullBase(true);
-    ASSERT_TRUE(OnWorker([&] {
-        TiledBuffer tiles(nullptr);
-        EXPECT_EQ(tiles.Width(), 0);
-        EXPECT_FALSE(tiles.Next());
-        AntiAliasBuffer buffer(&invalid, 3);
-        EXPECT_EQ(buffer.GetAntialiasScaler(), 4.0f);
-        EXPECT_EQ(buffer.TileTarget(), nullptr);
-        EXPECT_EQ(buffer.SupersampleTarget(), nullptr);
-        EXPECT_FALSE(buffer.Next());
-    }));
-}
 
 } // namespace
