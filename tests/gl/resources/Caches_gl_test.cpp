@@ -114,22 +114,6 @@ ZEP6_WORKER_TEST(RenderBuffer, LimitsFromTheDriver) {
     EXPECT_NE(wide.Name(), 0u);
 }
 
-// A released block serves the next request (the factory's rule, ResourceFactory_test; the visits
-// below count it within a job); the end of a job gives every block back.
-TEST(MemoryCache, EmptiedWhenAJobEnds) {
-    OpaqueBuffer::FinalizePool();
-    ASSERT_TRUE(OnWorker([] {
-        OpaqueBuffer a;
-        ASSERT_TRUE(a.Resize(512, 512, GL_RGBA8));
-        a.Finalize();
-        OpaqueBuffer b;
-        ASSERT_TRUE(b.Resize(256, 256, GL_RGBA8));
-    }));
-    const CacheCounters after = MemoryBuffer::Counters();
-    EXPECT_EQ(std::make_tuple(after.idle, after.inUse, after.allocated), std::make_tuple(0L, 0L, 0L))
-        << "the end of the job gave the blocks back";
-}
-
 // A resource made before the buffers it watches, so the shutdown finalises it after them; it
 // then asks OpenGL which of their names still exist.
 struct ShutdownProbe : Resource {
@@ -243,7 +227,7 @@ long ResidentKiB() {
 }
 
 // One user's visit: start, use every cache, render into a cached texture, read it back into pixel
-// memory, leave. A host that counts itself in and out around each render keeps its caching: every
+// memory (blocks that the end of each job gives back), leave. A host that counts itself in and out around each render keeps its caching: every
 // session's caches serve the second and third use from the first's buffer, and give all back.
 void UseAndLeave() {
     ZEP6_AE::StaticList::Increment();
@@ -270,6 +254,7 @@ void UseAndLeave() {
         EXPECT_TRUE(first[0] == 255 && first[2] == 0) << int(first[0]) << " " << int(first[2]);
         TextureBuffer::Recycle(target);
     });
+    EXPECT_EQ(MemoryBuffer::Counters().allocated, 0) << "the end of a job gives every memory block back";
     ZEP6_AE::StaticList::Decrement();
     EXPECT_TRUE(finished);
     EXPECT_EQ(sThread, nullptr);
