@@ -1,5 +1,5 @@
 // The blurs on host images: exact to a CPU convolution with the same taps (edges repeated), across
-// tile seams, for every kernel kind; bad amounts; four host threads at once.
+// tile seams, for every kernel kind; bad amounts. (Host threads at once: Operations_gl_test.)
 #include "gl/render/Kernel.h"
 #include "gl/state/Blend.h"
 #include "imageops/ImageOperations.h"
@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <thread>
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
@@ -144,34 +143,6 @@ TEST(Blur, AmountsBelowOneAndBadAmountsCopy) {
                               [](long, long) { return true; }),
               kTolerance);
 }
-
-// Four host threads blur frames of their own at once; each gets its own picture, blurred.
-TEST(BlurFromHostThreads, EachThreadGetsItsOwnResult) {
-    std::vector<TestImage> sources, destinations;
-    for (unsigned i = 0; i < 4; ++i) {
-        sources.push_back(Picture(48 + i * 8, 30, 100 + i));
-        destinations.emplace_back(Formats::RGBA32F, 48 + i * 8, 30);
-    }
-    std::vector<std::thread> threads;
-    for (std::size_t i = 0; i < 4; ++i)
-        threads.emplace_back([&, i] {
-            for (int repeat = 0; repeat < 3; ++repeat)
-                Blur(&sources[i], &destinations[i], 5.0f + static_cast<float>(i), 3.0f, 0.85f);
-        });
-    for (std::thread& t : threads)
-        t.join();
-    for (std::size_t i = 0; i < 4; ++i) {
-        const float a = 5.0f + static_cast<float>(i);
-        EXPECT_LT(WorstDifference(destinations[i], Reference(sources[i], MakeGaussianKernel(a, 0.85f), MakeGaussianKernel(3.0f, 0.85f)),
-                                  [](long, long) { return true; }),
-                  kTolerance)
-            << "thread " << i;
-    }
-}
-
-} // namespace
-
-namespace {
 
 // Two layers, one blurred across, one not, accumulated premultiplied over one another and drawn
 // over a background with (one, one minus source alpha); across two tiles.

@@ -4,7 +4,6 @@
 // from the formulas the modes are defined by (not from the shader sources).
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace zep6test {

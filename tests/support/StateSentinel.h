@@ -26,6 +26,13 @@ inline std::string ErrorsLeft() {
     return errors;
 }
 
+// One integer of the context's state.
+inline GLint Integer(GLenum name) {
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+}
+
 // A texture name made known to OpenGL by binding it once to `target`.
 inline GLuint MakeTexture(GLenum target) {
     GLuint name = 0;

@@ -1,5 +1,5 @@
 // Image files of the command-line tool: what is written, what is read, and what a failed write
-// leaves. (Damaged files: Corpus_test.)
+// leaves. (Damaged files: CommandLine_test.)
 #include "ToolTestSupport.h"
 
 #include "ImageIO.h"
@@ -13,7 +13,6 @@
 #include <ImfOutputFile.h>
 #include <half.h>
 
-#include <array>
 #include <map>
 #include <random>
 #include <csignal>

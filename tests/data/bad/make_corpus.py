@@ -4,7 +4,7 @@
 Every file is a small valid picture (8 x 6 pixels) broken in one way: cut short, a header that
 lies about sizes or types, bad checksums, chunks or tables far larger than the file, windows
 that overflow. The tool must refuse each with one line naming the file, a non-zero status and
-no output file (tests/tools/Corpus_test.cpp holds the table). Run it again to regenerate the
+no output file (tests/tools/CommandLine_test.cpp holds the table). Run it again to regenerate the
 files; it writes the same bytes every time.
 """
 import os

@@ -19,7 +19,6 @@
 #include <string>
 #include <tuple>
 #include <type_traits>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 

@@ -116,7 +116,7 @@ void FillBytes(TestImage& image, unsigned seed) {
 
 enum Flaw { kNone = 0, kNoFront = 1, kNoBack = 2, kNoMask = 4, kNoDestination = 8 };
 
-// The formulas themselves are checked mode by mode in ApplyMode_gl_test; here a few modes
+// The formulas themselves are checked mode by mode in ProgramFormulas_gl_test; here a few modes
 // (continuous in their inputs, so float rounding cannot take another branch than the double
 // reference) show that the mode, the mix and the mask (whose alpha multiplies the front's) reach
 // the tiles. A smaller or missing back leaves transparent black where it does not reach; an

@@ -47,7 +47,7 @@ double Luma601(const Rgba& p) {
 
 } // namespace
 
-// luma() and saturation() are met through the modes (ApplyMode_gl_test) and the conversions.
+// luma() and saturation() are met through the modes and the conversions (ProgramFormulas_gl_test).
 TEST_F(EffectProgramTest, CommonRandLinksWithoutBeingDefined) {
     GLSL::Shader shader(GL_FRAGMENT_SHADER,
                         "float rand();\nvoid main() { gl_FragColor = vec4(0.0, 0.0, rand(), 1.0); }\n");
@@ -328,7 +328,7 @@ TEST_F(TypedTransferTest, AUniformWithoutLocationThrowsOnlyWhenItsTypeSuits) {
 TEST_F(EffectProgramTest, CompileFailureThrowsOnTheFirstApplyAndTheLinkReportsItAfter) {
     GLSL::Shader broken(GL_FRAGMENT_SHADER, "void main() { gl_FragColor = ; }\n");
     EffectProgram program(&broken);
-    // The messages' prefixes are checked in ProgramErrors_gl_test.
+    // The messages' prefixes are checked in GLSL_gl_test.
     EXPECT_THROW(program.Apply(), Error) << "compile";
     EXPECT_THROW(program.Apply(), Error) << "the broken shader is attached and the program cannot link";
     GLint attached = 0;

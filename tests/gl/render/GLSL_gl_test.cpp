@@ -1,6 +1,8 @@
-// The GLSL wrappers on a real context: lazy compilation, failures, relinking, missing entry points.
+// The GLSL wrappers on a real context: lazy compilation, failures (also as a job's message after
+// unwinding freed the program), relinking, missing entry points.
 #include "core/Errors.h"
 #include "gl/context/EntryPoints.h"
+#include "gl/context/Shared.h"
 #include "gl/render/EffectProgram.h"
 #include "gl/render/GLSL.h"
 
@@ -14,6 +16,7 @@
 #include <cstring>
 #include <fstream>
 #include <string>
+#include <utility>
 #include <unistd.h>
 
 using namespace OGL_ZEP6_AE;
@@ -83,6 +86,29 @@ TEST_F(GlslTest, FailuresThrowOnceWithTheirPrefixes) {
     EXPECT_FALSE(linking.NeedsLink());
     EXPECT_FALSE(linking.IsCurrent());
     while (glGetError() != GL_NO_ERROR) { // using an unlinked program is an OpenGL error
+    }
+}
+
+namespace {
+
+void LinkInJob(const char* fragment, int) {
+    GLSL::Shader shader(GL_FRAGMENT_SHADER, fragment);
+    EffectProgram program(&shader);
+    program.Apply();
+}
+
+} // namespace
+
+// A job's compile or link failure keeps the driver's message after unwinding freed its program.
+TEST(ProgramErrors, OutliveTheProgramOfTheJob) {
+    for (auto [fragment, head] : {std::make_pair(kBadFragment, "GLSL Compile Error:\n"),
+                                         std::make_pair(kUnresolvedFragment, "GLSL Link Error:\n")}) {
+        int unused = 0;
+        Threader2<void (*)(const char*, int), const char*, int> job(&LinkInJob, &fragment, &unused);
+        EXPECT_FALSE(job.ThreadQueue()) << head;
+        const std::string message = job.ErrorMessage();
+        EXPECT_EQ(message.rfind(head, 0), 0u) << message;
+        EXPECT_GT(message.size(), std::string(head).size()) << "the driver's log follows: " << message;
     }
 }
 

@@ -17,6 +17,7 @@
 #include "geometry/Vector.h"
 
 #include "gl/render/EffectProgramTestSupport.h"
+#include "support/StateSentinel.h"
 
 #include <GL/gl.h>
 #include <GL/glu.h>
@@ -32,16 +33,12 @@
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
+using zep6test::Integer;
 
 namespace {
 
 constexpr int kSize = 32;
 
-GLint Integer(GLenum name) {
-    GLint value = 0;
-    glGetIntegerv(name, &value);
-    return value;
-}
 bool Enabled(GLenum cap) {
     return glIsEnabled(cap) == GL_TRUE;
 }

@@ -78,21 +78,9 @@ TEST(TextureCache, NotExactRequestsShareOneHighDefinitionTexture) {
     }));
 }
 
-// What a cache evicts or purges it deletes, and a deleted buffer takes its OpenGL objects along.
-ZEP6_WORKER_TEST(Caches, ADeletedBufferDeletesItsObjects) {
-    unsigned int texture = 0, frameBuffer = 0, renderBuffer = 0;
-    {
-        TextureBuffer colour(TextureKey(kRect, 8, 8, GL_RGBA8, 1));
-        RenderBuffer depth(RenderKey(8, 8, GL_DEPTH_COMPONENT, GL_FLOAT));
-        ASSERT_TRUE(colour.Select());
-        texture = colour.TextureName(), frameBuffer = colour.FrameBufferName(), renderBuffer = depth.Name();
-        ASSERT_TRUE(texture && frameBuffer && renderBuffer);
-    }
-    EXPECT_FALSE(glIsTexture(texture) || ZEP6_GLCALL(glIsFramebufferEXT)(frameBuffer) ||
-                 ZEP6_GLCALL(glIsRenderbufferEXT)(renderBuffer));
-}
-
-ZEP6_WORKER_TEST(RenderBuffer, LimitsFromTheDriver) {
+// The renderbuffer limits; what a cache evicts or purges it deletes, and a deleted buffer takes its
+// OpenGL objects along.
+ZEP6_WORKER_TEST(RenderBuffer, LimitsFromTheDriverAndDeletedBuffersTakeTheirObjects) {
     GLint maxSize = 0, maxSamples = 0;
     glGetIntegerv(GL_MAX_RENDERBUFFER_SIZE_EXT, &maxSize);
     glGetIntegerv(GL_MAX_SAMPLES_EXT, &maxSamples);
@@ -105,29 +93,21 @@ ZEP6_WORKER_TEST(RenderBuffer, LimitsFromTheDriver) {
     EXPECT_EQ(RenderBuffer::ClampMultisample(2), multisample ? std::min(2, int(maxSamples)) : 0);
     EXPECT_EQ(RenderBuffer::ClampMultisample(1000), multisample ? maxSamples : 0);
 
-    // A renderbuffer asked for more than the driver allows is made at the largest size.
-    RenderBuffer wide(RenderKey(maxSize + 100, 2, GL_RGBA, GL_UNSIGNED_BYTE));
-    EXPECT_EQ(std::make_pair(wide.Width(), wide.Height()), std::make_pair(int(maxSize), 2));
-    wide.Finalize();
-    EXPECT_EQ(wide.Name(), 0u);
-    wide.Initialize();
-    EXPECT_NE(wide.Name(), 0u);
-}
-
-// A released block serves the next request (the factory's rule, ResourceFactory_test; the visits
-// below count it within a job); the end of a job gives every block back.
-TEST(MemoryCache, EmptiedWhenAJobEnds) {
-    OpaqueBuffer::FinalizePool();
-    ASSERT_TRUE(OnWorker([] {
-        OpaqueBuffer a;
-        ASSERT_TRUE(a.Resize(512, 512, GL_RGBA8));
-        a.Finalize();
-        OpaqueBuffer b;
-        ASSERT_TRUE(b.Resize(256, 256, GL_RGBA8));
-    }));
-    const CacheCounters after = MemoryBuffer::Counters();
-    EXPECT_EQ(std::make_tuple(after.idle, after.inUse, after.allocated), std::make_tuple(0L, 0L, 0L))
-        << "the end of the job gave the blocks back";
+    unsigned int texture = 0, frameBuffer = 0, renderBuffer = 0;
+    {
+        // A renderbuffer asked for more than the driver allows is made at the largest size.
+        RenderBuffer wide(RenderKey(maxSize + 100, 2, GL_RGBA, GL_UNSIGNED_BYTE));
+        EXPECT_EQ(std::make_pair(wide.Width(), wide.Height()), std::make_pair(int(maxSize), 2));
+        wide.Finalize();
+        EXPECT_EQ(wide.Name(), 0u);
+        wide.Initialize();
+        TextureBuffer colour(TextureKey(kRect, 8, 8, GL_RGBA8, 1));
+        ASSERT_TRUE(colour.Select());
+        texture = colour.TextureName(), frameBuffer = colour.FrameBufferName(), renderBuffer = wide.Name();
+        ASSERT_TRUE(texture && frameBuffer && renderBuffer);
+    }
+    EXPECT_FALSE(glIsTexture(texture) || ZEP6_GLCALL(glIsFramebufferEXT)(frameBuffer) ||
+                 ZEP6_GLCALL(glIsRenderbufferEXT)(renderBuffer));
 }
 
 // A resource made before the buffers it watches, so the shutdown finalises it after them; it
@@ -243,7 +223,7 @@ long ResidentKiB() {
 }
 
 // One user's visit: start, use every cache, render into a cached texture, read it back into pixel
-// memory, leave. A host that counts itself in and out around each render keeps its caching: every
+// memory (blocks that the end of each job gives back), leave. A host that counts itself in and out around each render keeps its caching: every
 // session's caches serve the second and third use from the first's buffer, and give all back.
 void UseAndLeave() {
     ZEP6_AE::StaticList::Increment();
@@ -270,6 +250,7 @@ void UseAndLeave() {
         EXPECT_TRUE(first[0] == 255 && first[2] == 0) << int(first[0]) << " " << int(first[2]);
         TextureBuffer::Recycle(target);
     });
+    EXPECT_EQ(MemoryBuffer::Counters().allocated, 0) << "the end of a job gives every memory block back";
     ZEP6_AE::StaticList::Decrement();
     EXPECT_TRUE(finished);
     EXPECT_EQ(sThread, nullptr);

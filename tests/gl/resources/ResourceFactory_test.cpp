@@ -181,18 +181,13 @@ TEST_F(ResourceFactoryTest, EvictsOldestFirstUntilWithinBudget) {
     ExpectCounters(0, 0, 0, 236, 0);
 }
 
-TEST_F(ResourceFactoryTest, FailedMakeChangesNoCounter) {
-    FakeBuffer* a = cache.Make({30, 1});
-    cache.Recycle(a);
-    EXPECT_THROW(cache.Make({-1, 2, 1}), std::runtime_error);
-    ExpectCounters(0, 30, 30, 30, 1);
-    cache.Recycle(nullptr);
-    ExpectCounters(0, 30, 30, 30, 1);
-}
-
-TEST_F(ResourceFactoryTest, PurgeDeletesIdleBuffersOnly) {
+// A failed Make and a null Recycle change no counter; Purge deletes idle buffers only.
+TEST_F(ResourceFactoryTest, FailedMakeChangesNoCounterAndPurgeDeletesIdleBuffersOnly) {
     FakeBuffer* kept = cache.Make({30, 1});
     cache.Recycle(cache.Make({20, 2}));
+    EXPECT_THROW(cache.Make({-1, 3, 1}), std::runtime_error);
+    cache.Recycle(nullptr);
+    ExpectCounters(30, 20, 50, 50, 1);
     cache.Purge();
     EXPECT_EQ(FakeBuffer::sDeleted, std::vector<int>({2}));
     ExpectCounters(30, 0, 30, 50, 0);
@@ -203,7 +198,8 @@ TEST_F(ResourceFactoryTest, PurgeDeletesIdleBuffersOnly) {
     ExpectCounters(0, 40, 40, 50, 2);
 }
 
-TEST_F(ResourceFactoryTest, FinalizedCacheKeepsNothing) {
+// A finalized cache keeps nothing until its next session; a destroyed one deletes its idle buffers.
+TEST_F(ResourceFactoryTest, FinalizedCacheKeepsNothingAndADestroyedOneDeletesItsIdleBuffers) {
     FakeBuffer* held = cache.Make({30, 1});
     cache.Recycle(cache.Make({20, 2}));
     cache.Finalize();
@@ -219,17 +215,13 @@ TEST_F(ResourceFactoryTest, FinalizedCacheKeepsNothing) {
     cache.Recycle(cache.Make({10, 3}));
     EXPECT_FALSE(cache.Counters().finalized);
     ExpectCounters(0, 10, 10, 50, 1);
-}
-
-TEST(ResourceFactory, DestroyedCacheDeletesItsIdleBuffers) {
-    FakeBuffer::sLive = 0;
     {
-        Cache cache;
-        cache.Recycle(cache.Make({10, 1}));
-        cache.Recycle(cache.Make({10, 2, 1}));
-        EXPECT_EQ(FakeBuffer::sLive, 2);
+        Cache destroyed;
+        destroyed.Recycle(destroyed.Make({10, 4}));
+        destroyed.Recycle(destroyed.Make({10, 5, 1}));
+        EXPECT_EQ(FakeBuffer::sLive, 3);
     }
-    EXPECT_EQ(FakeBuffer::sLive, 0);
+    EXPECT_EQ(FakeBuffer::sLive, 1) << "a destroyed cache deletes its idle buffers";
 }
 
 // A resource that records the order in which resources are finalised.

@@ -10,6 +10,7 @@
 #include "gl/resources/RenderBuffer.h"
 #include "gl/resources/TextureBuffer.h"
 #include "support/TestImage.h"
+#include "support/StateSentinel.h"
 #include "ResourceTestSupport.h"
 
 #include <GL/gl.h>
@@ -22,6 +23,7 @@
 #include <tuple>
 
 using namespace OGL_ZEP6_AE;
+using zep6test::Integer;
 using zep6test::ExpectWithout;
 using zep6test::OnWorker;
 using zep6test::TestImage;
@@ -33,12 +35,6 @@ constexpr unsigned int kRect = GL_TEXTURE_RECTANGLE;
 
 TextureKey Exact(int width, int height, unsigned int internalFormat = GL_RGBA8) {
     return TextureKey(kRect, width, height, internalFormat, 1);
-}
-
-GLint Integer(GLenum name) {
-    GLint value = 0;
-    glGetIntegerv(name, &value);
-    return value;
 }
 
 // A four-value query: GL_VIEWPORT, GL_SCISSOR_BOX.

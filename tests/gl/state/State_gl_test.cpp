@@ -44,11 +44,6 @@ using namespace zep6test;
 
 namespace {
 
-int GetInt(GLenum name) {
-    GLint v = 0;
-    glGetIntegerv(name, &v);
-    return v;
-}
 std::vector<float> GetFloats(GLenum name, int n) {
     std::vector<float> v(16);
     glGetFloatv(name, v.data());
@@ -188,11 +183,11 @@ TEST_F(StateGL, ColorMatrixWorksWhereImagingExistsAndIsHarmlessElsewhere) {
     m.Apply();
     if (ColorMatrix::IsSupported()) {
         EXPECT_TRUE(Same(Current(ColorMatrix()), m));
-        EXPECT_EQ(GetInt(GL_MATRIX_MODE), GL_MODELVIEW);
+        EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_MODELVIEW);
         ColorMatrix(Color(1, 0, 0, 0), Color(0, 1, 0, 0), Color(0, 0, 1, 0), Color(0, 0, 0, 1)).Apply();
     } else {
         // No colour matrix: nothing is selected and no error is raised (checked by TearDown).
-        EXPECT_EQ(GetInt(GL_MATRIX_MODE), GL_TEXTURE);
+        EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_TEXTURE);
         EXPECT_TRUE(Same(Current(m), m));
     }
     glMatrixMode(GL_MODELVIEW);
@@ -223,7 +218,7 @@ TEST_F(StateGL, SeparateBlendFactorsNeedTheSeparateEntryPoint) {
 TEST_F(StateGL, TextureUnitsRecordFourUnitsAtMostAndRestoreTheActiveOne) {
     // Unit 5 must exist for glActiveTexture: NVIDIA has only 4 fixed-function units
     // (GL_MAX_TEXTURE_UNITS) but many more texture image units.
-    ASSERT_GE(std::max(GetInt(GL_MAX_TEXTURE_COORDS), GetInt(GL_MAX_COMBINED_TEXTURE_IMAGE_UNITS)), 6);
+    ASSERT_GE(std::max(Integer(GL_MAX_TEXTURE_COORDS), Integer(GL_MAX_COMBINED_TEXTURE_IMAGE_UNITS)), 6);
     const GLuint names[] = {MakeTexture(GL_TEXTURE_2D), MakeTexture(GL_TEXTURE_RECTANGLE),
                             MakeTexture(GL_TEXTURE_2D), MakeTexture(GL_TEXTURE_RECTANGLE)};
 
@@ -253,13 +248,13 @@ TEST_F(StateGL, TextureUnitsRecordFourUnitsAtMostAndRestoreTheActiveOne) {
     for (int i = 0; i < 4; ++i)
         units.matrices[i] = Filled<TextureMatrix>(i + 1.0, GL_PROJECTION);
     EXPECT_TRUE(RoundTrips(units));
-    EXPECT_EQ(GetInt(GL_ACTIVE_TEXTURE), GL_TEXTURE1);
-    EXPECT_EQ(GetInt(GL_CLIENT_ACTIVE_TEXTURE), GL_TEXTURE1);
+    EXPECT_EQ(Integer(GL_ACTIVE_TEXTURE), GL_TEXTURE1);
+    EXPECT_EQ(Integer(GL_CLIENT_ACTIVE_TEXTURE), GL_TEXTURE1);
 
     units.count = 8;
     units.Apply();
     TextureUnit::Activate(GL_TEXTURE5);
-    EXPECT_EQ(static_cast<GLuint>(GetInt(GL_TEXTURE_BINDING_2D)), names[2]);
+    EXPECT_EQ(static_cast<GLuint>(Integer(GL_TEXTURE_BINDING_2D)), names[2]);
     glBindTexture(GL_TEXTURE_2D, 0);
     glDeleteTextures(4, names);
     SetDefault();
@@ -267,36 +262,16 @@ TEST_F(StateGL, TextureUnitsRecordFourUnitsAtMostAndRestoreTheActiveOne) {
 
 // ---- attributes and State ------------------------------------------------------------------------
 
-TEST_F(StateGL, AttributesPushOnceAndUnwindLevelsLeftAbove) {
-    const int base = GetInt(GL_ATTRIB_STACK_DEPTH), clientBase = GetInt(GL_CLIENT_ATTRIB_STACK_DEPTH);
-    glDisable(GL_BLEND);
-    Attributes attributes(GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT, GL_CLIENT_VERTEX_ARRAY_BIT);
-    attributes.Apply();
-    attributes.Retrieve(); // pops its own level first: still one level
-    EXPECT_EQ(GetInt(GL_ATTRIB_STACK_DEPTH), base + 1);
-    EXPECT_EQ(GetInt(GL_CLIENT_ATTRIB_STACK_DEPTH), clientBase + 1);
-
-    // Someone pushes above it and forgets to pop.
-    glEnable(GL_BLEND);
-    glPushAttrib(GL_ENABLE_BIT);
-    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
-    glEnableClientState(GL_VERTEX_ARRAY);
-    attributes.Pop();
-    EXPECT_EQ(GetInt(GL_ATTRIB_STACK_DEPTH), base);
-    EXPECT_EQ(GetInt(GL_CLIENT_ATTRIB_STACK_DEPTH), clientBase);
-    EXPECT_FALSE(glIsEnabled(GL_BLEND) || glIsEnabled(GL_VERTEX_ARRAY));
-    attributes.Pop(); // nothing left to pop
-    EXPECT_EQ(GetInt(GL_ATTRIB_STACK_DEPTH), base);
-}
-
-// A State restores what it recorded at every Apply (the attributes stay saved for a later one),
-// and binds none for an object deleted since it was recorded: the old names must not come back.
+// A State restores what it recorded at every Apply (the attributes stay saved for a later one, in
+// one level however often it records: levels a job leaves above it are the worker's case), and
+// binds none for an object deleted since it was recorded: the old names must not come back.
 TEST_F(StateGL, StateRestoresWhatItRecordedAndNothingDeletedSince) {
     Sentinels objects;
     objects.Create();
     const Snapshot before = Snapshot::Take();
     State state(2);
     state.Retrieve();
+    state.Retrieve(); // records afresh in the same level of the attribute stacks
     for (double seed : {5.0, 6.0}) {
         objects.Damage(seed);
         state.Apply();
@@ -318,7 +293,7 @@ TEST_F(StateGL, StateRestoresWhatItRecordedAndNothingDeletedSince) {
     objects.Destroy();
     recorded.Apply();
     recorded.Pop();
-    EXPECT_EQ(std::make_tuple(GetInt(GL_TEXTURE_BINDING_2D), GetInt(GL_FRAMEBUFFER_BINDING), GetInt(GL_CURRENT_PROGRAM)),
+    EXPECT_EQ(std::make_tuple(Integer(GL_TEXTURE_BINDING_2D), Integer(GL_FRAMEBUFFER_BINDING), Integer(GL_CURRENT_PROGRAM)),
               std::make_tuple(0, 0, 0));
     EXPECT_FALSE(glIsTexture(objects.tex2D[0]) || GLEntry::glIsFramebufferEXT(objects.frameBuffer));
 }
@@ -406,17 +381,17 @@ TEST_F(StateGL, PushedStacksPopAndLeaveModelViewSelected) {
         glLoadIdentity();
         glTranslatef(1, 2, 3);
         const std::vector<float> before = GetFloats(matrix, 16);
-        const int depth = GetInt(depthQuery);
+        const int depth = Integer(depthQuery);
         {
             Guard guard = push();
-            EXPECT_EQ(GetInt(GL_MATRIX_MODE), static_cast<int>(mode));
-            EXPECT_EQ(GetInt(depthQuery), depth + 1);
+            EXPECT_EQ(Integer(GL_MATRIX_MODE), static_cast<int>(mode));
+            EXPECT_EQ(Integer(depthQuery), depth + 1);
             glScalef(5, 5, 5);
             // Another mode selected: the destructor must select the stack's own again to pop it.
             glMatrixMode(GL_PROJECTION == mode ? GL_TEXTURE : GL_PROJECTION);
         }
-        EXPECT_EQ(GetInt(depthQuery), depth);
-        EXPECT_EQ(GetInt(GL_MATRIX_MODE), GL_MODELVIEW);
+        EXPECT_EQ(Integer(depthQuery), depth);
+        EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_MODELVIEW);
         glMatrixMode(mode);
         EXPECT_EQ(GetFloats(matrix, 16), before);
         glLoadIdentity();
@@ -574,8 +549,8 @@ TEST_F(StateGL, ClearingHelpersClearAndKeepTheirSettings) {
 
     // Every setting the helpers touch is as before.
     EXPECT_EQ(Current(clearValues), clearValues);
-    EXPECT_EQ(GetInt(GL_DEPTH_FUNC), GL_LESS);
-    EXPECT_FALSE(glIsEnabled(GL_DEPTH_TEST) || glIsEnabled(GL_SCISSOR_TEST) || GetInt(GL_DEPTH_WRITEMASK));
+    EXPECT_EQ(Integer(GL_DEPTH_FUNC), GL_LESS);
+    EXPECT_FALSE(glIsEnabled(GL_DEPTH_TEST) || glIsEnabled(GL_SCISSOR_TEST) || Integer(GL_DEPTH_WRITEMASK));
     EXPECT_EQ(Current(ColorMask()), ColorMask::Default);
     glDepthMask(GL_TRUE);
 }

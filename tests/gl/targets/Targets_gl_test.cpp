@@ -5,7 +5,6 @@
 // Texture_gl_test.cpp; 8-bit storage, chosen where the card has no float textures, in the storage
 // rules (Capabilities_test) and the round trips under ZEP6_STORAGE=byte (RoundTrip_gl_test).
 
-#include "core/Errors.h"
 #include "core/TestCountersPrivate.h"
 #include "gl/context/Capabilities.h"
 #include "geometry/Region.h"
@@ -20,6 +19,7 @@
 #include "gl/targets/TiledBuffer.h"
 #include "gl/texture/Texture.h"
 #include "support/PixelLayouts.h"
+#include "support/StateSentinel.h"
 #include "support/TestImage.h"
 
 #include <GL/gl.h>
@@ -36,6 +36,7 @@
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
+using zep6test::Integer;
 using zep6test::ExpectWithout;
 using zep6test::OnWorker;
 using zep6test::Pixels;
@@ -86,12 +87,6 @@ void FillPattern(TestImage& image) {
     zep6test::FillSource(image, {"RGBA8", zep6test::Kind::RGBA, Formats::RGBA8});
 }
 
-GLint Integer(GLenum name) {
-    GLint value = 0;
-    glGetIntegerv(name, &value);
-    return value;
-}
-
 // A BGRA image whose pixel (x, y in memory rows) is (blue = 4x, green = 8y, red = 90, alpha = 255).
 void FillOpaquePattern(TestImage& image) {
     for (long y = 0; y < image.GetHeight(); ++y)
@@ -113,13 +108,27 @@ bool Drawn(RenderedTexture& target, const std::function<void()>& draw) {
 
 // ---- RenderedTexture ---------------------------------------------------------------------
 
-// WriteFit puts the lower-left of a larger image unscaled; a bottom-up read is direct, a top-down
-// one takes the render path. (Write and the read layouts: Texture_gl_test and the round trips.)
-ZEP6_WORKER_TEST(RenderedTexture, WriteFitKeepsTheLowerLeftAndTheReadPathFollowsTheRowOrder) {
-    TestImage source(Formats::BGRA8, 40, 40);
+// WriteFit puts the lower-left of a larger image unscaled; invalid images change nothing and are
+// not read into; a bottom-up read is direct, a top-down one takes the render path. (Write and the
+// read layouts: Texture_gl_test and the round trips.)
+ZEP6_WORKER_TEST(RenderedTexture, WriteFitKeepsTheLowerLeftInvalidImagesChangeNothingReadsFollowTheRowOrder) {
+    TestImage source(Formats::BGRA8, 40, 40), invalid(Formats::BGRA8, 32, 16);
     FillOpaquePattern(source);
+    invalid.Fill(0xFF);
+    invalid.SetHeight(0);
     RenderedTexture target(32, 16);
     ASSERT_TRUE(Drawn(target, [&] { target.WriteFit(&source); }));
+    target.Resize(&invalid);
+    EXPECT_TRUE(target.Width() == 32 && target.Height() == 16 && target.ColorBuffer() != nullptr);
+    ASSERT_TRUE(Drawn(target, [&] {
+        target.Write(&invalid);
+        target.WriteFit(&invalid);
+        target.Write(nullptr);
+    }));
+    ResetTestCounts();
+    target.Read(&invalid);
+    target.Read(nullptr);
+    EXPECT_EQ(TestCount(TestCounter::DirectReads) + TestCount(TestCounter::RenderReads), 0);
     for (bool bottomUp : {true, false}) {
         TestImage result(Formats::BGRA8, 32, 16);
         result.SetBottomUp(bottomUp);
@@ -132,30 +141,6 @@ ZEP6_WORKER_TEST(RenderedTexture, WriteFitKeepsTheLowerLeftAndTheReadPathFollows
         EXPECT_EQ(TestCount(TestCounter::RenderReads), direct ? 0 : 1);
         EXPECT_TRUE(Within(2, result, [&](long x, long py) { return source.Row(py) + x * 4; }));
     }
-}
-
-ZEP6_WORKER_TEST(RenderedTexture, InvalidImagesChangeNothing) {
-    TestImage source(Formats::BGRA8, 16, 16);
-    FillOpaquePattern(source);
-    RenderedTexture target(16, 16);
-    ASSERT_TRUE(Drawn(target, [&] { target.Write(&source); }));
-    TestImage invalid(Formats::BGRA8, 16, 16);
-    invalid.Fill(0xFF);
-    invalid.SetHeight(0);
-    target.Resize(&invalid);
-    EXPECT_TRUE(target.Width() == 16 && target.Height() == 16 && target.ColorBuffer() != nullptr);
-    ASSERT_TRUE(Drawn(target, [&] {
-        target.Write(&invalid);
-        target.WriteFit(&invalid);
-        target.Write(nullptr);
-    }));
-    ResetTestCounts();
-    target.Read(&invalid);
-    target.Read(nullptr);
-    EXPECT_EQ(TestCount(TestCounter::DirectReads) + TestCount(TestCounter::RenderReads), 0);
-    TestImage result(Formats::BGRA8, 16, 16);
-    target.Read(&result);
-    EXPECT_EQ(std::memcmp(result.Bytes(), source.Bytes(), source.ByteCount()), 0);
 }
 
 // Nothing on the card before first use; Resize keeps storage of the same size and format (not
@@ -228,22 +213,10 @@ TEST(RenderedTextureDeathTest, WithoutDepthTexturesDepthRenderBufferIsReadBack) 
     ExpectWithout("GL_ARB_depth_texture", &DepthRenderBufferIsReadBack);
 }
 
-TEST(RenderedTextureDeathTest, WithoutFramebufferObjectsSelectionThrows) {
-    ExpectWithout("GL_EXT_framebuffer_object", [] {
-        RenderedTexture target(16, 16);
-        try {
-            target.Select();
-        } catch (const OffscreenUnsupported& e) {
-            // A fixed text: it must say something.
-            return e.what()[0] != '\0';
-        }
-        return false;
-    });
-}
-
 // ---- Tiles and their order -----------------------------------------------------------------
 
-// Tiles of the default size (2048 x 1080), or of the size given to Rewind (a tile width above 0).
+// Tiles of the default size (2048 x 1080), or of the size given to Rewind (a tile width above 0);
+// none for a null destination or one without pixels.
 ZEP6_WORKER_TEST(TiledBuffer, TilesRunRowByRowFromTheBottomLeft) {
     const struct {
         long width, height;
@@ -279,6 +252,14 @@ ZEP6_WORKER_TEST(TiledBuffer, TilesRunRowByRowFromTheBottomLeft) {
         EXPECT_FALSE(tiles.GetCurrentTile().valid);
         EXPECT_FALSE(tiles.Rewind(128, 128)); // the loop is over: no target, no tiles
     }
+    // A null destination, or one without pixels, gives no targets and an empty loop.
+    TestImage invalid(Formats::RGBA8, 16, 16);
+    invalid.SetNullBase(true);
+    TiledBuffer none(nullptr);
+    AntiAliasBuffer supersampled(&invalid, 3);
+    EXPECT_TRUE(none.Width() == 0 && !none.Next());
+    EXPECT_EQ(supersampled.GetAntialiasScaler(), 4.0f);
+    EXPECT_TRUE(!supersampled.TileTarget() && !supersampled.SupersampleTarget() && !supersampled.Next());
 }
 
 // ---- Away from the worker ------------------------------------------------------------------
@@ -566,21 +547,5 @@ INSTANTIATE_TEST_SUITE_P(Levels, SupersampledDrawing, ::testing::ValuesIn(kLevel
                          [](const ::testing::TestParamInfo<LevelRow>& info) {
                              return "Level" + std::to_string(info.param.level < 0 ? 99 : info.param.level);
                          });
-
-// A null destination, or one without pixels, gives no targets and an empty loop.
-TEST(TiledBuffer, NullOrInvalidDestinationHasNoLoop) {
-    TestImage invalid(Formats::RGBA8, 16, 16);
-    invalid.SetNullBase(true);
-    ASSERT_TRUE(OnWorker([&] {
-        TiledBuffer tiles(nullptr);
-        EXPECT_EQ(tiles.Width(), 0);
-        EXPECT_FALSE(tiles.Next());
-        AntiAliasBuffer buffer(&invalid, 3);
-        EXPECT_EQ(buffer.GetAntialiasScaler(), 4.0f);
-        EXPECT_EQ(buffer.TileTarget(), nullptr);
-        EXPECT_EQ(buffer.SupersampleTarget(), nullptr);
-        EXPECT_FALSE(buffer.Next());
-    }));
-}
 
 } // namespace
