@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <set>
+#include <tuple>
 #include <utility>
 
 using namespace OGL_ZEP6_AE;
@@ -17,12 +18,12 @@ TEST(AntiAliasRender, QualityGivesThePassCountAndEachJitterEntryOnceLastFirst) {
     const std::pair<int, int> cases[] = {{0, 1}, {1, 4}, {2, 6}, {3, 8}, {4, 12}, {5, 16}, {6, 1}, {-3, 1}};
     for (const auto& [quality, passes] : cases) {
         AntiAliasRender render(quality, 0.0f, 0.0f);
-        EXPECT_EQ(render.Passes(), passes) << "quality " << quality;
-        EXPECT_EQ(render.IsEffective(), passes > 1) << "quality " << quality;
         std::set<std::pair<float, float>> used;
         for (int k = 1; k <= passes; ++k)
             used.insert({render.JitterOf(k).x, render.JitterOf(k).y});
-        EXPECT_EQ(static_cast<int>(used.size()), passes) << "quality " << quality;
+        EXPECT_EQ(std::make_tuple(render.Passes(), render.IsEffective(), static_cast<int>(used.size())),
+                  std::make_tuple(passes, passes > 1, passes))
+            << "quality " << quality;
     }
     // Quality 3: the eight-entry table, its last entry at the first pass.
     AntiAliasRender eight(3, 0.0f, 0.0f);
@@ -75,15 +76,12 @@ TEST(AntiAliasRender, CircleOfConfusion) {
 TEST(AntiAliasRender, BadValuesMeanNoDepthOfField) {
     const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
     for (float bad : {nan, inf, -inf, -5.0f}) {
-        AntiAliasRender made(0, bad, bad);
-        EXPECT_FALSE(made.IsEffective()) << bad;
-        AntiAliasRender render;
+        AntiAliasRender made(0, bad, bad), render;
         render.Initialize(0, 100.0f, bad, bad, bad, bad, false);
-        EXPECT_FALSE(render.IsEffective()) << bad;
-        EXPECT_EQ(render.PostBlur(), 0.0f) << bad;
+        EXPECT_FALSE(made.IsEffective() || render.IsEffective() || render.PostBlur() != 0.0f) << bad;
+        EXPECT_NEAR(render.ZFromDepth(0.0f), 10.0f, 1e-3f) << "clip distances kept";
         render.Initialize(0, bad, 50.0f, 0.0f, 10.0f, 1000.0f, true);
         EXPECT_EQ(render.Passes(), 1) << "no lens jitter without a focus: " << bad;
-        EXPECT_NEAR(render.ZFromDepth(0.0f), 10.0f, 1e-3f) << "clip distances kept";
     }
 }
 
