@@ -27,25 +27,7 @@ using zep6test::GlProgramTest;
 using zep6test::MissingEntry;
 using zep6test::Rgba;
 
-namespace {
-
 using EffectProgramTest = GlProgramTest;
-
-// The message of the Error that `f` throws.
-std::string ErrorOf(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const Error& e) {
-        return e.what();
-    }
-    return "(nothing thrown)";
-}
-
-double Luma601(const Rgba& p) {
-    return p[0] * 0.299 + p[1] * 0.587 + p[2] * 0.114;
-}
-
-} // namespace
 
 // luma() and saturation() are met through the modes and the conversions (ProgramFormulas_gl_test).
 TEST_F(EffectProgramTest, CommonRandLinksWithoutBeingDefined) {
@@ -120,7 +102,7 @@ TEST_F(EffectProgramTest, CommonBlurWeighsByProductOfSquaresAndCountsEveryWeight
                                 1.0 - double(dx * dx) * double(dy * dy) / std::pow(radius, 4.0);
                             const int sx = std::clamp(x + dx, 0, w - 1), sy = std::clamp(y + dy, 0, h - 1);
                             const Rgba& s = pixels[static_cast<std::size_t>(sy * w + sx)];
-                            if (Luma601(s) >= threshold)
+                            if (s[0] * 0.299 + s[1] * 0.587 + s[2] * 0.114 >= threshold) // Rec. 601 luma
                                 for (int c = 0; c < 4; ++c)
                                     acc[c] += s[static_cast<std::size_t>(c)] * weight;
                             sum += weight;
@@ -150,16 +132,19 @@ const char* const kAllTypes =
     "    gl_FragColor = vec4(s) + texture2DRect(rect, vec2(0.0)) + texture2D(plain, vec2(0.0));\n"
     "}\n";
 
+// `sentinel`: what the uniform holds before a transfer that must do nothing, a value no case writes
+// and that the uniform can hold (a bool holds only 0 or 1, a sampler only a unit number).
 struct UniformShape {
     const char* name;
     int components;
     bool integer; // read and written as integers (int, bool, ivec, sampler)
+    float sentinel = -7.0f;
 };
 
 const UniformShape kShapes[] = {
-    {"i", 1, true},   {"b", 1, true},    {"f", 1, false},   {"v2", 2, false},   {"v3", 3, false},
-    {"v4", 4, false}, {"iv2", 2, true},  {"iv3", 3, true},  {"iv4", 4, true},   {"m2", 4, false},
-    {"m3", 9, false}, {"m4", 16, false}, {"rect", 1, true}, {"plain", 1, true},
+    {"i", 1, true},   {"b", 1, true, 0.0f}, {"f", 1, false},  {"v2", 2, false},        {"v3", 3, false},
+    {"v4", 4, false}, {"iv2", 2, true},     {"iv3", 3, true}, {"iv4", 4, true},        {"m2", 4, false},
+    {"m3", 9, false}, {"m4", 16, false},    {"rect", 1, true, 5.0f}, {"plain", 1, true, 5.0f},
 };
 
 const UniformShape& Shape(const char* name) {
@@ -223,16 +208,6 @@ protected:
     GLSL::Shader shader_{GL_FRAGMENT_SHADER, kAllTypes};
     EffectProgram program_{&shader_};
 };
-
-// What a uniform holds before a transfer that must do nothing: a value no case writes and that
-// the uniform can hold (a bool holds only 0 or 1, a sampler only a unit number).
-float Sentinel(const char* name) {
-    if (std::strcmp(name, "b") == 0)
-        return 0.0f;
-    if (std::strcmp(name, "rect") == 0 || std::strcmp(name, "plain") == 0)
-        return 5.0f;
-    return -7.0f;
-}
 
 using Setter = std::function<void(EffectProgram&, const char*)>;
 
@@ -300,12 +275,13 @@ TEST_F(TypedTransferTest, SettersFollowTheTable) {
 
     for (const SetCase& c : cases) {
         SCOPED_TRACE(c.what);
-        Raw(c.uniform, {Sentinel(c.uniform)});
+        const UniformShape& shape = Shape(c.uniform);
+        Raw(c.uniform, {shape.sentinel});
         GLEntry::glActiveTexture(GL_TEXTURE0);
         ASSERT_NO_THROW(c.set(program_, c.uniform));
         std::vector<float> expected = c.expected;
         if (expected.empty())
-            expected.assign(static_cast<std::size_t>(Shape(c.uniform).components), Sentinel(c.uniform));
+            expected.assign(static_cast<std::size_t>(shape.components), shape.sentinel);
         const std::vector<float> actual = Read(c.uniform);
         ASSERT_EQ(actual.size(), expected.size());
         for (std::size_t k = 0; k < expected.size(); ++k)
@@ -319,7 +295,12 @@ TEST_F(TypedTransferTest, SettersFollowTheTable) {
 
 TEST_F(TypedTransferTest, AUniformWithoutLocationThrowsOnlyWhenItsTypeSuits) {
     GLSL::Uniform loose("f", GL_FLOAT); // never attached
-    EXPECT_EQ(ErrorOf([&] { program_.SetUniform(&loose, 1.0f); }), "No Location for Uniform Variable");
+    try {
+        program_.SetUniform(&loose, 1.0f);
+        ADD_FAILURE() << "nothing thrown";
+    } catch (const Error& e) {
+        EXPECT_STREQ(e.what(), "No Location for Uniform Variable");
+    }
     float value = 0;
     EXPECT_THROW(program_.GetUniform(&loose, value), Error);
     EXPECT_NO_THROW(program_.SetUniform(&loose, Color::White)) << "a type that does not fit does nothing";
