@@ -396,9 +396,7 @@ TEST_P(TexturePathsProjection, QuadLandsWhereTheMatricesSay) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, TexturePathsProjection, ::testing::ValuesIn(kProjectionCases),
-                         [](const ::testing::TestParamInfo<ProjectionCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         ::testing::PrintToStringParamName());
 
 const Layout kBGRA8{"BGRA8", Kind::BGRA, Formats::BGRA8};
 const Layout kRGBA32F{"RGBA32F", Kind::RGBA, Formats::RGBA32F};
@@ -410,19 +408,18 @@ double At(const TestImage& image, const Layout& layout, long x, long y, int k) {
     return rgba[k];
 }
 
-// Compares every channel of a bottom-up result with expected(x, y, k); reports the first misses
-// and returns how many there were.
-template <typename Expected>
-int Misses(const TestImage& result, const Layout& layout, double tolerance, Expected expected) {
+// Every channel of a bottom-up result is expected(x, y, k) within the layout's tolerance; the first
+// misses are reported, and their count.
+template <typename Expected> void ExpectPixels(const TestImage& result, const Layout& layout, Expected expected) {
     int wrong = 0;
     for (long y = 0; y < result.GetHeight(); ++y)
         for (long x = 0; x < result.GetWidth(); ++x)
             for (int k = 0; k < 4; ++k) {
                 const double got = At(result, layout, x, y, k), want = expected(x, y, k);
-                if (std::abs(got - want) > tolerance && ++wrong <= 5)
+                if (std::abs(got - want) > Tolerance(layout.format) && ++wrong <= 5)
                     ADD_FAILURE() << x << ", " << y << " channel " << k << ": " << got << " not " << want;
             }
-    return wrong;
+    EXPECT_EQ(wrong, 0);
 }
 
 void WriteReplacing(RenderedTexture& target, const TestImage& image) {
@@ -457,11 +454,8 @@ TEST(TexturePaths, BlitModulatesByOpacityAndUsesTheRegionOnlyAsAGate) {
             TestImage result(Formats::RGBA32F, 16, 8);
             destination.Read(&result);
             const double green[4] = {0, 1, 0, 1};
-            EXPECT_EQ(Misses(result, kRGBA32F, Tolerance(kRGBA32F.format),
-                             [&](long x, long y, int k) {
-                                 return draws ? 0.5 * At(image, kBGRA8, x, y, k) : green[k];
-                             }),
-                      0);
+            ExpectPixels(result, kRGBA32F,
+                         [&](long x, long y, int k) { return draws ? 0.5 * At(image, kBGRA8, x, y, k) : green[k]; });
         }
     }));
 }
@@ -483,12 +477,10 @@ TEST(TexturePaths, ProcessingShadersTakeTheRenderPathBothWays) {
         EXPECT_EQ(TestCount(TestCounter::DirectUploads), 0);
         EXPECT_EQ(TestCount(TestCounter::RenderUploads), 1);
         texture.Read(&inverted);
-        EXPECT_EQ(Misses(inverted, kBGRA8, Tolerance(kBGRA8.format),
-                         [&](long x, long y, int k) {
-                             const double v = At(image, kBGRA8, x, y, k);
-                             return k == 3 ? v : 1.0 - v;
-                         }),
-                  0);
+        ExpectPixels(inverted, kBGRA8, [&](long x, long y, int k) {
+            const double v = At(image, kBGRA8, x, y, k);
+            return k == 3 ? v : 1.0 - v;
+        });
 
         RenderedTexture target(16, 8);
         WriteReplacing(target, image);
@@ -499,12 +491,10 @@ TEST(TexturePaths, ProcessingShadersTakeTheRenderPathBothWays) {
             ResetTestCounts();
             target.Read(&result);
             EXPECT_EQ(TestCount(TestCounter::RenderReads), 1);
-            EXPECT_EQ(Misses(result, layout, Tolerance(layout.format),
-                             [&](long x, long y, int k) {
-                                 const double a = At(image, kBGRA8, x, y, 3);
-                                 return k == 3 ? a : At(image, kBGRA8, x, y, k) * a;
-                             }),
-                      0);
+            ExpectPixels(result, layout, [&](long x, long y, int k) {
+                const double a = At(image, kBGRA8, x, y, 3);
+                return k == 3 ? a : At(image, kBGRA8, x, y, k) * a;
+            });
         }
     }));
 }
@@ -537,12 +527,9 @@ TEST(TexturePaths, WriteTextureDrawsTheRegionNearest) {
         EXPECT_EQ(texture.GetHeight(), 6);
         target.Read(&result);
     }));
-    EXPECT_EQ(Misses(result, kBGRA8, Tolerance(kBGRA8.format),
-                     [&](long x, long y, int k) {
-                         const bool inside = region.IsInRange(p2f(x + 0.5f, y + 0.5f));
-                         return inside ? At(image, kBGRA8, x, y, k) : 0.0;
-                     }),
-              0);
+    ExpectPixels(result, kBGRA8, [&](long x, long y, int k) {
+        return region.IsInRange(p2f(x + 0.5f, y + 0.5f)) ? At(image, kBGRA8, x, y, k) : 0.0;
+    });
 }
 
 // ---- The storage type (its choice under ZEP6_STORAGE: RoundTrip_gl_test.cpp) ------------------
