@@ -89,22 +89,16 @@ TEST_F(GlslTest, FailuresThrowOnceWithTheirPrefixes) {
     }
 }
 
-namespace {
-
-void LinkInJob(const char* fragment, int) {
-    GLSL::Shader shader(GL_FRAGMENT_SHADER, fragment);
-    EffectProgram program(&shader);
-    program.Apply();
-}
-
-} // namespace
-
 // A job's compile or link failure keeps the driver's message after unwinding freed its program.
 TEST(ProgramErrors, OutliveTheProgramOfTheJob) {
+    void (*const link)(const char*, int) = [](const char* fragment, int) {
+        GLSL::Shader shader(GL_FRAGMENT_SHADER, fragment);
+        EffectProgram(&shader).Apply();
+    };
     for (auto [fragment, head] : {std::make_pair(kBadFragment, "GLSL Compile Error:\n"),
                                          std::make_pair(kUnresolvedFragment, "GLSL Link Error:\n")}) {
         int unused = 0;
-        Threader2<void (*)(const char*, int), const char*, int> job(&LinkInJob, &fragment, &unused);
+        Threader2<void (*)(const char*, int), const char*, int> job(link, &fragment, &unused);
         EXPECT_FALSE(job.ThreadQueue()) << head;
         const std::string message = job.ErrorMessage();
         EXPECT_EQ(message.rfind(head, 0), 0u) << message;
