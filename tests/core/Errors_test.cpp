@@ -17,12 +17,8 @@ using zep6test::TestImage;
 namespace Formats = zep6test::Formats;
 
 // Callers catch them all as std::exception; none is a kind of another.
-static_assert(std::is_base_of<std::exception, Error>::value &&
-              std::is_base_of<std::exception, Unsupported>::value &&
-              std::is_base_of<std::exception, OffscreenUnsupported>::value &&
-              std::is_base_of<std::exception, OpenGLError>::value &&
-              std::is_base_of<std::exception, FramebufferError>::value &&
-              std::is_base_of<std::exception, OpenGLDebug>::value);
+template <class... E> constexpr bool kAllExceptions = (std::is_base_of<std::exception, E>::value && ...);
+static_assert(kAllExceptions<Error, Unsupported, OffscreenUnsupported, OpenGLError, FramebufferError, OpenGLDebug>);
 static_assert(!std::is_base_of<Error, Unsupported>::value &&
               !std::is_base_of<Unsupported, OffscreenUnsupported>::value);
 
