@@ -337,11 +337,8 @@ TEST(InternalFormatFor, FollowsTypeAndWhatTheCardOffers) {
 }
 
 TEST(DebugWriters, WriteNothingAndReportFailure) {
-    char path[] = "/tmp/zep6_debug_writer_XXXXXX";
-    const int fd = mkstemp(path);
-    ASSERT_GE(fd, 0);
-    close(fd);
-    std::remove(path);
+    const std::string name = "/tmp/zep6_debug_writer_" + std::to_string(getpid());
+    const char* path = name.c_str();
 
     zep6test::TestImage image(zep6test::Formats::BGRA8, 4, 4);
     image.Fill(0x7F);
