@@ -156,10 +156,8 @@ bool Matches(const FeedbackVertex& got, const V& e) {
            std::fabs(got.g - e.g) < 2e-3f && std::fabs(got.b - e.b) < 2e-3f;
 }
 
-std::string Text(const FeedbackVertex& v) {
-    return "(" + std::to_string(v.x) + ", " + std::to_string(v.y) + ") st (" + std::to_string(v.s) + ", " +
-           std::to_string(v.t) + ") rgb (" + std::to_string(v.r) + ", " + std::to_string(v.g) + ", " +
-           std::to_string(v.b) + ")";
+std::ostream& operator<<(std::ostream& out, const FeedbackVertex& v) {
+    return out << "(" << v.x << ", " << v.y << ") st (" << v.s << ", " << v.t << ") rgb " << p3f(v.r, v.g, v.b);
 }
 
 using Inside = std::function<bool(float, float)>;
@@ -459,13 +457,13 @@ protected:
         }
         for (const auto& p : polygons) {
             if (row.winding != 0 && std::fabs(SignedArea(p)) > 1e-3f) {
-                EXPECT_EQ(SignedArea(p) > 0, row.winding > 0) << "winding of a polygon at " << Text(p[0]);
+                EXPECT_EQ(SignedArea(p) > 0, row.winding > 0) << "winding of a polygon at " << p[0];
             }
             for (const auto& v : p) {
                 if (row.rule) {
                     V e = row.rule(v);
                     e.x = v.x, e.y = v.y;
-                    EXPECT_TRUE(Matches(v, e)) << Text(v);
+                    EXPECT_TRUE(Matches(v, e)) << v;
                 }
             }
         }
@@ -503,7 +501,7 @@ protected:
         };
         for (const auto& p : polygons) {
             if (!row.strips.empty() || !row.points.empty()) {
-                EXPECT_TRUE(expected(p)) << "unexpected polygon at " << Text(p[0]);
+                EXPECT_TRUE(expected(p)) << "unexpected polygon at " << p[0];
             }
         }
     }
