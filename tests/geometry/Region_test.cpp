@@ -9,15 +9,11 @@ using namespace OGL_ZEP6_AE;
 
 namespace {
 
-// A region whose valid flag is set by hand, whatever its sizes say.
-Region Flagged(int x, int y, unsigned w, unsigned h, bool valid) {
+// A region whose valid flag is set by hand (to invalid unless asked), whatever its sizes say.
+Region Invalid(int x, int y, unsigned w, unsigned h, bool valid = false) {
     Region r(x, y, w, h);
     r.valid = valid;
     return r;
-}
-
-Region Invalid(int x, int y, unsigned w, unsigned h) {
-    return Flagged(x, y, w, h, false);
 }
 
 Region3d Invalid(const p3f& min, const p3f& max) {
@@ -114,7 +110,7 @@ TEST(RegionSetOps, UnionWithPoint) {
         {Region(10, 10, 5, 5) | p2f(20.7f, 11), Region(10, 10, 10, 5)},
         {Region(10, 10, 5, 5) | p2f(12, 12), Region(10, 10, 5, 5)},
         // From nothing: the empty rectangle at the point (truncated toward zero), valid.
-        {Region() | p2f(3.9f, -1.5f), Flagged(3, -1, 0, 0, true)},
+        {Region() | p2f(3.9f, -1.5f), Invalid(3, -1, 0, 0, /*valid*/ true)},
         {Region() | p2f(4, 4) | p2f(1, 7) | p2f(9, 2), Region(1, 2, 8, 5)},
     };
     for (const auto& c : cases) {
