@@ -30,6 +30,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -422,11 +423,12 @@ template <typename Expected> void ExpectPixels(const TestImage& result, const La
     EXPECT_EQ(wrong, 0);
 }
 
-void WriteReplacing(RenderedTexture& target, const TestImage& image) {
+// Draws into the target with blending that replaces what is there.
+void DrawReplacing(RenderedTexture& target, const std::function<void()>& draw) {
     PushState state;
     ASSERT_TRUE(target.Select());
     Push<BlendFunc> replace(BlendFunc::Replace);
-    target.Write(&image);
+    draw();
 }
 
 TEST(TexturePaths, BlitModulatesByOpacityAndUsesTheRegionOnlyAsAGate) {
@@ -438,19 +440,16 @@ TEST(TexturePaths, BlitModulatesByOpacityAndUsesTheRegionOnlyAsAGate) {
                                             {Region(5, 5, 0, 3), false}};
     ASSERT_TRUE(OnWorker([&] {
         RenderedTexture source(16, 8), destination(16, 8);
-        WriteReplacing(source, image);
+        DrawReplacing(source, [&] { source.Write(&image); });
         for (const auto& [region, draws] : rows) {
             SCOPED_TRACE(::testing::Message() << "region " << region);
-            {
-                PushState state;
-                ASSERT_TRUE(destination.Select());
+            // Blending replaces, so the drawn colour is the texture modulated by the current colour
+            // (opacity on all four channels), with nothing of the green below.
+            DrawReplacing(destination, [&] {
                 glClearColor(0, 1, 0, 1);
                 glClear(GL_COLOR_BUFFER_BIT);
-                // Blending replaces, so the drawn colour is the texture modulated by the current
-                // colour (opacity on all four channels), with nothing of the green below.
-                Push<BlendFunc> replace(BlendFunc::Replace);
                 source.Blit(region, 0.5f);
-            }
+            });
             TestImage result(Formats::RGBA32F, 16, 8);
             destination.Read(&result);
             const double green[4] = {0, 1, 0, 1};
@@ -483,7 +482,7 @@ TEST(TexturePaths, ProcessingShadersTakeTheRenderPathBothWays) {
         });
 
         RenderedTexture target(16, 8);
-        WriteReplacing(target, image);
+        DrawReplacing(target, [&] { target.Write(&image); });
         target.SetReadProcessing(&Conversion::sPremultiply);
         for (const Layout& layout : layouts) {
             SCOPED_TRACE(layout.name);
@@ -513,16 +512,13 @@ TEST(TexturePaths, WriteTextureDrawsTheRegionNearest) {
         SubImageTexture texture(&image);
         RenderedTexture target(32, 16);
         target.Clear();
-        {
-            PushState state;
-            ASSERT_TRUE(target.Select());
-            Push<BlendFunc> replace(BlendFunc::Replace);
-            // A quarter-pixel shift puts every pixel centre a quarter texel off its texel's
-            // centre: nearest still shows the texel, linear would mix in a quarter of the
-            // neighbour, whose blue differs by 255.
+        // A quarter-pixel shift puts every pixel centre a quarter texel off its texel's centre:
+        // nearest still shows the texel, linear would mix in a quarter of the neighbour, whose blue
+        // differs by 255.
+        DrawReplacing(target, [&] {
             glTranslatef(0.25f, 0.0f, 0.0f);
             WriteTexture(texture, region);
-        }
+        });
         EXPECT_EQ(texture.GetWidth(), 12);
         EXPECT_EQ(texture.GetHeight(), 6);
         target.Read(&result);
