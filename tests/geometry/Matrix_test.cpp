@@ -169,7 +169,9 @@ TEST(ToClosestEuler, RebuildsTheMatrixForEveryOrderAndAngle) {
                 }
 }
 
-TEST(ToClosestEuler, ReturnsTheAnglesThemselvesAwayFromGimbalLockAndWithAZeroMiddleAngle) {
+// The solution nearest the reference comes back: with the angles themselves as the reference, those
+// angles; with a reference beside the rotation's second solution, that one.
+TEST(ToClosestEuler, ReturnsTheSolutionNearestTheReference) {
     // Outer angles anywhere in (-360, 720), middle angle within a quarter turn of a whole turn and
     // clear of it: the solution nearest to the angles themselves is those angles (the middle one
     // moved by whole turns too: -340 and 420). With a zero middle angle the outer axes are
@@ -194,9 +196,7 @@ TEST(ToClosestEuler, ReturnsTheAnglesThemselvesAwayFromGimbalLockAndWithAZeroMid
     for (float x : {90.0f, 270.0f})
         for (float z : kParallelOuter)
             ASSERT_TRUE(ComeBack(p3f(x, 0.0f, z), kOrders[XYZ]));
-}
 
-TEST(ToClosestEuler, PicksTheSolutionNearestTheReference) {
     // Every rotation has a second solution (outer angles turned by half a turn, middle angle
     // mirrored); a reference beside that one selects it.
     const std::pair<RotationOrder, p3f> cases[] = {{XYZ, p3f(20, 30, 40)},   {ZYX, p3f(20, 30, 40)},
@@ -230,7 +230,7 @@ TEST(AxisAngle, MatchesRodriguesRotation) {
         }
 }
 
-TEST(M33f, ProductAndColumnVectors) {
+TEST(M33f, ProductColumnVectorsAndInverse) {
     const m33f a(1, 2, 3, 4, 5, 6, 7, 8, 10), b(-1, 0.5f, 2, 3, -2, 1, 0, 4, -3);
     EXPECT_TRUE(Near(a * b, Multiply(Elements(a), Elements(b)), 1e-5));
     m33f c = a;
@@ -242,9 +242,7 @@ TEST(M33f, ProductAndColumnVectors) {
     float raw[3] = {1, -1, 2};
     a.transform3f(raw, raw); // in place is allowed
     EXPECT_EQ(p3f(raw), expected);
-}
 
-TEST(M33f, Inverse) {
     std::mt19937 rng(7);
     std::uniform_real_distribution<float> d(-1.0f, 1.0f);
     for (int n = 0; n < 200; ++n) {
