@@ -38,7 +38,7 @@ template <typename T> std::string Text(const T& r) {
 
 } // namespace
 
-TEST(RegionBasics, ValidExactlyWhenBothSizesAreNonZeroAndCompared) {
+TEST(RegionBasics, ValidExactlyWhenBothSizesAreNonZeroComparedAndInRange) {
     EXPECT_EQ(Region(), Invalid(0, 0, 0, 0));
     const struct {
         Region r;
@@ -57,23 +57,22 @@ TEST(RegionBasics, ValidExactlyWhenBothSizesAreNonZeroAndCompared) {
     for (const Region& other : {Invalid(1, 2, 3, 4), Region(1, 2, 3, 5), Region(0, 2, 3, 4)})
         EXPECT_NE(Region(1, 2, 3, 4), other);
     EXPECT_NE(Region(0, 0, 10, 0), Region());
-}
 
-TEST(RegionBasics, IsInRangeExcludesTheFarEdges) {
+    // IsInRange excludes the far edges.
     const Region r(10, 20, 5, 5);
     const struct {
         p2f p;
         bool inside;
-    } cases[] = {{p2f(10, 20), true},  {p2f(14.99f, 24.99f), true}, {p2f(15, 22), false},
+    } points[] = {{p2f(10, 20), true},  {p2f(14.99f, 24.99f), true}, {p2f(15, 22), false},
                  {p2f(12, 25), false}, {p2f(9.99f, 22), false},     {p2f(12, 19.5f), false}};
-    for (const auto& c : cases) {
+    for (const auto& c : points) {
         EXPECT_EQ(r.IsInRange(c.p), c.inside) << c.p;
     }
     EXPECT_FALSE(Invalid(10, 20, 5, 5).IsInRange(p2f(12, 22)));
     EXPECT_TRUE(Region(-10, -10, 5, 5).IsInRange(p2f(-7.5f, -5.5f)));
 }
 
-TEST(RegionSetOps, UnionAndIntersectionInEitherOrder) {
+TEST(RegionSetOps, UnionAndIntersectionInEitherOrderAndUnionWithPoints) {
     const struct {
         Region a, b, both, overlap;
     } cases[] = {
@@ -100,12 +99,10 @@ TEST(RegionSetOps, UnionAndIntersectionInEitherOrder) {
         EXPECT_EQ(c.a & c.b, c.overlap);
         EXPECT_EQ(c.b & c.a, c.overlap);
     }
-}
-
-TEST(RegionSetOps, UnionWithPoint) {
+    // The union with a point.
     const struct {
         Region got, expected;
-    } cases[] = {
+    } withPoints[] = {
         {Region(10, 10, 5, 5) | p2f(2.5f, 12), Region(2, 10, 13, 5)},
         {Region(10, 10, 5, 5) | p2f(20.7f, 11), Region(10, 10, 10, 5)},
         {Region(10, 10, 5, 5) | p2f(12, 12), Region(10, 10, 5, 5)},
@@ -113,7 +110,7 @@ TEST(RegionSetOps, UnionWithPoint) {
         {Region() | p2f(3.9f, -1.5f), Invalid(3, -1, 0, 0, /*valid*/ true)},
         {Region() | p2f(4, 4) | p2f(1, 7) | p2f(9, 2), Region(1, 2, 8, 5)},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : withPoints) {
         EXPECT_EQ(c.got, c.expected);
     }
 }
@@ -143,7 +140,7 @@ TEST(RegionEdits, GrowFlipOffsetScale) {
     }
 }
 
-TEST(Region3dOps, UnionIntersectionAndGrow) {
+TEST(Region3dOps, UnionIntersectionGrowAndTheCoveringRegion) {
     const Region3d a(p3f(0, 0, 0), p3f(2, 2, 2));
     const Region3d b(p3f(-1, 0.5f, 2), p3f(0.5f, 3, 4));
     const Region3d tall(p3f(0, 0, 0), p3f(2, 4, 6));
@@ -175,19 +172,17 @@ TEST(Region3dOps, UnionIntersectionAndGrow) {
     for (const auto& c : cases) {
         EXPECT_TRUE(Same(c.got, c.expected)) << c.what;
     }
-}
-
-TEST(Region3dOps, ConvertsToTheCoveringRegion) {
+    // A box converts to the region that covers it.
     const struct {
         Region3d box;
         Region expected;
-    } cases[] = {
+    } covering[] = {
         {Region3d(p3f(0.5f, 0.5f, 0), p3f(2.1f, 3.0f, 0)), Region(0, 0, 3, 3)},
         {Region3d(p3f(-0.5f, -1.5f, 7), p3f(0.5f, 0.5f, -7)), Region(-1, -2, 2, 3)},
         {Region3d(p3f(1, 1, 0), p3f(1, 5, 0)), Invalid(1, 1, 0, 4)}, // no width
         {Region3d(), Region()},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : covering) {
         const Region r = c.box;
         EXPECT_EQ(r, c.expected) << c.box;
     }
