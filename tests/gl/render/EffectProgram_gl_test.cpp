@@ -226,7 +226,7 @@ struct SetCase {
 
 } // namespace
 
-TEST_F(TypedTransferTest, SettersFollowTheTable) {
+TEST_F(TypedTransferTest, SettersFollowTheTableAndAUniformWithoutLocationThrows) {
     const Color colour(0.1f, 0.2f, 0.3f, 0.4f);
     const std::vector<SetCase> cases = {
         // Integral values.
@@ -291,9 +291,8 @@ TEST_F(TypedTransferTest, SettersFollowTheTable) {
         EXPECT_EQ(static_cast<GLenum>(active), c.active);
         EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
     }
-}
 
-TEST_F(TypedTransferTest, AUniformWithoutLocationThrowsOnlyWhenItsTypeSuits) {
+    // A uniform without a location throws only when its type suits the value.
     GLSL::Uniform loose("f", GL_FLOAT); // never attached
     try {
         program_.SetUniform(&loose, 1.0f);
