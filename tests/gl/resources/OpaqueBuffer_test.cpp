@@ -166,7 +166,7 @@ TEST(OpaqueBufferArithmetic, RowBytesAndBlockRounding) {
         EXPECT_EQ(OpenBuffer::roundImageBytes(b[0]), b[1]) << b[0];
 }
 
-TEST(Buffer, WrapsAnImageAsItIs) {
+TEST(Buffer, WrapsAnImageAsItIsOrAllocatesNothingForADescription) {
     TestImage image(Formats::BGRA8, 5, 3, 12);
     image.Set<BGRA8>(4, 2, BGRA8{1, 2, 3, 4});
     {
@@ -188,9 +188,8 @@ TEST(Buffer, WrapsAnImageAsItIs) {
     EXPECT_EQ(std::vector<long>({none.GetWidth(), empty.GetHeight(), empty.GetColorSpace(), empty.GetBitDepth()}),
               std::vector<long>({0, 0, Formats::RGBA32F.colorSpace, 128}));
     EXPECT_EQ(empty.GetBaseAddress(), nullptr);
-}
 
-TEST(Buffer, DescribingConstructorRoundsTheWhiteLevelAndAllocatesNothing) {
+    // Made from a description, a buffer rounds the white level and allocates nothing.
     Buffer<BGRA8> buffer(OGL_ZEP6_AE::FourCC("BGRA"), 32, 254.6f);
     EXPECT_EQ(std::make_tuple(buffer.GetWhiteLevel(), buffer.GetBitDepth(), buffer.GetBaseAddress()),
               std::make_tuple(255L, 32L, static_cast<void*>(nullptr)));
@@ -237,7 +236,8 @@ TEST(HasAlpha, FindsTheFirstAlphaBelowWhite) {
     CheckHasAlpha<Alpha32F>("alpha float", kAlpha32F, 0.5f);
 }
 
-TEST(MaxLuma, LargestWeightedSumStartingAtZero) {
+// MaxLuma is the largest weighted sum, starting at zero.
+TEST(Luma, MaxLumaAndTheMatteOfTheLuma) {
     EXPECT_EQ(MaxLuma(nullptr), 0.0f);
 
     TestImage image(Formats::RGBA32F, 3, 2, 16);
@@ -255,33 +255,32 @@ TEST(MaxLuma, LargestWeightedSumStartingAtZero) {
     negative.Set<RGBA32F>(0, 0, RGBA32F{-1, -0.5f, -2, 1});
     Buffer<RGBA32F> negativeBuffer(&negative);
     EXPECT_EQ(MaxLuma(&negativeBuffer), 0.0f);
-}
 
-TEST(ConvertLumaToAlpha, MakesAWhiteMatteOfTheLuma) {
+    // ConvertLumaToAlpha makes a white matte of the luma.
     EXPECT_FALSE(ConvertLumaToAlpha(static_cast<Buffer<BGRA32F>*>(nullptr)));
     Buffer<BGRA32F> empty(OGL_ZEP6_AE::FourCC("BGRA"), 128, 1.0f);
     EXPECT_FALSE(ConvertLumaToAlpha(&empty));
 
-    TestImage image(kBGRA32F, 3, 2, 16);
-    image.Fill(0x5A);
-    image.Set<BGRA32F>(0, 0, BGRA32F{1.0f, 0.25f, 0.5f, 0.3f}); // blue, green, red, alpha
-    image.Set<BGRA32F>(1, 0, BGRA32F{4, 4, 4, 0});
-    image.Set<BGRA32F>(2, 0, BGRA32F{-1, -1, -1, 1});
+    TestImage matte(kBGRA32F, 3, 2, 16);
+    matte.Fill(0x5A);
+    matte.Set<BGRA32F>(0, 0, BGRA32F{1.0f, 0.25f, 0.5f, 0.3f}); // blue, green, red, alpha
+    matte.Set<BGRA32F>(1, 0, BGRA32F{4, 4, 4, 0});
+    matte.Set<BGRA32F>(2, 0, BGRA32F{-1, -1, -1, 1});
     for (long x = 0; x < 3; ++x)
-        image.Set<BGRA32F>(x, 1, BGRA32F{0, 0, 0, 0});
-    Buffer<BGRA32F> buffer(&image);
-    ASSERT_TRUE(ConvertLumaToAlpha(&buffer));
+        matte.Set<BGRA32F>(x, 1, BGRA32F{0, 0, 0, 0});
+    Buffer<BGRA32F> matteBuffer(&matte);
+    ASSERT_TRUE(ConvertLumaToAlpha(&matteBuffer));
 
-    const BGRA32F first = image.Get<BGRA32F>(0, 0);
+    const BGRA32F first = matte.Get<BGRA32F>(0, 0);
     EXPECT_TRUE(first.red == 1.0f && first.green == 1.0f && first.blue == 1.0f);
     EXPECT_NEAR(first.alpha, 0.3f * 0.5f + 0.59f * 0.25f + 0.11f * 1.0f, 1e-6f);
-    EXPECT_EQ(image.Get<BGRA32F>(1, 0).alpha, 1.0f) << "clamped to white";
-    EXPECT_EQ(image.Get<BGRA32F>(2, 0).alpha, 0.0f) << "clamped to black";
-    EXPECT_EQ(image.Get<BGRA32F>(1, 1).alpha, 0.0f);
+    EXPECT_EQ(matte.Get<BGRA32F>(1, 0).alpha, 1.0f) << "clamped to white";
+    EXPECT_EQ(matte.Get<BGRA32F>(2, 0).alpha, 0.0f) << "clamped to black";
+    EXPECT_EQ(matte.Get<BGRA32F>(1, 1).alpha, 0.0f);
     // Row padding is not touched.
     for (long row = 0; row < 2; ++row)
-        for (long b = 3 * 16; b < image.GetRowBytes(); ++b)
-            ASSERT_EQ(image.Row(row)[b], 0x5A) << "row " << row << " byte " << b;
+        for (long b = 3 * 16; b < matte.GetRowBytes(); ++b)
+            ASSERT_EQ(matte.Row(row)[b], 0x5A) << "row " << row << " byte " << b;
 }
 
 } // namespace
