@@ -80,10 +80,6 @@ const Depth& kDepth8 = kDepths[0];
 const Depth& kDepth16 = kDepths[1];
 const Depth& kDepthFloat = kDepths[5];
 
-template <typename T> void Put(unsigned char* at, T value) {
-    std::memcpy(at, &value, sizeof value);
-}
-
 // An image of the description holding the picture. Padding bytes and everything else the picture
 // does not cover hold a pattern that must not reach the file.
 HostImage MakeImage(const Code& code, const Depth& depth, long width, long height, long padding = 0,
