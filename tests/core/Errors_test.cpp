@@ -50,7 +50,7 @@ std::string Refusal(const XIImage* image, const char* name) {
     return "(nothing thrown)";
 }
 
-TEST(Errors, Texts) {
+TEST(Errors, TextsAndTheirBuffers) {
     ASSERT_EQ(gluErrorString(0x1234), nullptr);
     const std::string longName(1000, 'n');
     // 256 bytes hold 248 bytes of name, " error." and the terminator.
@@ -90,9 +90,7 @@ TEST(Errors, Texts) {
     for (const XIImage* image : {static_cast<const XIImage*>(nullptr), static_cast<const XIImage*>(&noWidth),
                                  static_cast<const XIImage*>(&valid)})
         EXPECT_NO_THROW(AssertOptionalImage(image, "Optional"));
-}
 
-TEST(Errors, MessageBuffers) {
     // An Error keeps the pointer it was given.
     static const char message[] = "Shader file malformed.";
     EXPECT_EQ(Error(message).what(), message);
