@@ -187,7 +187,7 @@ TEST(IsMatchingFormat, ComparesEverythingButTheBaseAddressOfValidImages) {
     EXPECT_FALSE(IsMatchingFormat(&reference, nullptr));
 }
 
-TEST(CalculateTextureSize, RowAndBlockRounding) {
+TEST(CalculateTextureSize, RowAndBlockRoundingAndNearestPowerOfTwoSidesOnTheCard) {
     const struct {
         int width, height;
         unsigned int internalFormat;
@@ -205,15 +205,12 @@ TEST(CalculateTextureSize, RowAndBlockRounding) {
         SCOPED_TRACE(std::to_string(c.width) + " x " + std::to_string(c.height));
         EXPECT_EQ(CalculateTextureSize(c.width, c.height, c.internalFormat), c.bytes);
     }
-}
-
-TEST(CalculateTextureSizeOnCard, NearestPowerOfTwoSides) {
     const struct {
         long width, height;
         int divisor;
         bool square;
         long long bytes;
-    } cases[] = {
+    } onCard[] = {
         {100, 20, 1, false, 128LL * 16 * 16}, // 128 - 100 < 100 - 64; 32 - 20 >= 20 - 16
         {100, 20, 1, true, 128LL * 128 * 16},
         {100, 20, 0, false, 128LL * 16 * 16}, // no division below 2
@@ -224,7 +221,7 @@ TEST(CalculateTextureSizeOnCard, NearestPowerOfTwoSides) {
         {2048, 1080, 1, false, 2048LL * 1024 * 16},
         {16383, 1100, 1, false, 16384LL * 1024 * 16},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : onCard) {
         SCOPED_TRACE(std::to_string(c.width) + " x " + std::to_string(c.height) + " / " +
                      std::to_string(c.divisor) + (c.square ? " square" : ""));
         const TestImage image(Formats::RGBA8, c.width, c.height, 0, zep6test::Pixels::None);
@@ -232,8 +229,6 @@ TEST(CalculateTextureSizeOnCard, NearestPowerOfTwoSides) {
     }
     EXPECT_EQ(CalculateTextureSizeOnCard(nullptr, 1, false), 0);
 }
-
-// ---- pixel types ---------------------------------------------------------------------------
 
 // A pixel is its channels and nothing else, in the documented order.
 static_assert(sizeof(ARGB8) == 4 && sizeof(BGRA16_8000) == 8 && sizeof(RGBA32F) == 16);
@@ -297,8 +292,6 @@ TEST(PixelTypes, EachDescriptionSelectsItsOneType) {
     for (std::size_t i = 0; i < kPixelTypeCount; ++i)
         EXPECT_EQ(isFloat[i], cases[i].whiteLevel == 1) << "pixel type " << i;
 }
-
-// ---- internal formats and debug writers ----------------------------------------------------
 
 // Expected with float textures and half-float pixels, with float textures only, with half-float
 // pixels only, and with neither.
