@@ -77,7 +77,7 @@ TEST(String, TextsMade) {
     EXPECT_THROW(hello.Mid(-1, 1), std::out_of_range);
 }
 
-TEST(String, AnswersGiven) {
+TEST(String, AnswersGivenAndTheByteOrder) {
     const String abc("abc"), shader("shader");
     char buffer[] = "abc"; // the same text at another address
     const struct {
@@ -114,9 +114,8 @@ TEST(String, AnswersGiven) {
                                 dots.Find('.', 2), dots.Find('.', 4), dots.Find('a', 100), dots.ReverseFind('.'),
                                 dots.ReverseFind('a'), dots.ReverseFind('x'), String().FindFirst('a')}),
               std::vector<int>({1, -1, 1, 1, 3, -1, -1, 3, 0, -1, -1}));
-}
 
-TEST(String, OrdersByteByByteAsUnsignedAndFindsMapKeys) {
+    // The order is byte by byte as unsigned, also for map keys.
     for (const auto& o :
          {std::make_pair("", "a"), std::make_pair("a", "b"), std::make_pair("ab", "abc"),
           std::make_pair("B", "a"), std::make_pair("z", "\xE9"), std::make_pair("file1", "file2")}) {
