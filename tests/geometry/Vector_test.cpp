@@ -36,7 +36,7 @@ TEST(Vector, TagIsMinusOneOnlyForAP3fMadeFromAP4f) {
     EXPECT_TRUE(projected == p3f(1, 2, 3) && projected.tag == 0) << projected;
 }
 
-TEST(Vector, EqualWithinOneTenThousandthOnEveryComponent) {
+TEST(Vector, EqualWithinOneTenThousandthAndClampedOnEveryComponent) {
     for (const auto& c :
          {std::make_pair(0.0f, true), std::make_pair(0.00009f, true), std::make_pair(-0.00009f, true),
           std::make_pair(0.00011f, false), std::make_pair(-0.00011f, false)}) {
@@ -52,9 +52,7 @@ TEST(Vector, EqualWithinOneTenThousandthOnEveryComponent) {
     EXPECT_TRUE(p3f(1, 2, 3).equal(p3f(1.4f, 2, 3), 0.5f));
     EXPECT_FALSE(p3f(1, 2, 3).equal(p3f(1, 2, 3), 0.0f)) << "strictly less than eps";
     EXPECT_FALSE(p3f(kNaN, 0, 0) == p3f(kNaN, 0, 0));
-}
 
-TEST(Vector, Clamps) {
     // UnitClamp treats NaN and negatives as 0.
     for (const auto& c :
          {std::make_pair(-0.5f, 0.0f), std::make_pair(0.25f, 0.25f), std::make_pair(7.0f, 1.0f),
@@ -73,7 +71,7 @@ TEST(Vector, Clamps) {
     EXPECT_EQ(p2f(2, -1).lowUniClamp(0.5f), p2f(2, -1));
 }
 
-TEST(Vector, AnglesAndProducts) {
+TEST(Vector, AnglesProductsAndEulerHelpers) {
     EXPECT_NEAR(p2f(3, 0).deg(p2f(-2, 0)), 180.0f, 1e-4f);
     EXPECT_NEAR(p2f(1, 1).deg(p2f(0, 5)), 45.0f, 1e-4f);
     EXPECT_NEAR(p3f(0, 0, 2).deg(p3f(0, 7, 0)), 90.0f, 1e-4f);
@@ -89,10 +87,8 @@ TEST(Vector, AnglesAndProducts) {
     EXPECT_EQ(v, p3f(3, 0, 4)) << "normalize returns a new value";
     p3f n(-1, 0, 1);
     EXPECT_EQ(n.compress(255.0f), p3f(0, 127.5f, 255));
-}
 
-TEST(Vector, EulerHelpers) {
-    // The distance takes the short way round each axis.
+    // The Euler distance takes the short way round each axis.
     EXPECT_FLOAT_EQ(p3f(10, 350, 0).euler_distance_sq(p3f(350, 10, 180)), 20 * 20 + 20 * 20 + 180 * 180);
     EXPECT_FLOAT_EQ(p3f(0, 0, 0).euler_distance_sq(p3f(180, 180, 180)), 97200.0f);
     // The closest octave moves one turn at most.
