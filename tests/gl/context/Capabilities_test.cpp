@@ -87,7 +87,7 @@ TEST(ExtensionRules, SubstringSearchOverBothListsWithoutTheDisabledNames) {
     }
 }
 
-TEST(RendererRules, QuadroProfessionalAtiSoftwareAndSeries) {
+TEST(RendererRules, QuadroProfessionalAtiSoftwareSeriesAndUnsupportedHardware) {
     struct Case {
         const char* renderer;
         bool quadro, basicQuadro, professional, ati, software;
@@ -121,6 +121,21 @@ TEST(RendererRules, QuadroProfessionalAtiSoftwareAndSeries) {
                   std::make_tuple(c.quadro, c.basicQuadro, c.professional, c.ati, c.software, c.series))
             << c.renderer;
     EXPECT_EQ(CardSeriesOf(nullptr), 0);
+
+    // The report ends in the unsupported-hardware message below 32 MB of texture memory counted in
+    // whole megabytes, which includes a memory size nothing could find (0), and for a "geforce2"
+    // (case-sensitive). The report's lines: Capabilities.AnswersAreWhatTheDriverReports.
+    const struct {
+        const char* card;
+        unsigned int memory;
+        bool unsupported;
+    } hardware[] = {
+        {"Quadro FX 3500", 0x02000000, false}, {"Quadro FX 3500", 0x01FFFFFF, true},
+        {"Quadro FX 3500", 0, true},           {"Quadro FX 3500", 0xFFFFFFFF, false},
+        {"GeForce2 MX", 0x04000000, false},    {"geforce2 mx", 0x04000000, true},
+    };
+    for (const auto& c : hardware)
+        EXPECT_EQ(IsUnsupportedHardware(c.card, c.memory), c.unsupported) << c.card << " " << c.memory;
 }
 
 TEST(StorageRules, CardChoiceAndOverride) {
@@ -204,23 +219,6 @@ TEST(KernelVideoMemory, LowestNumberedCardThatPublishesAValue) {
     write("renderD128/device/mem_info_vram_total", "77\n");
     EXPECT_EQ(platform::KernelVideoMemory(root.c_str()), 8589934592ULL);
     std::filesystem::remove_all(root);
-}
-
-// The report ends in the unsupported-hardware message below 32 MB of texture memory counted in
-// whole megabytes, which includes a memory size nothing could find (0), and for a "geforce2"
-// (case-sensitive). The report's lines: Capabilities.AnswersAreWhatTheDriverReports.
-TEST(HardwareRules, UnsupportedBelow32MegabytesOrAGeForce2) {
-    const struct {
-        const char* card;
-        unsigned int memory;
-        bool unsupported;
-    } cases[] = {
-        {"Quadro FX 3500", 0x02000000, false}, {"Quadro FX 3500", 0x01FFFFFF, true},
-        {"Quadro FX 3500", 0, true},           {"Quadro FX 3500", 0xFFFFFFFF, false},
-        {"GeForce2 MX", 0x04000000, false},    {"geforce2 mx", 0x04000000, true},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(IsUnsupportedHardware(c.card, c.memory), c.unsupported) << c.card << " " << c.memory;
 }
 
 } // namespace
