@@ -305,22 +305,20 @@ TEST_F(TypedTransferTest, SettersFollowTheTableAndAUniformWithoutLocationThrows)
     EXPECT_NO_THROW(program_.SetUniform(&loose, Color::White)) << "a type that does not fit does nothing";
 }
 
-TEST_F(EffectProgramTest, CompileFailureThrowsOnTheFirstApplyAndTheLinkReportsItAfter) {
+TEST_F(EffectProgramTest, CompileFailureThrowsAtApplyUniformsAreFoundThereAndFinalizeForgetsThem) {
     GLSL::Shader broken(GL_FRAGMENT_SHADER, "void main() { gl_FragColor = ; }\n");
-    EffectProgram program(&broken);
+    EffectProgram failing(&broken);
     // The messages' prefixes are checked in GLSL_gl_test.
-    EXPECT_THROW(program.Apply(), Error) << "compile";
-    EXPECT_THROW(program.Apply(), Error) << "the broken shader is attached and the program cannot link";
+    EXPECT_THROW(failing.Apply(), Error) << "compile";
+    EXPECT_THROW(failing.Apply(), Error) << "the broken shader is attached and the program cannot link";
     GLint attached = 0;
-    GLEntry::glGetProgramiv(static_cast<GLuint>(program.GetProgram().Name()), GL_ATTACHED_SHADERS, &attached);
+    GLEntry::glGetProgramiv(static_cast<GLuint>(failing.GetProgram().Name()), GL_ATTACHED_SHADERS, &attached);
     EXPECT_EQ(attached, 2) << "the shader and the common shader, each attached once";
     while (glGetError() != GL_NO_ERROR) {
     }
-}
 
-// Finalize forgets the shaders and the uniform table; the program is usable again once its
-// shaders are added.
-TEST_F(EffectProgramTest, UniformsAreDiscoveredAtApplyAndFinalizeForgetsThem) {
+    // Finalize forgets the shaders and the uniform table; the program is usable again once its
+    // shaders are added.
     GLSL::Shader shader(GL_FRAGMENT_SHADER, "uniform float level; uniform float unused;\n"
                                             "void main() { gl_FragColor = vec4(level); }\n");
     EffectProgram list(nullptr, &shader, nullptr);
