@@ -655,7 +655,7 @@ Color MaterialGet(GLenum face, GLenum pname) {
 Color GlColor() {
     return Color(Floats<4>(GL_CURRENT_COLOR).data());
 }
-TEST_F(LightGL, ParamLightSwitchesAndCustomApply) {
+TEST_F(LightGL, LightsMaterialsAndTheHighlightApplyAndRestore) {
     glEnable(GL_LIGHT2);
     glEnable(GL_LIGHTING);
     ParamLight light(2);
@@ -701,9 +701,8 @@ TEST_F(LightGL, ParamLightSwitchesAndCustomApply) {
     for (int i = 0; i < lights.count; ++i)
         EXPECT_EQ(Enabled(GL_LIGHT0 + i), i % 3 == 1) << i;
     EXPECT_TRUE(Enabled(GL_LIGHTING));
-}
 
-TEST_F(LightGL, MaterialsAndTheirPushesRestore) {
+    // Materials and their pushes restore.
     Material m(Color(0.1f, 0.2f, 0.3f, 1.0f), Color(0.4f, 0.5f, 0.6f, 1.0f), Color(0.7f, 0.7f, 0.7f, 1.0f),
                Color(0.05f, 0.0f, 0.0f, 1.0f), 32.0f);
     m.back.diffuse = Color(0.9f, 0.1f, 0.1f, 1.0f);
@@ -740,9 +739,8 @@ TEST_F(LightGL, MaterialsAndTheirPushesRestore) {
         EXPECT_EQ(GlColor(), original.color);
         EXPECT_EQ(MaterialGet(GL_BACK, GL_DIFFUSE), Color::Gray);
     }
-}
 
-TEST_F(LightGL, HighlightRestoresStippleAndColour) {
+    // The highlight style: its stipple and colour, and the caller's brought back.
     for (bool stippleBefore : {false, true}) {
         SCOPED_TRACE(stippleBefore ? "stipple on before" : "stipple off before");
         stippleBefore ? glEnable(GL_LINE_STIPPLE) : glDisable(GL_LINE_STIPPLE);
