@@ -229,15 +229,13 @@ void CheckHasAlpha(const char* name, const ImageFormat& format, decltype(Pixel{}
     EXPECT_TRUE(HasAlpha(&translucent));
 }
 
-TEST(HasAlpha, FindsTheFirstAlphaBelowWhite) {
+// HasAlpha finds the first alpha below white; MaxLuma is the largest weighted sum, starting at zero.
+TEST(WholeImage, AlphaMaxLumaAndTheMatteOfTheLuma) {
     CheckHasAlpha<RGBA32F>("RGBA float", Formats::RGBA32F, 0.999f);
     CheckHasAlpha<BGRA8>("BGRA 8-bit", Formats::BGRA8, 254);
     CheckHasAlpha<ARGB8>("ARGB 8-bit (alpha first)", Formats::ARGB8, 254);
     CheckHasAlpha<Alpha32F>("alpha float", kAlpha32F, 0.5f);
-}
 
-// MaxLuma is the largest weighted sum, starting at zero.
-TEST(Luma, MaxLumaAndTheMatteOfTheLuma) {
     EXPECT_EQ(MaxLuma(nullptr), 0.0f);
 
     TestImage image(Formats::RGBA32F, 3, 2, 16);
