@@ -125,8 +125,7 @@ TEST_P(SubImageRegion, PathRowOrderAndTransparencyPastTheImage) {
             EXPECT_EQ(TestCount(TestCounter::DirectUploads), bottomUp && inside ? 1 : 0);
             EXPECT_EQ(TestCount(TestCounter::RenderUploads), bottomUp && inside ? 0 : 1);
             const int width = static_cast<int>(region.width), height = static_cast<int>(region.height);
-            EXPECT_EQ(texture.GetWidth(), width);
-            EXPECT_EQ(texture.GetHeight(), height);
+            EXPECT_EQ(std::make_pair(texture.GetWidth(), texture.GetHeight()), std::make_pair(width, height));
             const std::vector<unsigned char> pixels = ReadContent(texture, width, height);
             for (int j = 0; j < height; ++j)
                 for (int i = 0; i < width; ++i) {
@@ -147,22 +146,20 @@ INSTANTIATE_TEST_SUITE_P(Orders, SubImageRegion, ::testing::Values(true, false),
                              return info.param ? "BottomUp" : "TopDown";
                          });
 
-ZEP6_WORKER_TEST(Texture, FitModeKeepsAspectRatioAndClearsTheRest) {
+ZEP6_WORKER_TEST(Texture, FitModeKeepsAspectRatioAndEnlargedContentBlendsOnlyWithinTheImage) {
     TestImage image(Formats::BGRA8, 200, 100);
     image.Fill(255);
-    const std::vector<unsigned char> pixels = LoadedOver100(image, true);
+    const std::vector<unsigned char> fitted = LoadedOver100(image, true);
     for (int y = 0; y < 100; ++y) {
         const bool inside = y >= 25 && y < 75;
         for (int x = 0; x < 100; x += 9)
-            ASSERT_EQ(At(pixels, 100, x, y)[3], inside ? 255 : 0) << x << ", " << y;
+            ASSERT_EQ(At(fitted, 100, x, y)[3], inside ? 255 : 0) << x << ", " << y;
     }
-    EXPECT_EQ(At(pixels, 100, 99, 25)[0], 255);
-    EXPECT_EQ(At(pixels, 100, 99, 24)[0], 0);
-}
+    EXPECT_EQ(At(fitted, 100, 99, 25)[0], 255);
+    EXPECT_EQ(At(fitted, 100, 99, 24)[0], 0);
 
-// Enlarged, the last row and column blend only with the image, not with what an earlier use left
-// beyond it in a larger cached texture: an upload, and a stretched write of either row order.
-ZEP6_WORKER_TEST(Texture, EnlargedContentBlendsOnlyWithinTheImage) {
+    // Enlarged, the last row and column blend only with the image, not with what an earlier use
+    // left beyond it in a larger cached texture: an upload, and a stretched write of either order.
     TestImage red(Formats::BGRA8, 64, 64), white(Formats::BGRA8, 10, 10);
     for (long i = 0; i < 64 * 64; ++i)
         red.Bytes()[i * 4 + 2] = red.Bytes()[i * 4 + 3] = 255;
