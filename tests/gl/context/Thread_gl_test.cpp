@@ -63,9 +63,8 @@ struct CheckedJob : Shared {
     bool Right(bool result) const { return result == ((input & 1) == 0) && output == input * 3 + 1; }
     const int input;
     int output = 0;
-    static std::atomic<int> inJob;
+    static inline std::atomic<int> inJob{0};
 };
-std::atomic<int> CheckedJob::inJob{0};
 
 } // namespace
 
