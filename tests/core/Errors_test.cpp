@@ -50,7 +50,7 @@ std::string Refusal(const XIImage* image, const char* name) {
     return "(nothing thrown)";
 }
 
-TEST(Errors, TextsAndTheirBuffers) {
+TEST(Errors, TextsTheirBuffersAndIsValidOfEachField) {
     ASSERT_EQ(gluErrorString(0x1234), nullptr);
     const std::string longName(1000, 'n');
     // 256 bytes hold 248 bytes of name, " error." and the terminator.
@@ -121,14 +121,13 @@ TEST(Errors, TextsAndTheirBuffers) {
     const char* previous = OpenGLError(0x0505, "same.cpp", 5).what();
     const std::string expected = previous;
     EXPECT_EQ(std::string(OpenGLDebug(previous).what()), expected);
-}
 
-TEST(Errors, IsValidBoundsOfEachField) {
+    // IsValid: the bounds of each field.
     const struct {
         const char* what;
         void (*change)(TestImage&);
         bool valid;
-    } cases[] = {
+    } fields[] = {
         {"as made", [](TestImage&) {}, true}, {"width 0", [](TestImage& i) { i.SetWidth(0); }, false},
         {"width -1", [](TestImage& i) { i.SetWidth(-1); }, false},
         {"width 16383", [](TestImage& i) { i.SetWidth(16383).SetRowBytes(16383 * 4); }, true},
@@ -148,7 +147,7 @@ TEST(Errors, IsValidBoundsOfEachField) {
         {"top-down", [](TestImage& i) { i.SetBottomUp(false); }, true},
         {"unknown colour space", [](TestImage& i) { i.SetColorSpace(777).SetWhiteLevel(0); }, true},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : fields) {
         TestImage image(Formats::BGRA8, 10, 3); // 40-byte rows
         c.change(image);
         EXPECT_EQ(IsValid(&image), c.valid) << c.what;
