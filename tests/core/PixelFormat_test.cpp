@@ -26,12 +26,6 @@ namespace Formats = zep6test::Formats;
 
 namespace {
 
-TEST(FourCC, PacksBigEndianAndWorksAsConstant) {
-    EXPECT_EQ(FourCC("BGRA"), 0x42475241u);
-    EXPECT_EQ(FourCC("2vuy"), 0x32767579u);
-    static_assert(FourCC("RGBA") == 0x52474241u);
-}
-
 struct DescriptionCase {
     long colorSpace;
     int bitDepth;
@@ -46,7 +40,7 @@ std::string Describe(long colorSpace, int bitDepth, int whiteLevel) {
 }
 
 // (Descriptions of images: ImageScaleIsWhiteLevelOverTypeRange, which checks format and type too.)
-TEST(GetColorSpaceFormat, ByDescription) {
+TEST(GetColorSpaceFormat, ByDescriptionWithBigEndianFourCC) {
     // clang-format off
     const DescriptionCase cases[] = {
         // Four-character codes whose type comes from the component size: 48 / 32 rounds down to
@@ -80,6 +74,11 @@ TEST(GetColorSpaceFormat, ByDescription) {
         GetColorSpaceFormat(static_cast<int>(c.colorSpace), c.bitDepth, c.whiteLevel, format, type);
         EXPECT_EQ(std::make_pair(format, type), std::make_pair(c.format, c.type));
     }
+
+    // FourCC packs big-endian and works as a constant.
+    EXPECT_EQ(FourCC("BGRA"), 0x42475241u);
+    EXPECT_EQ(FourCC("2vuy"), 0x32767579u);
+    static_assert(FourCC("RGBA") == 0x52474241u);
 }
 
 TEST(GetColorSpaceFormat, ImageScaleIsWhiteLevelOverTypeRange) {
