@@ -22,7 +22,7 @@ std::string T(const String& s) {
 
 const std::string kLong(5000, 'x');
 
-TEST(String, TextsMade) {
+TEST(String, TextsMadeAndPathPieces) {
     const String hello("hello"), path("a\\b/c:d");
     // clang-format off
     const struct {
@@ -75,6 +75,67 @@ TEST(String, TextsMade) {
         EXPECT_EQ(c.make(), c.expected) << c.what;
     EXPECT_THROW(hello.Mid(6, 1), std::out_of_range);
     EXPECT_THROW(hello.Mid(-1, 1), std::out_of_range);
+
+    // Path pieces with both separators.
+    const struct {
+        const char *text, *path, *fileName, *extension, *withoutExtension;
+    } pieces[] = {
+        {"C:/dir/sub/file.VRB", "C:/dir/sub/", "file.VRB", "vrb", "C:/dir/sub/file"},
+        {"C:\\dir\\sub\\file.VRB", "C:\\dir\\sub\\", "file.VRB", "vrb", "C:\\dir\\sub\\file"},
+        {"C:\\dir/sub\\file.VRB", "C:\\dir/sub\\", "file.VRB", "vrb", "C:\\dir/sub\\file"},
+        {"C:/dir\\sub/file.VRB", "C:/dir\\sub/", "file.VRB", "vrb", "C:/dir\\sub/file"},
+        {"file.txt", "", "file.txt", "txt", "file"},
+        {"dir/", "dir/", "", "dir/", ""},
+        {"README", "", "README", "readme", ""},
+        {"a.tar.GZ", "", "a.tar.GZ", "gz", "a.tar"},
+        {".profile", "", ".profile", "profile", ""},
+        {"x.", "", "x.", "", "x"},
+        {"", "", "", "", ""},
+    };
+    for (const auto& c : pieces) {
+        SCOPED_TRACE(c.text);
+        String s(c.text);
+        const std::vector<std::string> pieces = {T(s.Path()), T(s.FileName()), T(s.Extension())};
+        EXPECT_EQ(&s.RemoveExtension(), &s);
+        EXPECT_EQ(pieces, (std::vector<std::string>{c.path, c.fileName, c.extension}));
+        EXPECT_EQ(T(s), c.withoutExtension);
+    }
+
+    // FixPath collapses runs of one separator; alternating separators are not runs.
+    for (const auto& c :
+         {std::make_pair("a\\\\\\b//c", "a\\b/c"), std::make_pair("a\\/\\/b", "a\\/\\/b"),
+          std::make_pair("\\\\server\\share", "\\server\\share"), std::make_pair("plain", "plain")}) {
+        String s(c.first);
+        s.FixPath();
+        EXPECT_EQ(T(s), c.second) << c.first;
+    }
+
+    const auto first = &String::RemoveFirstSubDir;
+    const auto last = &String::RemoveLastSubDir;
+    const struct {
+        String (String::*remove)();
+        const char *text, *removed, *rest;
+    } subDirs[] = {
+        {first, "a/b/c", "a", "b/c"},
+        {first, "a\\b\\c", "a", "b\\c"},
+        // The first backslash and the first '/' are found separately and the later one wins.
+        {first, "a\\b/c", "a\\b", "c"},
+        {first, "a/b\\c", "a/b", "c"},
+        {first, "/abs", "", "abs"},
+        {first, "abc", "", "abc"},
+        {last, "a/b/c/file.txt", "c", "a/b/file.txt"},
+        {last, "a\\b\\c\\file.txt", "c", "a\\b\\file.txt"},
+        {last, "a\\b/c\\file.txt", "c", "a\\b/file.txt"},
+        {last, "a/b\\c/file.txt", "c", "a/b\\file.txt"},
+        {last, "a//b//file", "b", "a/file"}, // doubled separators are fixed first
+        {last, "file", "", "file"},
+    };
+    for (const auto& c : subDirs) {
+        SCOPED_TRACE(std::string(c.remove == first ? "first of " : "last of ") + c.text);
+        String s(c.text);
+        EXPECT_EQ(T((s.*c.remove)()), c.removed);
+        EXPECT_EQ(T(s), c.rest);
+    }
 }
 
 TEST(String, AnswersGivenAndTheByteOrder) {
@@ -132,68 +193,6 @@ TEST(String, AnswersGivenAndTheByteOrder) {
     EXPECT_EQ(found->second, 2);
     EXPECT_EQ(map.count(String("mask")), 0u);
     EXPECT_EQ(map.count(String("\xE9tage")), 1u);
-}
-
-TEST(String, PathPieces) {
-    const struct {
-        const char *text, *path, *fileName, *extension, *withoutExtension;
-    } cases[] = {
-        {"C:/dir/sub/file.VRB", "C:/dir/sub/", "file.VRB", "vrb", "C:/dir/sub/file"},
-        {"C:\\dir\\sub\\file.VRB", "C:\\dir\\sub\\", "file.VRB", "vrb", "C:\\dir\\sub\\file"},
-        {"C:\\dir/sub\\file.VRB", "C:\\dir/sub\\", "file.VRB", "vrb", "C:\\dir/sub\\file"},
-        {"C:/dir\\sub/file.VRB", "C:/dir\\sub/", "file.VRB", "vrb", "C:/dir\\sub/file"},
-        {"file.txt", "", "file.txt", "txt", "file"},
-        {"dir/", "dir/", "", "dir/", ""},
-        {"README", "", "README", "readme", ""},
-        {"a.tar.GZ", "", "a.tar.GZ", "gz", "a.tar"},
-        {".profile", "", ".profile", "profile", ""},
-        {"x.", "", "x.", "", "x"},
-        {"", "", "", "", ""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.text);
-        String s(c.text);
-        const std::vector<std::string> pieces = {T(s.Path()), T(s.FileName()), T(s.Extension())};
-        EXPECT_EQ(&s.RemoveExtension(), &s);
-        EXPECT_EQ(pieces, (std::vector<std::string>{c.path, c.fileName, c.extension}));
-        EXPECT_EQ(T(s), c.withoutExtension);
-    }
-
-    // FixPath collapses runs of one separator; alternating separators are not runs.
-    for (const auto& c :
-         {std::make_pair("a\\\\\\b//c", "a\\b/c"), std::make_pair("a\\/\\/b", "a\\/\\/b"),
-          std::make_pair("\\\\server\\share", "\\server\\share"), std::make_pair("plain", "plain")}) {
-        String s(c.first);
-        s.FixPath();
-        EXPECT_EQ(T(s), c.second) << c.first;
-    }
-
-    const auto first = &String::RemoveFirstSubDir;
-    const auto last = &String::RemoveLastSubDir;
-    const struct {
-        String (String::*remove)();
-        const char *text, *removed, *rest;
-    } subDirs[] = {
-        {first, "a/b/c", "a", "b/c"},
-        {first, "a\\b\\c", "a", "b\\c"},
-        // The first backslash and the first '/' are found separately and the later one wins.
-        {first, "a\\b/c", "a\\b", "c"},
-        {first, "a/b\\c", "a/b", "c"},
-        {first, "/abs", "", "abs"},
-        {first, "abc", "", "abc"},
-        {last, "a/b/c/file.txt", "c", "a/b/file.txt"},
-        {last, "a\\b\\c\\file.txt", "c", "a\\b\\file.txt"},
-        {last, "a\\b/c\\file.txt", "c", "a\\b/file.txt"},
-        {last, "a/b\\c/file.txt", "c", "a/b\\file.txt"},
-        {last, "a//b//file", "b", "a/file"}, // doubled separators are fixed first
-        {last, "file", "", "file"},
-    };
-    for (const auto& c : subDirs) {
-        SCOPED_TRACE(std::string(c.remove == first ? "first of " : "last of ") + c.text);
-        String s(c.text);
-        EXPECT_EQ(T((s.*c.remove)()), c.removed);
-        EXPECT_EQ(T(s), c.rest);
-    }
 }
 
 } // namespace
