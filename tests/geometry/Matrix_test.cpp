@@ -150,7 +150,7 @@ TEST(EulerMatrix, MatchesProductOfFactorsForEveryOrderAndReverses) {
         EXPECT_EQ(ReverseRotationOrder(static_cast<RotationOrder>(bad)), static_cast<RotationOrder>(bad));
 }
 
-TEST(ToClosestEuler, RebuildsTheMatrixForEveryOrderAndAngle) {
+TEST(ToClosestEuler, RebuildsTheMatrixAndReturnsTheSolutionNearestTheReference) {
     for (const OrderCase& o : kOrders)
         for (float x : kSpread)
             for (float y : kSpread)
@@ -166,11 +166,9 @@ TEST(ToClosestEuler, RebuildsTheMatrixForEveryOrderAndAngle) {
                     ASSERT_TRUE(m33f::angle(e, o.order).equal(m, 1e-4f))
                         << Describe(a, o) << " came back as " << Describe(e, o);
                 }
-}
 
-// The solution nearest the reference comes back: with the angles themselves as the reference, those
-// angles; with a reference beside the rotation's second solution, that one.
-TEST(ToClosestEuler, ReturnsTheSolutionNearestTheReference) {
+    // The solution nearest the reference comes back: with the angles themselves as the reference, those
+    // angles; with a reference beside the rotation's second solution, that one.
     // Outer angles anywhere in (-360, 720), middle angle within a quarter turn of a whole turn and
     // clear of it: the solution nearest to the angles themselves is those angles (the middle one
     // moved by whole turns too: -340 and 420). With a zero middle angle the outer axes are
@@ -213,23 +211,7 @@ TEST(ToClosestEuler, ReturnsTheSolutionNearestTheReference) {
     }
 }
 
-TEST(AxisAngle, MatchesRodriguesRotation) {
-    for (const p3f& axis : {p3f(1, 0, 0), p3f(0, 2, 0), p3f(0, 0, 1), p3f(1, 2, 3), p3f(-3, 0.5f, 1)})
-        for (float deg : {-120.0f, 0.0f, 33.0f, 90.0f, 270.0f}) {
-            const double n = std::sqrt(double(axis.x) * axis.x + double(axis.y) * axis.y + double(axis.z) * axis.z);
-            const double u[3] = {axis.x / n, axis.y / n, axis.z / n};
-            const double c = std::cos(deg * kPi / 180), s = std::sin(deg * kPi / 180);
-            // R = cI + s[u]x + (1 - c) u u^T
-            const double cross[3][3] = {{0, -u[2], u[1]}, {u[2], 0, -u[0]}, {-u[1], u[0], 0}};
-            Mat3 ref;
-            for (int i = 0; i < 3; ++i)
-                for (int j = 0; j < 3; ++j)
-                    ref[i][j] = (i == j ? c : 0.0) + s * cross[i][j] + (1 - c) * u[i] * u[j];
-            EXPECT_TRUE(Near(m33f::axangle(axis, deg), ref, 2e-6)) << axis << " " << deg;
-        }
-}
-
-TEST(M33f, ProductColumnVectorsAndInverse) {
+TEST(M33f, ProductColumnVectorsInverseAndAxisAngle) {
     const m33f a(1, 2, 3, 4, 5, 6, 7, 8, 10), b(-1, 0.5f, 2, 3, -2, 1, 0, 4, -3);
     EXPECT_TRUE(Near(a * b, Multiply(Elements(a), Elements(b)), 1e-5));
     m33f c = a;
@@ -257,6 +239,21 @@ TEST(M33f, ProductColumnVectorsAndInverse) {
     for (const m33f& singular :
          {m33f(1, 2, 3, 2, 4, 6, 0, 1, 1), m33f(0, 1, 2, 0, 3, 4, 0, 5, 6), m33f(0, 0, 0, 0, 0, 0, 0, 0, 0)})
         EXPECT_TRUE(Near(singular.inverse(), Elements(singular), 0.0));
+
+    // The axis-angle matrix is the Rodrigues rotation.
+    for (const p3f& axis : {p3f(1, 0, 0), p3f(0, 2, 0), p3f(0, 0, 1), p3f(1, 2, 3), p3f(-3, 0.5f, 1)})
+        for (float deg : {-120.0f, 0.0f, 33.0f, 90.0f, 270.0f}) {
+            const double n = std::sqrt(double(axis.x) * axis.x + double(axis.y) * axis.y + double(axis.z) * axis.z);
+            const double u[3] = {axis.x / n, axis.y / n, axis.z / n};
+            const double c = std::cos(deg * kPi / 180), s = std::sin(deg * kPi / 180);
+            // R = cI + s[u]x + (1 - c) u u^T
+            const double cross[3][3] = {{0, -u[2], u[1]}, {u[2], 0, -u[0]}, {-u[1], u[0], 0}};
+            Mat3 ref;
+            for (int i = 0; i < 3; ++i)
+                for (int j = 0; j < 3; ++j)
+                    ref[i][j] = (i == j ? c : 0.0) + s * cross[i][j] + (1 - c) * u[i] * u[j];
+            EXPECT_TRUE(Near(m33f::axangle(axis, deg), ref, 2e-6)) << axis << " " << deg;
+        }
 }
 
 namespace {
