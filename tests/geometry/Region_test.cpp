@@ -38,7 +38,7 @@ template <typename T> std::string Text(const T& r) {
 
 } // namespace
 
-TEST(RegionBasics, ValidExactlyWhenBothSizesAreNonZeroComparedAndInRange) {
+TEST(RegionBasics, ValidComparedInRangeAndEdited) {
     EXPECT_EQ(Region(), Invalid(0, 0, 0, 0));
     const struct {
         Region r;
@@ -70,6 +70,30 @@ TEST(RegionBasics, ValidExactlyWhenBothSizesAreNonZeroComparedAndInRange) {
     }
     EXPECT_FALSE(Invalid(10, 20, 5, 5).IsInRange(p2f(12, 22)));
     EXPECT_TRUE(Region(-10, -10, 5, 5).IsInRange(p2f(-7.5f, -5.5f)));
+
+    // Grow, flip, offset and scale.
+    const struct {
+        const char* what;
+        Region got, expected;
+    } edits[] = {
+        {"grow", Region(5, 5, 10, 10).Grow(2, 3), Region(3, 2, 14, 16)},
+        {"shrink", Region(5, 5, 10, 10).Grow(-1, -2), Region(6, 7, 8, 6)},
+        {"shrink to nothing", Region(0, 0, 4, 4).Grow(-2, -1), Invalid(2, 1, 0, 2)},
+        {"grow invalid", Region(0, 0, 10, 0).Grow(1, 1), Region(0, 0, 10, 0)},
+        {"flip", Region(5, 5, 10, 10).Flip(100), Region(5, 85, 10, 10)},
+        {"flip twice", Region(5, 5, 10, 10).Flip(100).Flip(100), Region(5, 5, 10, 10)},
+        {"flip invalid", Invalid(5, 5, 10, 10).Flip(100), Invalid(5, 5, 10, 10)},
+        {"offset", Region(5, 5, 10, 10).Offset(-7, 3), Region(-2, 8, 10, 10)},
+        {"offset invalid", Region(0, 0, 10, 0).Offset(5, 5), Region(0, 0, 10, 0)},
+        {"scale down", Region(1, 1, 3, 3).Scale(0.5f, 0.5f), Region(0, 0, 2, 2)},
+        {"scale up", Region(1, 2, 3, 4).Scale(2.0f, 3.0f), Region(2, 6, 6, 12)},
+        {"scale negative origin", Region(-3, 0, 5, 1).Scale(0.5f, 2.0f), Region(-2, 0, 3, 2)},
+        {"scale to nothing", Region(0, 0, 1, 1).Scale(0.5f, 0.5f), Invalid(0, 0, 0, 0)},
+        {"scale invalid", Invalid(4, 4, 8, 8).Scale(2.0f, 2.0f), Invalid(4, 4, 8, 8)},
+    };
+    for (const auto& c : edits) {
+        EXPECT_EQ(c.got, c.expected) << c.what << ": " << c.got;
+    }
 }
 
 TEST(RegionSetOps, UnionAndIntersectionInEitherOrderAndUnionWithPoints) {
@@ -112,31 +136,6 @@ TEST(RegionSetOps, UnionAndIntersectionInEitherOrderAndUnionWithPoints) {
     };
     for (const auto& c : withPoints) {
         EXPECT_EQ(c.got, c.expected);
-    }
-}
-
-TEST(RegionEdits, GrowFlipOffsetScale) {
-    const struct {
-        const char* what;
-        Region got, expected;
-    } cases[] = {
-        {"grow", Region(5, 5, 10, 10).Grow(2, 3), Region(3, 2, 14, 16)},
-        {"shrink", Region(5, 5, 10, 10).Grow(-1, -2), Region(6, 7, 8, 6)},
-        {"shrink to nothing", Region(0, 0, 4, 4).Grow(-2, -1), Invalid(2, 1, 0, 2)},
-        {"grow invalid", Region(0, 0, 10, 0).Grow(1, 1), Region(0, 0, 10, 0)},
-        {"flip", Region(5, 5, 10, 10).Flip(100), Region(5, 85, 10, 10)},
-        {"flip twice", Region(5, 5, 10, 10).Flip(100).Flip(100), Region(5, 5, 10, 10)},
-        {"flip invalid", Invalid(5, 5, 10, 10).Flip(100), Invalid(5, 5, 10, 10)},
-        {"offset", Region(5, 5, 10, 10).Offset(-7, 3), Region(-2, 8, 10, 10)},
-        {"offset invalid", Region(0, 0, 10, 0).Offset(5, 5), Region(0, 0, 10, 0)},
-        {"scale down", Region(1, 1, 3, 3).Scale(0.5f, 0.5f), Region(0, 0, 2, 2)},
-        {"scale up", Region(1, 2, 3, 4).Scale(2.0f, 3.0f), Region(2, 6, 6, 12)},
-        {"scale negative origin", Region(-3, 0, 5, 1).Scale(0.5f, 2.0f), Region(-2, 0, 3, 2)},
-        {"scale to nothing", Region(0, 0, 1, 1).Scale(0.5f, 0.5f), Invalid(0, 0, 0, 0)},
-        {"scale invalid", Invalid(4, 4, 8, 8).Scale(2.0f, 2.0f), Invalid(4, 4, 8, 8)},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(c.got, c.expected) << c.what << ": " << c.got;
     }
 }
 
