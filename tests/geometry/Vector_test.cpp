@@ -15,28 +15,7 @@ namespace {
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
 
-TEST(Vector, TagIsMinusOneOnlyForAP3fMadeFromAP4f) {
-    const p4f four(2, 4, 6, 2);
-    const p3f fromFour(four);
-    p3f assigned(1, 1, 1);
-    assigned = four;
-    // Construction and assignment copy the components; w is not divided out.
-    for (const p3f& v : {fromFour, assigned, p3f(fromFour), fromFour.closest_deg_octave(p3f())}) {
-        EXPECT_EQ(v.tag, -1);
-        EXPECT_EQ(v, p3f(2, 4, 6));
-    }
-    // Values made from components, a p2f or by arithmetic carry 0, whatever their operands had.
-    const p3f zeroes[] = {p3f(), p3f(1, 2, 3), p3f(static_cast<const float*>(four)), p3f(p2f(1, 2)),
-                          fromFour + fromFour, fromFour * 2.0f, -fromFour, fromFour.cross(p3f::xaxis()),
-                          fromFour.normalize(), fromFour * m33f(), fromFour.minimum(fromFour)};
-    for (const p3f& z : zeroes)
-        EXPECT_EQ(z.tag, 0) << z;
-    // The implicit conversion is the homogeneous projection, built from components.
-    const p3f projected = four;
-    EXPECT_TRUE(projected == p3f(1, 2, 3) && projected.tag == 0) << projected;
-}
-
-TEST(Vector, EqualWithinOneTenThousandthAndClampedOnEveryComponent) {
+TEST(Vector, TagEqualityAndClampsOnEveryComponent) {
     for (const auto& c :
          {std::make_pair(0.0f, true), std::make_pair(0.00009f, true), std::make_pair(-0.00009f, true),
           std::make_pair(0.00011f, false), std::make_pair(-0.00011f, false)}) {
@@ -69,6 +48,26 @@ TEST(Vector, EqualWithinOneTenThousandthAndClampedOnEveryComponent) {
     EXPECT_EQ(p3f(0.1f, 0.1f, 5).lowUniClamp(0.1f), p3f(0.1f, 0.1f, 5)) << "not below";
     EXPECT_EQ(p2f(2, 0.01f).lowUniClamp(0.5f), p2f(0.5f, 0.5f));
     EXPECT_EQ(p2f(2, -1).lowUniClamp(0.5f), p2f(2, -1));
+
+    // The tag is -1 only for a p3f made from a p4f.
+    const p4f four(2, 4, 6, 2);
+    const p3f fromFour(four);
+    p3f assigned(1, 1, 1);
+    assigned = four;
+    // Construction and assignment copy the components; w is not divided out.
+    for (const p3f& v : {fromFour, assigned, p3f(fromFour), fromFour.closest_deg_octave(p3f())}) {
+        EXPECT_EQ(v.tag, -1);
+        EXPECT_EQ(v, p3f(2, 4, 6));
+    }
+    // Values made from components, a p2f or by arithmetic carry 0, whatever their operands had.
+    const p3f zeroes[] = {p3f(), p3f(1, 2, 3), p3f(static_cast<const float*>(four)), p3f(p2f(1, 2)),
+                          fromFour + fromFour, fromFour * 2.0f, -fromFour, fromFour.cross(p3f::xaxis()),
+                          fromFour.normalize(), fromFour * m33f(), fromFour.minimum(fromFour)};
+    for (const p3f& z : zeroes)
+        EXPECT_EQ(z.tag, 0) << z;
+    // The implicit conversion is the homogeneous projection, built from components.
+    const p3f projected = four;
+    EXPECT_TRUE(projected == p3f(1, 2, 3) && projected.tag == 0) << projected;
 }
 
 TEST(Vector, AnglesProductsAndEulerHelpers) {
