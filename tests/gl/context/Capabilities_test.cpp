@@ -37,15 +37,7 @@ ZEP6_ENTRY_POINTS(ZEP6_CHECK_GL_ENTRY_TYPE, ZEP6_CHECK_WGL_ENTRY_TYPE)
 
 namespace {
 
-// Indices outside the table name nothing. Each name against its address is checked on a real
-// context (EntryPoints.LoadedFromTheDriver); distinct names and their count, by the compiler.
-TEST(EntryPointTable, NothingOutsideTheTable) {
-    EXPECT_EQ(EntryPointName(-1), nullptr);
-    EXPECT_EQ(EntryPointName(kEntryPointCount), nullptr);
-    EXPECT_EQ(EntryPointAddress(kEntryPointCount), nullptr);
-}
-
-TEST(ExtensionRules, SubstringSearchOverBothListsWithoutTheDisabledNames) {
+TEST(ExtensionRules, SubstringSearchOverBothListsWithoutTheDisabledNamesAndNoEntryOutsideTheTable) {
     struct Case {
         const char *gl, *windowSystem;
         const char* disabled; // as ZEP6_DISABLE_EXTENSIONS lists them
@@ -85,6 +77,12 @@ TEST(ExtensionRules, SubstringSearchOverBothListsWithoutTheDisabledNames) {
         for (const std::string& name : SplitNames(c.absent))
             EXPECT_FALSE(FindExtension(combined, name.c_str(), disabled)) << name << " in " << combined;
     }
+
+    // Indices outside the table name nothing. Each name against its address is checked on a real
+    // context (EntryPoints.LoadedFromTheDriver); distinct names and their count, by the compiler.
+    EXPECT_EQ(EntryPointName(-1), nullptr);
+    EXPECT_EQ(EntryPointName(kEntryPointCount), nullptr);
+    EXPECT_EQ(EntryPointAddress(kEntryPointCount), nullptr);
 }
 
 TEST(RendererRules, QuadroProfessionalAtiSoftwareSeriesAndUnsupportedHardware) {
@@ -167,7 +165,7 @@ TEST(StorageRules, CardChoiceAndOverride) {
         EXPECT_EQ(ParseStorageChoice(text), choice) << (text ? text : "null");
 }
 
-TEST(MemorySize, FirstSourceThatKnowsWinsAndLargeSizesSaturate) {
+TEST(MemorySize, FirstSourceThatKnowsWinsLargeSizesSaturateAndTheKernelsCardIsTheLowest) {
     constexpr unsigned long long GiB = 1ULL << 30;
     struct Case {
         const char* what;
@@ -197,9 +195,8 @@ TEST(MemorySize, FirstSourceThatKnowsWinsAndLargeSizesSaturate) {
     };
     for (const Case& c : cases)
         EXPECT_EQ(MemorySizeFrom(c.sources), c.bytes) << c.what;
-}
 
-TEST(KernelVideoMemory, LowestNumberedCardThatPublishesAValue) {
+    // The kernel source: the lowest-numbered card that publishes a value.
     char pattern[] = "/tmp/zep6_drm_XXXXXX";
     ASSERT_NE(mkdtemp(pattern), nullptr);
     const std::filesystem::path root = pattern;
