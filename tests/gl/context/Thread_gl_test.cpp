@@ -92,7 +92,7 @@ TEST(WorkerThread, RunsJobsOnItsOwnContextStartsAgainAndYieldsToAHost) {
 
 // Each job's result and message, in an order where every message differs from the one before,
 // so a message left over from the previous job cannot pass.
-TEST(WorkerThread, ReportsTheResultAndMessageOfEveryJob) {
+TEST(WorkerThread, ReportsTheResultAndMessageOfEveryJobAndHostThreadsGetTheirOwn) {
     bool flag = false;
     struct Case {
         bool (*function)(void*);
@@ -117,13 +117,11 @@ TEST(WorkerThread, ReportsTheResultAndMessageOfEveryJob) {
         EXPECT_STREQ(Worker().ErrorMessage(), c.message);
     }
     EXPECT_TRUE(flag);
-}
 
-// Host threads that have not counted themselves in keep calling while another thread's last
-// Decrement() shuts the worker down again and again: every call either finishes before the
-// shutdown or starts a new worker after it, and gets its own value and result. Afterwards the
-// process has the threads and descriptors it had.
-TEST(WorkerThread, HostThreadsGetTheirOwnResultsWhileTheLastUserLeaves) {
+    // Host threads that have not counted themselves in keep calling while another thread's last
+    // Decrement() shuts the worker down again and again: every call either finishes before the
+    // shutdown or starts a new worker after it, and gets its own value and result. Afterwards the
+    // process has the threads and descriptors it had.
     const auto call = [](int value) {
         int sum = 0;
         bool onWorker = false;
