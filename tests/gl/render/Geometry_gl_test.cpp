@@ -529,7 +529,7 @@ void MultRotation(const m33f& r) {
     glMultMatrixf(m);
 }
 
-TEST_F(GeometryGlTest, MatrixFunctionsMatchOpenGL) {
+TEST_F(GeometryGlTest, MatrixFunctionsMatchOpenGLAndLifeCycles) {
     float values[16];
     for (int k = 0; k < 16; ++k)
         values[k] = 0.25f * float(k + 1);
@@ -565,11 +565,9 @@ TEST_F(GeometryGlTest, MatrixFunctionsMatchOpenGL) {
     EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_MODELVIEW);
     glRecti(3, 9, 4, 10);
     EXPECT_EQ(CoverageDifferences(Rect(6, 18, 8, 20)), 0) << "a unit square at (3, 9) of half the size";
-}
 
-// ---- Life cycles: remade after Finalize, measured once, restored ---------------------------
-
-TEST_F(GeometryGlTest, LifeCycles) {
+    // Life cycles: remade after Finalize, measured once, restored.
+    Reset();
     Quadric quadric;
     quadric.Normals(GLU_SMOOTH);
     quadric.Finalize();
