@@ -57,7 +57,7 @@ struct ResizeCase {
     float givenWhite = 0; // not 0: bit depth and this white level are given, not derived
 };
 
-TEST_F(OpaqueBufferTest, ResizeDerivesDepthRowsAndBlockFromTheColourSpace) {
+TEST_F(OpaqueBufferTest, ResizeDerivesDepthRowsAndBlockFromTheColourSpaceAndRounds) {
     const ResizeCase cases[] = {
         // Four floats: 1600 bytes a row, 16,000 bytes in a block of 1 MiB.
         {GL_RGBA32F, 100, 10, 128, 1, 1600, 0x100000},
@@ -97,6 +97,17 @@ TEST_F(OpaqueBufferTest, ResizeDerivesDepthRowsAndBlockFromTheColourSpace) {
         // The whole image must be writable (the sanitizer build checks the bounds).
         std::memset(buffer.GetBaseAddress(), 0xA5, static_cast<std::size_t>(buffer.Size()));
     }
+
+    // The sizing helpers where the Resize table above does not reach them: other alignments, no
+    // width or depth, and the block boundaries below 4 MiB.
+    const int rows[][4] = {{3, 24, 8, 9}, {5, 8, 32, 8}, {1, 8, 128, 16}, {0, 32, 128, 0}, {7, 0, 128, 0}};
+    for (const auto& r : rows)
+        EXPECT_EQ(OpenBuffer::figureRowBytes(r[0], r[1], r[2]), r[3])
+            << r[0] << " x " << r[1] << " bits, aligned to " << r[2];
+    const int blocks[][2] = {
+        {0, 0}, {-3, 0}, {1, 0x100000}, {0x100000, 0x100000}, {0x100001, 0x200000}, {0x3FFFFF, 0x400000}};
+    for (const auto& b : blocks)
+        EXPECT_EQ(OpenBuffer::roundImageBytes(b[0]), b[1]) << b[0];
 }
 
 TEST_F(OpaqueBufferTest, NothingToAllocateGivesFalseAndGivesTheOldBlockBack) {
@@ -151,19 +162,6 @@ TEST_F(OpaqueBufferTest, WrapsOutsideMemoryWithoutOwningIt) {
     }
     // The wrapped memory is still the caller's (a free of it would trip the sanitizer build).
     EXPECT_EQ(pixels[0], 0x11);
-}
-
-// The sizing helpers where the Resize table above does not reach them: other alignments, no
-// width or depth, and the block boundaries below 4 MiB.
-TEST(OpaqueBufferArithmetic, RowBytesAndBlockRounding) {
-    const int rows[][4] = {{3, 24, 8, 9}, {5, 8, 32, 8}, {1, 8, 128, 16}, {0, 32, 128, 0}, {7, 0, 128, 0}};
-    for (const auto& r : rows)
-        EXPECT_EQ(OpenBuffer::figureRowBytes(r[0], r[1], r[2]), r[3])
-            << r[0] << " x " << r[1] << " bits, aligned to " << r[2];
-    const int blocks[][2] = {
-        {0, 0}, {-3, 0}, {1, 0x100000}, {0x100000, 0x100000}, {0x100001, 0x200000}, {0x3FFFFF, 0x400000}};
-    for (const auto& b : blocks)
-        EXPECT_EQ(OpenBuffer::roundImageBytes(b[0]), b[1]) << b[0];
 }
 
 TEST(Buffer, WrapsAnImageAsItIsOrAllocatesNothingForADescription) {
