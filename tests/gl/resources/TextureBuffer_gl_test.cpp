@@ -65,7 +65,7 @@ std::string FirstMiss(const TestImage& image, RGBA8 outside, long x0 = 0, long y
 
 // Whole-image transfers after drawing are the round-trip matrix's (RoundTrip_gl_test); here the
 // selection, a new texture's content and a part read to its place.
-ZEP6_WORKER_TEST(TextureBuffer, NewTextureIsTransparentAndAPartIsReadToItsPlace) {
+ZEP6_WORKER_TEST(TextureBuffer, NewTextureIsTransparentAPartIsReadToItsPlaceAndALostTextureIsMadeAgain) {
     TextureBuffer* target = TextureBuffer::Make(Exact(64, 32));
     ASSERT_NE(target, nullptr);
     ASSERT_TRUE(target->Select());
@@ -88,12 +88,10 @@ ZEP6_WORKER_TEST(TextureBuffer, NewTextureIsTransparentAndAPartIsReadToItsPlace)
                               glGetError()),
               std::make_tuple(0, 0, 0, GLenum(GL_NO_ERROR)));
     TextureBuffer::Recycle(target);
-}
 
-// A texture lost to an incomplete framebuffer (a depth texture cannot be colour attachment 0) is
-// deleted, but the key stays: the next Bind() makes it again. (Losing it to Finalize() is the
-// shutdown tests' case.)
-ZEP6_WORKER_TEST(TextureBuffer, LosingTheTextureKeepsTheKeySoTheNextUseMakesItAgain) {
+    // A texture lost to an incomplete framebuffer (a depth texture cannot be colour attachment 0) is
+    // deleted, but the key stays: the next Bind() makes it again. (Losing it to Finalize() is the
+    // shutdown tests' case.)
     TextureBuffer* depth = TextureBuffer::Make(Exact(16, 16, GL_DEPTH_COMPONENT24));
     ASSERT_NE(depth, nullptr);
     const unsigned int first = depth->TextureName();
