@@ -190,7 +190,7 @@ ZEP6_WORKER_TEST(Texture, FitModeKeepsAspectRatioAndEnlargedContentBlendsOnlyWit
 
 // A mask multiplies only alpha, and hides the image where a mask smaller than the image does not
 // reach. The mask's colour channels are black: none of it may reach the image's colour.
-ZEP6_WORKER_TEST(SubImageTexture, MaskMultipliesOnlyAlphaAndHidesWhatItDoesNotCover) {
+ZEP6_WORKER_TEST(SubImageTexture, MaskMultipliesOnlyAlphaStorageStaysWithTheOriginalFollowsALargerImageAndAnInvalidOneClears) {
     TestImage image(Formats::BGRA8, 16, 16);
     for (long i = 0; i < 16 * 16; ++i) {
         unsigned char* p = image.Bytes() + i * 4;
@@ -215,13 +215,11 @@ ZEP6_WORKER_TEST(SubImageTexture, MaskMultipliesOnlyAlphaAndHidesWhatItDoesNotCo
                     << x << ", " << y << ": alpha " << int(p[3]);
             }
     }
-}
 
-// A copy shares the storage and never gives it back: after a copy is gone the storage is still the
-// original's alone, a new texture gets storage of its own, and the original keeps its content.
-// Pointed at a larger image than its storage holds, a texture takes storage that does; pointed at
-// an invalid image, it clears to transparent black.
-ZEP6_WORKER_TEST(SubImageTexture, StorageStaysWithTheOriginalFollowsALargerImageAndAnInvalidOneClears) {
+    // A copy shares the storage and never gives it back: after a copy is gone the storage is still the
+    // original's alone, a new texture gets storage of its own, and the original keeps its content.
+    // Pointed at a larger image than its storage holds, a texture takes storage that does; pointed at
+    // an invalid image, it clears to transparent black.
     TestImage small(Formats::BGRA8, 100, 100), large(Formats::BGRA8, 3000, 1500);
     FillRowCoded(small);
     FillRowCoded(large);
@@ -428,7 +426,7 @@ void DrawReplacing(RenderedTexture& target, const std::function<void()>& draw) {
     draw();
 }
 
-TEST(TexturePaths, BlitModulatesByOpacityAndUsesTheRegionOnlyAsAGate) {
+TEST(TexturePaths, BlitModulatesByOpacityGatedByTheRegionAndProcessingShadersTakeTheRenderPath) {
     TestImage image(Formats::BGRA8, 16, 8);
     FillSource(image, kBGRA8);
     const std::pair<Region, bool> rows[] = {{Region(0, 0, 16, 8), true},
@@ -454,19 +452,17 @@ TEST(TexturePaths, BlitModulatesByOpacityAndUsesTheRegionOnlyAsAGate) {
                          [&](long x, long y, int k) { return draws ? 0.5 * At(image, kBGRA8, x, y, k) : green[k]; });
         }
     }));
-}
 
-// A processing shader sends pixels through the render path both ways: an upload that would go
-// straight to the card comes out inverted, and every read layout gets (rgb * a, a).
-TEST(TexturePaths, ProcessingShadersTakeTheRenderPathBothWays) {
-    TestImage image(Formats::BGRA8, 16, 8), inverted(Formats::BGRA8, 16, 8);
-    FillSource(image, kBGRA8);
+    // A processing shader sends pixels through the render path both ways: an upload that would go
+    // straight to the card comes out inverted, and every read layout gets (rgb * a, a).
+    TestImage picture(Formats::BGRA8, 16, 8), inverted(Formats::BGRA8, 16, 8);
+    FillSource(picture, kBGRA8);
     const Layout layouts[] = {{"RGBA8", Kind::RGBA, Formats::RGBA8},
                               kRGBA32F,
                               // converted: processed first, then put in alpha-first order
                               {"ARGB32F", Kind::ARGB, Formats::ARGB32F}};
     ASSERT_TRUE(OnWorker([&] {
-        SubImageTexture texture(&image);
+        SubImageTexture texture(&picture);
         texture.SetLoadProcessing(&Conversion::sInvertColor);
         ResetTestCounts();
         texture.Apply();
@@ -474,12 +470,12 @@ TEST(TexturePaths, ProcessingShadersTakeTheRenderPathBothWays) {
         EXPECT_EQ(TestCount(TestCounter::RenderUploads), 1);
         texture.Read(&inverted);
         ExpectPixels(inverted, kBGRA8, [&](long x, long y, int k) {
-            const double v = At(image, kBGRA8, x, y, k);
+            const double v = At(picture, kBGRA8, x, y, k);
             return k == 3 ? v : 1.0 - v;
         });
 
         RenderedTexture target(16, 8);
-        DrawReplacing(target, [&] { target.Write(&image); });
+        DrawReplacing(target, [&] { target.Write(&picture); });
         target.SetReadProcessing(&Conversion::sPremultiply);
         for (const Layout& layout : layouts) {
             SCOPED_TRACE(layout.name);
@@ -488,8 +484,8 @@ TEST(TexturePaths, ProcessingShadersTakeTheRenderPathBothWays) {
             target.Read(&result);
             EXPECT_EQ(TestCount(TestCounter::RenderReads), 1);
             ExpectPixels(result, layout, [&](long x, long y, int k) {
-                const double a = At(image, kBGRA8, x, y, 3);
-                return k == 3 ? a : At(image, kBGRA8, x, y, k) * a;
+                const double a = At(picture, kBGRA8, x, y, 3);
+                return k == 3 ? a : At(picture, kBGRA8, x, y, k) * a;
             });
         }
     }));
