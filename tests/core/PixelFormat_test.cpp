@@ -13,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdio>
 #include <string>
 #include <tuple>
 #include <vector>
