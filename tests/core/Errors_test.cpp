@@ -17,12 +17,8 @@ using zep6test::TestImage;
 namespace Formats = zep6test::Formats;
 
 // Callers catch them all as std::exception; none is a kind of another.
-static_assert(std::is_base_of<std::exception, Error>::value &&
-              std::is_base_of<std::exception, Unsupported>::value &&
-              std::is_base_of<std::exception, OffscreenUnsupported>::value &&
-              std::is_base_of<std::exception, OpenGLError>::value &&
-              std::is_base_of<std::exception, FramebufferError>::value &&
-              std::is_base_of<std::exception, OpenGLDebug>::value);
+template <class... E> constexpr bool kAllExceptions = (std::is_base_of<std::exception, E>::value && ...);
+static_assert(kAllExceptions<Error, Unsupported, OffscreenUnsupported, OpenGLError, FramebufferError, OpenGLDebug>);
 static_assert(!std::is_base_of<Error, Unsupported>::value &&
               !std::is_base_of<Unsupported, OffscreenUnsupported>::value);
 
@@ -54,7 +50,7 @@ std::string Refusal(const XIImage* image, const char* name) {
     return "(nothing thrown)";
 }
 
-TEST(Errors, Texts) {
+TEST(Errors, TextsTheirBuffersAndIsValidOfEachField) {
     ASSERT_EQ(gluErrorString(0x1234), nullptr);
     const std::string longName(1000, 'n');
     // 256 bytes hold 248 bytes of name, " error." and the terminator.
@@ -94,9 +90,7 @@ TEST(Errors, Texts) {
     for (const XIImage* image : {static_cast<const XIImage*>(nullptr), static_cast<const XIImage*>(&noWidth),
                                  static_cast<const XIImage*>(&valid)})
         EXPECT_NO_THROW(AssertOptionalImage(image, "Optional"));
-}
 
-TEST(Errors, MessageBuffers) {
     // An Error keeps the pointer it was given.
     static const char message[] = "Shader file malformed.";
     EXPECT_EQ(Error(message).what(), message);
@@ -127,14 +121,13 @@ TEST(Errors, MessageBuffers) {
     const char* previous = OpenGLError(0x0505, "same.cpp", 5).what();
     const std::string expected = previous;
     EXPECT_EQ(std::string(OpenGLDebug(previous).what()), expected);
-}
 
-TEST(Errors, IsValidBoundsOfEachField) {
+    // IsValid: the bounds of each field.
     const struct {
         const char* what;
         void (*change)(TestImage&);
         bool valid;
-    } cases[] = {
+    } fields[] = {
         {"as made", [](TestImage&) {}, true}, {"width 0", [](TestImage& i) { i.SetWidth(0); }, false},
         {"width -1", [](TestImage& i) { i.SetWidth(-1); }, false},
         {"width 16383", [](TestImage& i) { i.SetWidth(16383).SetRowBytes(16383 * 4); }, true},
@@ -154,7 +147,7 @@ TEST(Errors, IsValidBoundsOfEachField) {
         {"top-down", [](TestImage& i) { i.SetBottomUp(false); }, true},
         {"unknown colour space", [](TestImage& i) { i.SetColorSpace(777).SetWhiteLevel(0); }, true},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : fields) {
         TestImage image(Formats::BGRA8, 10, 3); // 40-byte rows
         c.change(image);
         EXPECT_EQ(IsValid(&image), c.valid) << c.what;

@@ -13,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdio>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -25,12 +24,6 @@ using zep6test::TestImage;
 namespace Formats = zep6test::Formats;
 
 namespace {
-
-TEST(FourCC, PacksBigEndianAndWorksAsConstant) {
-    EXPECT_EQ(FourCC("BGRA"), 0x42475241u);
-    EXPECT_EQ(FourCC("2vuy"), 0x32767579u);
-    static_assert(FourCC("RGBA") == 0x52474241u);
-}
 
 struct DescriptionCase {
     long colorSpace;
@@ -46,7 +39,7 @@ std::string Describe(long colorSpace, int bitDepth, int whiteLevel) {
 }
 
 // (Descriptions of images: ImageScaleIsWhiteLevelOverTypeRange, which checks format and type too.)
-TEST(GetColorSpaceFormat, ByDescription) {
+TEST(GetColorSpaceFormat, ByDescriptionWithBigEndianFourCC) {
     // clang-format off
     const DescriptionCase cases[] = {
         // Four-character codes whose type comes from the component size: 48 / 32 rounds down to
@@ -80,6 +73,11 @@ TEST(GetColorSpaceFormat, ByDescription) {
         GetColorSpaceFormat(static_cast<int>(c.colorSpace), c.bitDepth, c.whiteLevel, format, type);
         EXPECT_EQ(std::make_pair(format, type), std::make_pair(c.format, c.type));
     }
+
+    // FourCC packs big-endian and works as a constant.
+    EXPECT_EQ(FourCC("BGRA"), 0x42475241u);
+    EXPECT_EQ(FourCC("2vuy"), 0x32767579u);
+    static_assert(FourCC("RGBA") == 0x52474241u);
 }
 
 TEST(GetColorSpaceFormat, ImageScaleIsWhiteLevelOverTypeRange) {
@@ -187,7 +185,7 @@ TEST(IsMatchingFormat, ComparesEverythingButTheBaseAddressOfValidImages) {
     EXPECT_FALSE(IsMatchingFormat(&reference, nullptr));
 }
 
-TEST(CalculateTextureSize, RowAndBlockRounding) {
+TEST(CalculateTextureSize, RowAndBlockRoundingAndNearestPowerOfTwoSidesOnTheCard) {
     const struct {
         int width, height;
         unsigned int internalFormat;
@@ -205,15 +203,12 @@ TEST(CalculateTextureSize, RowAndBlockRounding) {
         SCOPED_TRACE(std::to_string(c.width) + " x " + std::to_string(c.height));
         EXPECT_EQ(CalculateTextureSize(c.width, c.height, c.internalFormat), c.bytes);
     }
-}
-
-TEST(CalculateTextureSizeOnCard, NearestPowerOfTwoSides) {
     const struct {
         long width, height;
         int divisor;
         bool square;
         long long bytes;
-    } cases[] = {
+    } onCard[] = {
         {100, 20, 1, false, 128LL * 16 * 16}, // 128 - 100 < 100 - 64; 32 - 20 >= 20 - 16
         {100, 20, 1, true, 128LL * 128 * 16},
         {100, 20, 0, false, 128LL * 16 * 16}, // no division below 2
@@ -224,7 +219,7 @@ TEST(CalculateTextureSizeOnCard, NearestPowerOfTwoSides) {
         {2048, 1080, 1, false, 2048LL * 1024 * 16},
         {16383, 1100, 1, false, 16384LL * 1024 * 16},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : onCard) {
         SCOPED_TRACE(std::to_string(c.width) + " x " + std::to_string(c.height) + " / " +
                      std::to_string(c.divisor) + (c.square ? " square" : ""));
         const TestImage image(Formats::RGBA8, c.width, c.height, 0, zep6test::Pixels::None);
@@ -232,8 +227,6 @@ TEST(CalculateTextureSizeOnCard, NearestPowerOfTwoSides) {
     }
     EXPECT_EQ(CalculateTextureSizeOnCard(nullptr, 1, false), 0);
 }
-
-// ---- pixel types ---------------------------------------------------------------------------
 
 // A pixel is its channels and nothing else, in the documented order.
 static_assert(sizeof(ARGB8) == 4 && sizeof(BGRA16_8000) == 8 && sizeof(RGBA32F) == 16);
@@ -298,8 +291,6 @@ TEST(PixelTypes, EachDescriptionSelectsItsOneType) {
         EXPECT_EQ(isFloat[i], cases[i].whiteLevel == 1) << "pixel type " << i;
 }
 
-// ---- internal formats and debug writers ----------------------------------------------------
-
 // Expected with float textures and half-float pixels, with float textures only, with half-float
 // pixels only, and with neither.
 TEST(InternalFormatFor, FollowsTypeAndWhatTheCardOffers) {
@@ -337,11 +328,8 @@ TEST(InternalFormatFor, FollowsTypeAndWhatTheCardOffers) {
 }
 
 TEST(DebugWriters, WriteNothingAndReportFailure) {
-    char path[] = "/tmp/zep6_debug_writer_XXXXXX";
-    const int fd = mkstemp(path);
-    ASSERT_GE(fd, 0);
-    close(fd);
-    std::remove(path);
+    const std::string name = "/tmp/zep6_debug_writer_" + std::to_string(getpid());
+    const char* path = name.c_str();
 
     zep6test::TestImage image(zep6test::Formats::BGRA8, 4, 4);
     image.Fill(0x7F);

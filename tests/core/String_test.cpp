@@ -22,7 +22,7 @@ std::string T(const String& s) {
 
 const std::string kLong(5000, 'x');
 
-TEST(String, TextsMade) {
+TEST(String, TextsMadeAndPathPieces) {
     const String hello("hello"), path("a\\b/c:d");
     // clang-format off
     const struct {
@@ -75,70 +75,11 @@ TEST(String, TextsMade) {
         EXPECT_EQ(c.make(), c.expected) << c.what;
     EXPECT_THROW(hello.Mid(6, 1), std::out_of_range);
     EXPECT_THROW(hello.Mid(-1, 1), std::out_of_range);
-}
 
-TEST(String, AnswersGiven) {
-    const String abc("abc"), shader("shader");
-    char buffer[] = "abc"; // the same text at another address
-    const struct {
-        const char* what;
-        bool answer, expected;
-    } cases[] = {
-        {"equal to a buffer", abc == buffer, true}, {"buffer equal", buffer == abc, true},
-        {"equal to a formatted text", abc == String("%s", "abc"), true}, {"not unequal", abc != "abc", false},
-        {"unequal", abc != "abd", true}, {"text unequal", "abd" != abc, true},
-        {"prefix unequal", abc != String("ab"), true}, {"empty equals empty", String() == "", true},
-        {"empty equals null", String() == static_cast<const char*>(nullptr), true},
-        {"contains", shader.Contains("ade"), true}, {"contains by case", shader.Contains("Shader"), false},
-        {"contains null", shader.Contains(nullptr), false}, {"empty contains", String().Contains("a"), false},
-        {"empty contains empty", String().Contains(""), false},
-        {"contained", shader.IsContainedIn("myshaders"), true},
-        {"contained in empty", shader.IsContainedIn(""), false},
-        {"contained in null", shader.IsContainedIn(nullptr), false},
-        {"empty contained", String().IsContainedIn("anything"), false},
-        // The text is taken literally, not as a pattern.
-        {"literal", String("a.b").IsContainedIn("xa.by"), true},
-        {"not a pattern", String("a.b").IsContainedIn("axb"), false},
-        {"ends with", String("pos_z").EndsWith("_z"), true},
-        {"ends with by case", String("pos_Z").EndsWith("_z"), false},
-        {"empty ends with", String("").EndsWith("_z"), false},
-        {"ends with empty", String("pos_z").EndsWith(""), false},
-        {"ends with null", String("pos_z").EndsWith(nullptr), false},
-        {"ends before the end", String("_z_").EndsWith("_z"), false},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(c.answer, c.expected) << c.what;
-
-    const String dots("a.b.c");
-    EXPECT_EQ(std::vector<int>({dots.FindFirst('.'), dots.FindFirst('x'), dots.Find('.', 0), dots.Find('.', 1),
-                                dots.Find('.', 2), dots.Find('.', 4), dots.Find('a', 100), dots.ReverseFind('.'),
-                                dots.ReverseFind('a'), dots.ReverseFind('x'), String().FindFirst('a')}),
-              std::vector<int>({1, -1, 1, 1, 3, -1, -1, 3, 0, -1, -1}));
-}
-
-TEST(String, OrdersByteByByteAsUnsignedAndFindsMapKeys) {
-    for (const auto& o :
-         {std::make_pair("", "a"), std::make_pair("a", "b"), std::make_pair("ab", "abc"),
-          std::make_pair("B", "a"), std::make_pair("z", "\xE9"), std::make_pair("file1", "file2")}) {
-        SCOPED_TRACE(std::string(o.first) + " < " + o.second);
-        const String first(o.first), second(o.second);
-        EXPECT_TRUE(first < second && !(second < first) && second > first);
-        EXPECT_TRUE(first <= second && second >= first);
-        EXPECT_TRUE(first < o.second && o.first < second && !(o.second < first));
-    }
-    std::map<String, int> map = {{String("Source"), 1}, {String("Mask"), 2}, {String("%s", "\xE9tage"), 3}};
-    const std::string name = "Mas";
-    const auto found = map.find(String("%sk", name.c_str()));
-    ASSERT_NE(found, map.end());
-    EXPECT_EQ(found->second, 2);
-    EXPECT_EQ(map.count(String("mask")), 0u);
-    EXPECT_EQ(map.count(String("\xE9tage")), 1u);
-}
-
-TEST(String, PathPieces) {
+    // Path pieces with both separators.
     const struct {
         const char *text, *path, *fileName, *extension, *withoutExtension;
-    } cases[] = {
+    } pieces[] = {
         {"C:/dir/sub/file.VRB", "C:/dir/sub/", "file.VRB", "vrb", "C:/dir/sub/file"},
         {"C:\\dir\\sub\\file.VRB", "C:\\dir\\sub\\", "file.VRB", "vrb", "C:\\dir\\sub\\file"},
         {"C:\\dir/sub\\file.VRB", "C:\\dir/sub\\", "file.VRB", "vrb", "C:\\dir/sub\\file"},
@@ -151,7 +92,7 @@ TEST(String, PathPieces) {
         {"x.", "", "x.", "", "x"},
         {"", "", "", "", ""},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : pieces) {
         SCOPED_TRACE(c.text);
         String s(c.text);
         const std::vector<std::string> pieces = {T(s.Path()), T(s.FileName()), T(s.Extension())};
@@ -195,6 +136,63 @@ TEST(String, PathPieces) {
         EXPECT_EQ(T((s.*c.remove)()), c.removed);
         EXPECT_EQ(T(s), c.rest);
     }
+}
+
+TEST(String, AnswersGivenAndTheByteOrder) {
+    const String abc("abc"), shader("shader");
+    char buffer[] = "abc"; // the same text at another address
+    const struct {
+        const char* what;
+        bool answer, expected;
+    } cases[] = {
+        {"equal to a buffer", abc == buffer, true}, {"buffer equal", buffer == abc, true},
+        {"equal to a formatted text", abc == String("%s", "abc"), true}, {"not unequal", abc != "abc", false},
+        {"unequal", abc != "abd", true}, {"text unequal", "abd" != abc, true},
+        {"prefix unequal", abc != String("ab"), true}, {"empty equals empty", String() == "", true},
+        {"empty equals null", String() == static_cast<const char*>(nullptr), true},
+        {"contains", shader.Contains("ade"), true}, {"contains by case", shader.Contains("Shader"), false},
+        {"contains null", shader.Contains(nullptr), false}, {"empty contains", String().Contains("a"), false},
+        {"empty contains empty", String().Contains(""), false},
+        {"contained", shader.IsContainedIn("myshaders"), true},
+        {"contained in empty", shader.IsContainedIn(""), false},
+        {"contained in null", shader.IsContainedIn(nullptr), false},
+        {"empty contained", String().IsContainedIn("anything"), false},
+        // The text is taken literally, not as a pattern.
+        {"literal", String("a.b").IsContainedIn("xa.by"), true},
+        {"not a pattern", String("a.b").IsContainedIn("axb"), false},
+        {"ends with", String("pos_z").EndsWith("_z"), true},
+        {"ends with by case", String("pos_Z").EndsWith("_z"), false},
+        {"empty ends with", String("").EndsWith("_z"), false},
+        {"ends with empty", String("pos_z").EndsWith(""), false},
+        {"ends with null", String("pos_z").EndsWith(nullptr), false},
+        {"ends before the end", String("_z_").EndsWith("_z"), false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c.answer, c.expected) << c.what;
+
+    const String dots("a.b.c");
+    EXPECT_EQ(std::vector<int>({dots.FindFirst('.'), dots.FindFirst('x'), dots.Find('.', 0), dots.Find('.', 1),
+                                dots.Find('.', 2), dots.Find('.', 4), dots.Find('a', 100), dots.ReverseFind('.'),
+                                dots.ReverseFind('a'), dots.ReverseFind('x'), String().FindFirst('a')}),
+              std::vector<int>({1, -1, 1, 1, 3, -1, -1, 3, 0, -1, -1}));
+
+    // The order is byte by byte as unsigned, also for map keys.
+    for (const auto& o :
+         {std::make_pair("", "a"), std::make_pair("a", "b"), std::make_pair("ab", "abc"),
+          std::make_pair("B", "a"), std::make_pair("z", "\xE9"), std::make_pair("file1", "file2")}) {
+        SCOPED_TRACE(std::string(o.first) + " < " + o.second);
+        const String first(o.first), second(o.second);
+        EXPECT_TRUE(first < second && !(second < first) && second > first);
+        EXPECT_TRUE(first <= second && second >= first);
+        EXPECT_TRUE(first < o.second && o.first < second && !(o.second < first));
+    }
+    std::map<String, int> map = {{String("Source"), 1}, {String("Mask"), 2}, {String("%s", "\xE9tage"), 3}};
+    const std::string name = "Mas";
+    const auto found = map.find(String("%sk", name.c_str()));
+    ASSERT_NE(found, map.end());
+    EXPECT_EQ(found->second, 2);
+    EXPECT_EQ(map.count(String("mask")), 0u);
+    EXPECT_EQ(map.count(String("\xE9tage")), 1u);
 }
 
 } // namespace

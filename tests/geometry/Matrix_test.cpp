@@ -128,7 +128,7 @@ std::vector<float> Floats(const float* f) {
 
 } // namespace
 
-TEST(EulerMatrix, MatchesProductOfFactorsForEveryOrder) {
+TEST(EulerMatrix, MatchesProductOfFactorsForEveryOrderAndReverses) {
     for (const OrderCase& o : kOrders) {
         for (float x : kSpread)
             for (float y : kSpread)
@@ -139,9 +139,8 @@ TEST(EulerMatrix, MatchesProductOfFactorsForEveryOrder) {
     for (int bad : {6, -1})
         EXPECT_TRUE(Near(m33f::angle(30.0f, 40.0f, 50.0f, RotationOrder(bad)), Elements(m33f()), 0.0))
             << "order " << bad << " is the identity";
-}
 
-TEST(RotationOrderTest, ReverseSwapsFirstAndLastFactor) {
+    // Reversing an order swaps its first and last factor.
     const RotationOrder cases[][2] = {{XYZ, ZYX}, {ZXY, YXZ}, {YZX, XZY}, {XZY, YZX}, {ZYX, XYZ}, {YXZ, ZXY}};
     for (const auto& c : cases) {
         EXPECT_EQ(ReverseRotationOrder(c[0]), c[1]);
@@ -151,7 +150,7 @@ TEST(RotationOrderTest, ReverseSwapsFirstAndLastFactor) {
         EXPECT_EQ(ReverseRotationOrder(static_cast<RotationOrder>(bad)), static_cast<RotationOrder>(bad));
 }
 
-TEST(ToClosestEuler, RebuildsTheMatrixForEveryOrderAndAngle) {
+TEST(ToClosestEuler, RebuildsTheMatrixAndReturnsTheSolutionNearestTheReference) {
     for (const OrderCase& o : kOrders)
         for (float x : kSpread)
             for (float y : kSpread)
@@ -167,9 +166,9 @@ TEST(ToClosestEuler, RebuildsTheMatrixForEveryOrderAndAngle) {
                     ASSERT_TRUE(m33f::angle(e, o.order).equal(m, 1e-4f))
                         << Describe(a, o) << " came back as " << Describe(e, o);
                 }
-}
 
-TEST(ToClosestEuler, ReturnsTheAnglesThemselvesAwayFromGimbalLockAndWithAZeroMiddleAngle) {
+    // The solution nearest the reference comes back: with the angles themselves as the reference, those
+    // angles; with a reference beside the rotation's second solution, that one.
     // Outer angles anywhere in (-360, 720), middle angle within a quarter turn of a whole turn and
     // clear of it: the solution nearest to the angles themselves is those angles (the middle one
     // moved by whole turns too: -340 and 420). With a zero middle angle the outer axes are
@@ -194,9 +193,7 @@ TEST(ToClosestEuler, ReturnsTheAnglesThemselvesAwayFromGimbalLockAndWithAZeroMid
     for (float x : {90.0f, 270.0f})
         for (float z : kParallelOuter)
             ASSERT_TRUE(ComeBack(p3f(x, 0.0f, z), kOrders[XYZ]));
-}
 
-TEST(ToClosestEuler, PicksTheSolutionNearestTheReference) {
     // Every rotation has a second solution (outer angles turned by half a turn, middle angle
     // mirrored); a reference beside that one selects it.
     const std::pair<RotationOrder, p3f> cases[] = {{XYZ, p3f(20, 30, 40)},   {ZYX, p3f(20, 30, 40)},
@@ -214,23 +211,7 @@ TEST(ToClosestEuler, PicksTheSolutionNearestTheReference) {
     }
 }
 
-TEST(AxisAngle, MatchesRodriguesRotation) {
-    for (const p3f& axis : {p3f(1, 0, 0), p3f(0, 2, 0), p3f(0, 0, 1), p3f(1, 2, 3), p3f(-3, 0.5f, 1)})
-        for (float deg : {-120.0f, 0.0f, 33.0f, 90.0f, 270.0f}) {
-            const double n = std::sqrt(double(axis.x) * axis.x + double(axis.y) * axis.y + double(axis.z) * axis.z);
-            const double u[3] = {axis.x / n, axis.y / n, axis.z / n};
-            const double c = std::cos(deg * kPi / 180), s = std::sin(deg * kPi / 180);
-            // R = cI + s[u]x + (1 - c) u u^T
-            const double cross[3][3] = {{0, -u[2], u[1]}, {u[2], 0, -u[0]}, {-u[1], u[0], 0}};
-            Mat3 ref;
-            for (int i = 0; i < 3; ++i)
-                for (int j = 0; j < 3; ++j)
-                    ref[i][j] = (i == j ? c : 0.0) + s * cross[i][j] + (1 - c) * u[i] * u[j];
-            EXPECT_TRUE(Near(m33f::axangle(axis, deg), ref, 2e-6)) << axis << " " << deg;
-        }
-}
-
-TEST(M33f, ProductAndColumnVectors) {
+TEST(M33f, ProductColumnVectorsInverseAndAxisAngle) {
     const m33f a(1, 2, 3, 4, 5, 6, 7, 8, 10), b(-1, 0.5f, 2, 3, -2, 1, 0, 4, -3);
     EXPECT_TRUE(Near(a * b, Multiply(Elements(a), Elements(b)), 1e-5));
     m33f c = a;
@@ -242,9 +223,7 @@ TEST(M33f, ProductAndColumnVectors) {
     float raw[3] = {1, -1, 2};
     a.transform3f(raw, raw); // in place is allowed
     EXPECT_EQ(p3f(raw), expected);
-}
 
-TEST(M33f, Inverse) {
     std::mt19937 rng(7);
     std::uniform_real_distribution<float> d(-1.0f, 1.0f);
     for (int n = 0; n < 200; ++n) {
@@ -260,6 +239,21 @@ TEST(M33f, Inverse) {
     for (const m33f& singular :
          {m33f(1, 2, 3, 2, 4, 6, 0, 1, 1), m33f(0, 1, 2, 0, 3, 4, 0, 5, 6), m33f(0, 0, 0, 0, 0, 0, 0, 0, 0)})
         EXPECT_TRUE(Near(singular.inverse(), Elements(singular), 0.0));
+
+    // The axis-angle matrix is the Rodrigues rotation.
+    for (const p3f& axis : {p3f(1, 0, 0), p3f(0, 2, 0), p3f(0, 0, 1), p3f(1, 2, 3), p3f(-3, 0.5f, 1)})
+        for (float deg : {-120.0f, 0.0f, 33.0f, 90.0f, 270.0f}) {
+            const double n = std::sqrt(double(axis.x) * axis.x + double(axis.y) * axis.y + double(axis.z) * axis.z);
+            const double u[3] = {axis.x / n, axis.y / n, axis.z / n};
+            const double c = std::cos(deg * kPi / 180), s = std::sin(deg * kPi / 180);
+            // R = cI + s[u]x + (1 - c) u u^T
+            const double cross[3][3] = {{0, -u[2], u[1]}, {u[2], 0, -u[0]}, {-u[1], u[0], 0}};
+            Mat3 ref;
+            for (int i = 0; i < 3; ++i)
+                for (int j = 0; j < 3; ++j)
+                    ref[i][j] = (i == j ? c : 0.0) + s * cross[i][j] + (1 - c) * u[i] * u[j];
+            EXPECT_TRUE(Near(m33f::axangle(axis, deg), ref, 2e-6)) << axis << " " << deg;
+        }
 }
 
 namespace {
@@ -272,7 +266,7 @@ m44f RandomM44(std::mt19937& rng) {
     return m;
 }
 
-TEST(M44f, ProductIsColumnMajorAndIgnoresTheRightOperandsTranslation) {
+TEST(M44f, ProductIsColumnMajorIgnoresTheRightTranslationAndInversePivots) {
     std::mt19937 rng(11);
     for (int n = 0; n < 50; ++n) {
         const m44f a = RandomM44(rng), b = RandomM44(rng);
@@ -290,10 +284,9 @@ TEST(M44f, ProductIsColumnMajorAndIgnoresTheRightOperandsTranslation) {
         EXPECT_TRUE(Near(a * r, ColumnMajor(a * m44f(r)), 0.0));
         EXPECT_TRUE(Near(d *= r, ColumnMajor(a * m44f(r)), 0.0));
     }
-}
 
-TEST(M44f, InversePivotsAndTakesVanishingPivotsAsOneBillionth) {
-    std::mt19937 rng(3);
+    // The inverse pivots and takes vanishing pivots as one billionth.
+    rng.seed(3);
     for (int n = 0; n < 200; ++n) {
         m44f m = RandomM44(rng);
         for (int i = 0; i < 4; ++i)

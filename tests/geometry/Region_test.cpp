@@ -9,15 +9,11 @@ using namespace OGL_ZEP6_AE;
 
 namespace {
 
-// A region whose valid flag is set by hand, whatever its sizes say.
-Region Flagged(int x, int y, unsigned w, unsigned h, bool valid) {
+// A region whose valid flag is set by hand (to invalid unless asked), whatever its sizes say.
+Region Invalid(int x, int y, unsigned w, unsigned h, bool valid = false) {
     Region r(x, y, w, h);
     r.valid = valid;
     return r;
-}
-
-Region Invalid(int x, int y, unsigned w, unsigned h) {
-    return Flagged(x, y, w, h, false);
 }
 
 Region3d Invalid(const p3f& min, const p3f& max) {
@@ -42,7 +38,7 @@ template <typename T> std::string Text(const T& r) {
 
 } // namespace
 
-TEST(RegionBasics, ValidExactlyWhenBothSizesAreNonZeroAndCompared) {
+TEST(RegionBasics, ValidComparedInRangeAndEdited) {
     EXPECT_EQ(Region(), Invalid(0, 0, 0, 0));
     const struct {
         Region r;
@@ -61,23 +57,46 @@ TEST(RegionBasics, ValidExactlyWhenBothSizesAreNonZeroAndCompared) {
     for (const Region& other : {Invalid(1, 2, 3, 4), Region(1, 2, 3, 5), Region(0, 2, 3, 4)})
         EXPECT_NE(Region(1, 2, 3, 4), other);
     EXPECT_NE(Region(0, 0, 10, 0), Region());
-}
 
-TEST(RegionBasics, IsInRangeExcludesTheFarEdges) {
+    // IsInRange excludes the far edges.
     const Region r(10, 20, 5, 5);
     const struct {
         p2f p;
         bool inside;
-    } cases[] = {{p2f(10, 20), true},  {p2f(14.99f, 24.99f), true}, {p2f(15, 22), false},
+    } points[] = {{p2f(10, 20), true},  {p2f(14.99f, 24.99f), true}, {p2f(15, 22), false},
                  {p2f(12, 25), false}, {p2f(9.99f, 22), false},     {p2f(12, 19.5f), false}};
-    for (const auto& c : cases) {
+    for (const auto& c : points) {
         EXPECT_EQ(r.IsInRange(c.p), c.inside) << c.p;
     }
     EXPECT_FALSE(Invalid(10, 20, 5, 5).IsInRange(p2f(12, 22)));
     EXPECT_TRUE(Region(-10, -10, 5, 5).IsInRange(p2f(-7.5f, -5.5f)));
+
+    // Grow, flip, offset and scale.
+    const struct {
+        const char* what;
+        Region got, expected;
+    } edits[] = {
+        {"grow", Region(5, 5, 10, 10).Grow(2, 3), Region(3, 2, 14, 16)},
+        {"shrink", Region(5, 5, 10, 10).Grow(-1, -2), Region(6, 7, 8, 6)},
+        {"shrink to nothing", Region(0, 0, 4, 4).Grow(-2, -1), Invalid(2, 1, 0, 2)},
+        {"grow invalid", Region(0, 0, 10, 0).Grow(1, 1), Region(0, 0, 10, 0)},
+        {"flip", Region(5, 5, 10, 10).Flip(100), Region(5, 85, 10, 10)},
+        {"flip twice", Region(5, 5, 10, 10).Flip(100).Flip(100), Region(5, 5, 10, 10)},
+        {"flip invalid", Invalid(5, 5, 10, 10).Flip(100), Invalid(5, 5, 10, 10)},
+        {"offset", Region(5, 5, 10, 10).Offset(-7, 3), Region(-2, 8, 10, 10)},
+        {"offset invalid", Region(0, 0, 10, 0).Offset(5, 5), Region(0, 0, 10, 0)},
+        {"scale down", Region(1, 1, 3, 3).Scale(0.5f, 0.5f), Region(0, 0, 2, 2)},
+        {"scale up", Region(1, 2, 3, 4).Scale(2.0f, 3.0f), Region(2, 6, 6, 12)},
+        {"scale negative origin", Region(-3, 0, 5, 1).Scale(0.5f, 2.0f), Region(-2, 0, 3, 2)},
+        {"scale to nothing", Region(0, 0, 1, 1).Scale(0.5f, 0.5f), Invalid(0, 0, 0, 0)},
+        {"scale invalid", Invalid(4, 4, 8, 8).Scale(2.0f, 2.0f), Invalid(4, 4, 8, 8)},
+    };
+    for (const auto& c : edits) {
+        EXPECT_EQ(c.got, c.expected) << c.what << ": " << c.got;
+    }
 }
 
-TEST(RegionSetOps, UnionAndIntersectionInEitherOrder) {
+TEST(RegionSetOps, UnionAndIntersectionInEitherOrderAndUnionWithPoints) {
     const struct {
         Region a, b, both, overlap;
     } cases[] = {
@@ -104,50 +123,23 @@ TEST(RegionSetOps, UnionAndIntersectionInEitherOrder) {
         EXPECT_EQ(c.a & c.b, c.overlap);
         EXPECT_EQ(c.b & c.a, c.overlap);
     }
-}
-
-TEST(RegionSetOps, UnionWithPoint) {
+    // The union with a point.
     const struct {
         Region got, expected;
-    } cases[] = {
+    } withPoints[] = {
         {Region(10, 10, 5, 5) | p2f(2.5f, 12), Region(2, 10, 13, 5)},
         {Region(10, 10, 5, 5) | p2f(20.7f, 11), Region(10, 10, 10, 5)},
         {Region(10, 10, 5, 5) | p2f(12, 12), Region(10, 10, 5, 5)},
         // From nothing: the empty rectangle at the point (truncated toward zero), valid.
-        {Region() | p2f(3.9f, -1.5f), Flagged(3, -1, 0, 0, true)},
+        {Region() | p2f(3.9f, -1.5f), Invalid(3, -1, 0, 0, /*valid*/ true)},
         {Region() | p2f(4, 4) | p2f(1, 7) | p2f(9, 2), Region(1, 2, 8, 5)},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : withPoints) {
         EXPECT_EQ(c.got, c.expected);
     }
 }
 
-TEST(RegionEdits, GrowFlipOffsetScale) {
-    const struct {
-        const char* what;
-        Region got, expected;
-    } cases[] = {
-        {"grow", Region(5, 5, 10, 10).Grow(2, 3), Region(3, 2, 14, 16)},
-        {"shrink", Region(5, 5, 10, 10).Grow(-1, -2), Region(6, 7, 8, 6)},
-        {"shrink to nothing", Region(0, 0, 4, 4).Grow(-2, -1), Invalid(2, 1, 0, 2)},
-        {"grow invalid", Region(0, 0, 10, 0).Grow(1, 1), Region(0, 0, 10, 0)},
-        {"flip", Region(5, 5, 10, 10).Flip(100), Region(5, 85, 10, 10)},
-        {"flip twice", Region(5, 5, 10, 10).Flip(100).Flip(100), Region(5, 5, 10, 10)},
-        {"flip invalid", Invalid(5, 5, 10, 10).Flip(100), Invalid(5, 5, 10, 10)},
-        {"offset", Region(5, 5, 10, 10).Offset(-7, 3), Region(-2, 8, 10, 10)},
-        {"offset invalid", Region(0, 0, 10, 0).Offset(5, 5), Region(0, 0, 10, 0)},
-        {"scale down", Region(1, 1, 3, 3).Scale(0.5f, 0.5f), Region(0, 0, 2, 2)},
-        {"scale up", Region(1, 2, 3, 4).Scale(2.0f, 3.0f), Region(2, 6, 6, 12)},
-        {"scale negative origin", Region(-3, 0, 5, 1).Scale(0.5f, 2.0f), Region(-2, 0, 3, 2)},
-        {"scale to nothing", Region(0, 0, 1, 1).Scale(0.5f, 0.5f), Invalid(0, 0, 0, 0)},
-        {"scale invalid", Invalid(4, 4, 8, 8).Scale(2.0f, 2.0f), Invalid(4, 4, 8, 8)},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(c.got, c.expected) << c.what << ": " << c.got;
-    }
-}
-
-TEST(Region3dOps, UnionIntersectionAndGrow) {
+TEST(Region3dOps, UnionIntersectionGrowAndTheCoveringRegion) {
     const Region3d a(p3f(0, 0, 0), p3f(2, 2, 2));
     const Region3d b(p3f(-1, 0.5f, 2), p3f(0.5f, 3, 4));
     const Region3d tall(p3f(0, 0, 0), p3f(2, 4, 6));
@@ -179,19 +171,17 @@ TEST(Region3dOps, UnionIntersectionAndGrow) {
     for (const auto& c : cases) {
         EXPECT_TRUE(Same(c.got, c.expected)) << c.what;
     }
-}
-
-TEST(Region3dOps, ConvertsToTheCoveringRegion) {
+    // A box converts to the region that covers it.
     const struct {
         Region3d box;
         Region expected;
-    } cases[] = {
+    } covering[] = {
         {Region3d(p3f(0.5f, 0.5f, 0), p3f(2.1f, 3.0f, 0)), Region(0, 0, 3, 3)},
         {Region3d(p3f(-0.5f, -1.5f, 7), p3f(0.5f, 0.5f, -7)), Region(-1, -2, 2, 3)},
         {Region3d(p3f(1, 1, 0), p3f(1, 5, 0)), Invalid(1, 1, 0, 4)}, // no width
         {Region3d(), Region()},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : covering) {
         const Region r = c.box;
         EXPECT_EQ(r, c.expected) << c.box;
     }

@@ -15,7 +15,41 @@ namespace {
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
 
-TEST(Vector, TagIsMinusOneOnlyForAP3fMadeFromAP4f) {
+TEST(Vector, TagEqualityAndClampsOnEveryComponent) {
+    for (const auto& c :
+         {std::make_pair(0.0f, true), std::make_pair(0.00009f, true), std::make_pair(-0.00009f, true),
+          std::make_pair(0.00011f, false), std::make_pair(-0.00011f, false)}) {
+        for (int axis = 0; axis < 3; ++axis) {
+            p3f b(1, 2, 3);
+            b[axis] += c.first;
+            EXPECT_EQ(p3f(1, 2, 3) == b, c.second) << c.first << " on " << axis;
+            EXPECT_EQ(p3f(1, 2, 3) != b, !c.second) << c.first << " on " << axis;
+        }
+        EXPECT_EQ(p2f(1, 2) == p2f(1, 2 + c.first), c.second) << c.first;
+        EXPECT_EQ(p4f(1, 2, 3, 4) == p4f(1, 2, 3, 4 + c.first), c.second) << c.first << ": w takes part";
+    }
+    EXPECT_TRUE(p3f(1, 2, 3).equal(p3f(1.4f, 2, 3), 0.5f));
+    EXPECT_FALSE(p3f(1, 2, 3).equal(p3f(1, 2, 3), 0.0f)) << "strictly less than eps";
+    EXPECT_FALSE(p3f(kNaN, 0, 0) == p3f(kNaN, 0, 0));
+
+    // UnitClamp treats NaN and negatives as 0.
+    for (const auto& c :
+         {std::make_pair(-0.5f, 0.0f), std::make_pair(0.25f, 0.25f), std::make_pair(7.0f, 1.0f),
+          std::make_pair(kNaN, 0.0f), std::make_pair(-kInf, 0.0f), std::make_pair(kInf, 1.0f)}) {
+        p3f v(c.first, 0.5f, c.first);
+        v.UnitClamp();
+        EXPECT_EQ(v, p3f(c.second, 0.5f, c.second)) << c.first;
+        p2f w(0.5f, c.first);
+        EXPECT_EQ(w.UnitClamp(), p2f(0.5f, c.second)) << c.first;
+    }
+    // lowUniClamp sets every component when any is small in magnitude (the sign is lost).
+    EXPECT_EQ(p3f(-3, -0.05f, 4).lowUniClamp(0.1f), p3f(0.1f, 0.1f, 0.1f));
+    EXPECT_EQ(p3f(-3, -0.2f, 4).lowUniClamp(0.1f), p3f(-3, -0.2f, 4));
+    EXPECT_EQ(p3f(0.1f, 0.1f, 5).lowUniClamp(0.1f), p3f(0.1f, 0.1f, 5)) << "not below";
+    EXPECT_EQ(p2f(2, 0.01f).lowUniClamp(0.5f), p2f(0.5f, 0.5f));
+    EXPECT_EQ(p2f(2, -1).lowUniClamp(0.5f), p2f(2, -1));
+
+    // The tag is -1 only for a p3f made from a p4f.
     const p4f four(2, 4, 6, 2);
     const p3f fromFour(four);
     p3f assigned(1, 1, 1);
@@ -36,44 +70,7 @@ TEST(Vector, TagIsMinusOneOnlyForAP3fMadeFromAP4f) {
     EXPECT_TRUE(projected == p3f(1, 2, 3) && projected.tag == 0) << projected;
 }
 
-TEST(Vector, EqualWithinOneTenThousandthOnEveryComponent) {
-    for (const auto& c :
-         {std::make_pair(0.0f, true), std::make_pair(0.00009f, true), std::make_pair(-0.00009f, true),
-          std::make_pair(0.00011f, false), std::make_pair(-0.00011f, false)}) {
-        for (int axis = 0; axis < 3; ++axis) {
-            p3f b(1, 2, 3);
-            b[axis] += c.first;
-            EXPECT_EQ(p3f(1, 2, 3) == b, c.second) << c.first << " on " << axis;
-            EXPECT_EQ(p3f(1, 2, 3) != b, !c.second) << c.first << " on " << axis;
-        }
-        EXPECT_EQ(p2f(1, 2) == p2f(1, 2 + c.first), c.second) << c.first;
-        EXPECT_EQ(p4f(1, 2, 3, 4) == p4f(1, 2, 3, 4 + c.first), c.second) << c.first << ": w takes part";
-    }
-    EXPECT_TRUE(p3f(1, 2, 3).equal(p3f(1.4f, 2, 3), 0.5f));
-    EXPECT_FALSE(p3f(1, 2, 3).equal(p3f(1, 2, 3), 0.0f)) << "strictly less than eps";
-    EXPECT_FALSE(p3f(kNaN, 0, 0) == p3f(kNaN, 0, 0));
-}
-
-TEST(Vector, Clamps) {
-    // UnitClamp treats NaN and negatives as 0.
-    for (const auto& c :
-         {std::make_pair(-0.5f, 0.0f), std::make_pair(0.25f, 0.25f), std::make_pair(7.0f, 1.0f),
-          std::make_pair(kNaN, 0.0f), std::make_pair(-kInf, 0.0f), std::make_pair(kInf, 1.0f)}) {
-        p3f v(c.first, 0.5f, c.first);
-        v.UnitClamp();
-        EXPECT_EQ(v, p3f(c.second, 0.5f, c.second)) << c.first;
-        p2f w(0.5f, c.first);
-        EXPECT_EQ(w.UnitClamp(), p2f(0.5f, c.second)) << c.first;
-    }
-    // lowUniClamp sets every component when any is small in magnitude (the sign is lost).
-    EXPECT_EQ(p3f(-3, -0.05f, 4).lowUniClamp(0.1f), p3f(0.1f, 0.1f, 0.1f));
-    EXPECT_EQ(p3f(-3, -0.2f, 4).lowUniClamp(0.1f), p3f(-3, -0.2f, 4));
-    EXPECT_EQ(p3f(0.1f, 0.1f, 5).lowUniClamp(0.1f), p3f(0.1f, 0.1f, 5)) << "not below";
-    EXPECT_EQ(p2f(2, 0.01f).lowUniClamp(0.5f), p2f(0.5f, 0.5f));
-    EXPECT_EQ(p2f(2, -1).lowUniClamp(0.5f), p2f(2, -1));
-}
-
-TEST(Vector, AnglesAndProducts) {
+TEST(Vector, AnglesProductsAndEulerHelpers) {
     EXPECT_NEAR(p2f(3, 0).deg(p2f(-2, 0)), 180.0f, 1e-4f);
     EXPECT_NEAR(p2f(1, 1).deg(p2f(0, 5)), 45.0f, 1e-4f);
     EXPECT_NEAR(p3f(0, 0, 2).deg(p3f(0, 7, 0)), 90.0f, 1e-4f);
@@ -89,10 +86,8 @@ TEST(Vector, AnglesAndProducts) {
     EXPECT_EQ(v, p3f(3, 0, 4)) << "normalize returns a new value";
     p3f n(-1, 0, 1);
     EXPECT_EQ(n.compress(255.0f), p3f(0, 127.5f, 255));
-}
 
-TEST(Vector, EulerHelpers) {
-    // The distance takes the short way round each axis.
+    // The Euler distance takes the short way round each axis.
     EXPECT_FLOAT_EQ(p3f(10, 350, 0).euler_distance_sq(p3f(350, 10, 180)), 20 * 20 + 20 * 20 + 180 * 180);
     EXPECT_FLOAT_EQ(p3f(0, 0, 0).euler_distance_sq(p3f(180, 180, 180)), 97200.0f);
     // The closest octave moves one turn at most.

@@ -89,8 +89,6 @@ public:
     }
 };
 
-// ---- mutex -------------------------------------------------------------------------------------
-
 TYPED_TEST(SyncFamilyTest, OnlyTheOwnerUnlocksAndOncePerLock) {
     typename TypeParam::Mutex mutex;
     ASSERT_TRUE(mutex.Lock(true));
@@ -105,8 +103,6 @@ TYPED_TEST(SyncFamilyTest, OnlyTheOwnerUnlocksAndOncePerLock) {
     EXPECT_TRUE(mutex.Lock(false));
     mutex.Unlock();
 }
-
-// ---- waits with a limit ------------------------------------------------------------------------
 
 // Every wait gives up at its limit; then the mutex's holder lets go 300 ms after being told: a
 // poll still fails at once, and Lock(true) waits until the holder has let go.
@@ -154,9 +150,7 @@ TYPED_TEST(SyncFamilyTest, WaitsTimeOutAtTheirLimitOrWhenTheHolderLetsGo) {
     holder.join();
 }
 
-// ---- events ------------------------------------------------------------------------------------
-
-TYPED_TEST(SyncFamilyTest, EventStaysSignalledUntilTakenOrReset) {
+TYPED_TEST(SyncFamilyTest, EventStaysSignalledUntilTakenOrResetAndReleasesItsWaiters) {
     for (bool autoReset : {true, false}) {
         SCOPED_TRACE(autoReset ? "auto-reset" : "manual-reset");
         typename TypeParam::Event event(autoReset);
@@ -172,13 +166,11 @@ TYPED_TEST(SyncFamilyTest, EventStaysSignalledUntilTakenOrReset) {
         EXPECT_FALSE(event.WaitForEvent(20));
         EXPECT_FALSE(event.Lock(false)) << "the event itself stayed signalled";
     }
-}
 
-// Each signal of an auto-reset event releases one waiting thread, also when the second comes
-// before the first waiter has woken up; a manual-reset one releases all and stays set. A wait
-// also ends as soon as it is released: the waiters would otherwise sleep on to their 10 s limit,
-// past the 5 s allowed here.
-TYPED_TEST(SyncFamilyTest, SignalsReleaseTheirWaiters) {
+    // Each signal of an auto-reset event releases one waiting thread, also when the second comes
+    // before the first waiter has woken up; a manual-reset one releases all and stays set. A wait
+    // also ends as soon as it is released: the waiters would otherwise sleep on to their 10 s limit,
+    // past the 5 s allowed here.
     struct Case {
         bool autoReset;
         int waiters, sets, released;
@@ -210,9 +202,7 @@ TYPED_TEST(SyncFamilyTest, SignalsReleaseTheirWaiters) {
     }
 }
 
-// ---- threads -----------------------------------------------------------------------------------
-
-TYPED_TEST(SyncFamilyTest, ThreadsRunOnceEachStartAndLeaveNothingBehind) {
+TYPED_TEST(SyncFamilyTest, ThreadsRunOnceEachStartLeaveNothingBehindAndSwallowExceptions) {
     constexpr int kThreads = 100;
     // A sanitizer may start a thread of its own with the process's first thread: it comes first.
     std::thread([] {}).join();
@@ -247,12 +237,10 @@ TYPED_TEST(SyncFamilyTest, ThreadsRunOnceEachStartAndLeaveNothingBehind) {
     // A thread has returned from its work a moment before the system has removed it.
     EXPECT_TRUE(WaitUntil([&] { return zep6test::ThreadCount() <= before; }));
     EXPECT_EQ(zep6test::ThreadCount(), before);
-}
 
-// InternalProcess() returns Process()'s result and swallows what it throws; so does the start
-// routine of the library's own threads, which leave the object ready for the next start. The
-// twins' start routine lets the exception end the process.
-TYPED_TEST(SyncFamilyTest, InternalProcessReturnsTheResultAndSwallowsExceptions) {
+    // InternalProcess() returns Process()'s result and swallows what it throws; so does the start
+    // routine of the library's own threads, which leave the object ready for the next start. The
+    // twins' start routine lets the exception end the process.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const struct {
         const char* name;
@@ -282,8 +270,6 @@ TYPED_TEST(SyncFamilyTest, InternalProcessReturnsTheResultAndSwallowsExceptions)
     }
 }
 
-// ---- scoped lock -------------------------------------------------------------------------------
-
 TEST(StLockTest, HoldsWhatItObtainedForItsScope) {
     ZEP6_AE::XSyncMutex mutex;
     {
@@ -299,8 +285,6 @@ TEST(StLockTest, HoldsWhatItObtainedForItsScope) {
     }
     EXPECT_TRUE(OtherThreadCanLock(mutex));
 }
-
-// ---- static list -------------------------------------------------------------------------------
 
 // A registered static object that records its finalisation. The oldest probe of a test does not
 // pass the call on: the list also holds the library's own static objects, which these tests must

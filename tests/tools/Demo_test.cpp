@@ -109,8 +109,10 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
     ASSERT_EQ(zep6gl::Run("demo", {out.string()}), 0);
     const std::string printed = ::testing::internal::GetCapturedStdout();
 
-    std::set<std::string> expected = {"front.png",     "back.png",   "contact-sheet.png",
-                                      "fine-back.png", "sample.png", "operations.png"};
+    std::set<std::string> expected = {
+        "front.png", "back.png", "contact-sheet.png", "fine-back.png", "sample.png", "operations.png", "scene.png",
+        "scene-01-quality-0.png", "scene-02-quality-2.png", "scene-03-quality-5.png", "scene-04-lens-jitter.png",
+        "scene-05-post-blur.png"};
     for (int mode = 0; mode < zep6gl::kApplyModeCount; ++mode) {
         char name[64];
         std::snprintf(name, sizeof name, "mode-%02d-%s.png", mode, zep6gl::ApplyModeName(mode).c_str());
@@ -126,9 +128,6 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
         std::snprintf(name, sizeof name, "op-%02d-%s.png", i + 1, operations[i]);
         expected.insert(name);
     }
-    for (const char* scene : {"scene-01-quality-0.png", "scene-02-quality-2.png", "scene-03-quality-5.png",
-                              "scene-04-lens-jitter.png", "scene-05-post-blur.png", "scene.png"})
-        expected.insert(scene);
     std::set<std::string> written;
     for (const auto& entry : fs::directory_iterator(out))
         written.insert(entry.path().filename().string());
@@ -138,10 +137,8 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
     for (const std::string& name : expected) {
         EXPECT_NE(printed.find((out / name).string()), std::string::npos) << name << " is not reported";
         const HostImage image = zep6gl::ReadImage((out / name).string());
-        if (name.rfind("mode-", 0) == 0) {
-            EXPECT_EQ(image.GetWidth(), front.GetWidth()) << name;
-            EXPECT_EQ(image.GetHeight(), front.GetHeight()) << name;
-        }
+        const bool sized = image.GetWidth() == front.GetWidth() && image.GetHeight() == front.GetHeight();
+        EXPECT_TRUE(sized || name.rfind("mode-", 0) != 0) << name << " is not the size of the inputs";
     }
 
     // The results are the library's composites of the two inputs as written, front over back at
@@ -171,12 +168,11 @@ TEST_F(DemoCommand, WritesInputsEveryModeAndTheSheet) {
         [&](long x, long y, int c) { return Value(doubled, x, y, c); }, [](double) { return 0.0; });
     const HostImage operationsSheet = zep6gl::ReadImage((out / "operations.png").string());
     const std::vector<Strip> strips = Strips(operationsSheet);
-    std::map<long, int> perRow;
+    std::map<long, int> perRow; // strips by the row they start in
     for (const Strip& s : strips) {
         ++perRow[s.y];
         EXPECT_EQ(std::make_pair(s.width, s.height), std::make_pair(strips[0].width, strips[0].height));
     }
-    EXPECT_EQ(perRow.size(), 4u);
     std::vector<int> counts;
     for (const auto& row : perRow)
         counts.push_back(row.second);

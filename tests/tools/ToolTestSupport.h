@@ -43,20 +43,22 @@ inline void Store(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
 }
 
+// The T stored at `at`, unaligned; storing one there.
+template <typename T> T Load(const unsigned char* at) {
+    T value;
+    std::memcpy(&value, at, sizeof value);
+    return value;
+}
+template <typename T> void Put(unsigned char* at, T value) {
+    std::memcpy(at, &value, sizeof value);
+}
+
 // Channel c (0 red ... 3 alpha) of pixel (x, y), y from the top, of a top-down RGBA image such as
 // ReadImage returns: the stored integer, or the float.
 inline double Sample(const HostImage& image, long x, long y, int c) {
     const unsigned char* at = image.Row(y) + (x * 4 + c) * (image.GetBitDepth() / 32);
-    if (image.GetBitDepth() == 32)
-        return *at;
-    if (image.GetBitDepth() == 64) {
-        unsigned short s;
-        std::memcpy(&s, at, 2);
-        return s;
-    }
-    float f;
-    std::memcpy(&f, at, 4);
-    return f;
+    const long bits = image.GetBitDepth();
+    return bits == 32 ? *at : bits == 64 ? double(Load<unsigned short>(at)) : double(Load<float>(at));
 }
 
 // The same as a fraction of white.
@@ -75,11 +77,10 @@ inline HostImage RgbaImage(long bitDepth, long width, long height,
             for (int c = 0; c < 4; ++c) {
                 unsigned char* at = image.Row(y) + (x * 4 + c) * (bitDepth / 32);
                 const double v = value(x, y, c);
-                const float f = static_cast<float>(v);
                 if (bitDepth == 32)
                     *at = static_cast<unsigned char>(std::lround(std::clamp(v, 0.0, 1.0) * 255));
                 else
-                    std::memcpy(at, &f, 4);
+                    Put(at, static_cast<float>(v));
             }
     return image;
 }

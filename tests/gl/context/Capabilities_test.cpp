@@ -37,15 +37,7 @@ ZEP6_ENTRY_POINTS(ZEP6_CHECK_GL_ENTRY_TYPE, ZEP6_CHECK_WGL_ENTRY_TYPE)
 
 namespace {
 
-// Indices outside the table name nothing. Each name against its address is checked on a real
-// context (EntryPoints.LoadedFromTheDriver); distinct names and their count, by the compiler.
-TEST(EntryPointTable, NothingOutsideTheTable) {
-    EXPECT_EQ(EntryPointName(-1), nullptr);
-    EXPECT_EQ(EntryPointName(kEntryPointCount), nullptr);
-    EXPECT_EQ(EntryPointAddress(kEntryPointCount), nullptr);
-}
-
-TEST(ExtensionRules, SubstringSearchOverBothListsWithoutTheDisabledNames) {
+TEST(ExtensionRules, SubstringSearchOverBothListsWithoutTheDisabledNamesAndNoEntryOutsideTheTable) {
     struct Case {
         const char *gl, *windowSystem;
         const char* disabled; // as ZEP6_DISABLE_EXTENSIONS lists them
@@ -85,9 +77,15 @@ TEST(ExtensionRules, SubstringSearchOverBothListsWithoutTheDisabledNames) {
         for (const std::string& name : SplitNames(c.absent))
             EXPECT_FALSE(FindExtension(combined, name.c_str(), disabled)) << name << " in " << combined;
     }
+
+    // Indices outside the table name nothing. Each name against its address is checked on a real
+    // context (EntryPoints.LoadedFromTheDriver); distinct names and their count, by the compiler.
+    EXPECT_EQ(EntryPointName(-1), nullptr);
+    EXPECT_EQ(EntryPointName(kEntryPointCount), nullptr);
+    EXPECT_EQ(EntryPointAddress(kEntryPointCount), nullptr);
 }
 
-TEST(RendererRules, QuadroProfessionalAtiSoftwareAndSeries) {
+TEST(RendererRules, QuadroProfessionalAtiSoftwareSeriesAndUnsupportedHardware) {
     struct Case {
         const char* renderer;
         bool quadro, basicQuadro, professional, ati, software;
@@ -121,6 +119,21 @@ TEST(RendererRules, QuadroProfessionalAtiSoftwareAndSeries) {
                   std::make_tuple(c.quadro, c.basicQuadro, c.professional, c.ati, c.software, c.series))
             << c.renderer;
     EXPECT_EQ(CardSeriesOf(nullptr), 0);
+
+    // The report ends in the unsupported-hardware message below 32 MB of texture memory counted in
+    // whole megabytes, which includes a memory size nothing could find (0), and for a "geforce2"
+    // (case-sensitive). The report's lines: Capabilities.AnswersAreWhatTheDriverReports.
+    const struct {
+        const char* card;
+        unsigned int memory;
+        bool unsupported;
+    } hardware[] = {
+        {"Quadro FX 3500", 0x02000000, false}, {"Quadro FX 3500", 0x01FFFFFF, true},
+        {"Quadro FX 3500", 0, true},           {"Quadro FX 3500", 0xFFFFFFFF, false},
+        {"GeForce2 MX", 0x04000000, false},    {"geforce2 mx", 0x04000000, true},
+    };
+    for (const auto& c : hardware)
+        EXPECT_EQ(IsUnsupportedHardware(c.card, c.memory), c.unsupported) << c.card << " " << c.memory;
 }
 
 TEST(StorageRules, CardChoiceAndOverride) {
@@ -152,7 +165,7 @@ TEST(StorageRules, CardChoiceAndOverride) {
         EXPECT_EQ(ParseStorageChoice(text), choice) << (text ? text : "null");
 }
 
-TEST(MemorySize, FirstSourceThatKnowsWinsAndLargeSizesSaturate) {
+TEST(MemorySize, FirstSourceThatKnowsWinsLargeSizesSaturateAndTheKernelsCardIsTheLowest) {
     constexpr unsigned long long GiB = 1ULL << 30;
     struct Case {
         const char* what;
@@ -182,9 +195,8 @@ TEST(MemorySize, FirstSourceThatKnowsWinsAndLargeSizesSaturate) {
     };
     for (const Case& c : cases)
         EXPECT_EQ(MemorySizeFrom(c.sources), c.bytes) << c.what;
-}
 
-TEST(KernelVideoMemory, LowestNumberedCardThatPublishesAValue) {
+    // The kernel source: the lowest-numbered card that publishes a value.
     char pattern[] = "/tmp/zep6_drm_XXXXXX";
     ASSERT_NE(mkdtemp(pattern), nullptr);
     const std::filesystem::path root = pattern;
@@ -204,23 +216,6 @@ TEST(KernelVideoMemory, LowestNumberedCardThatPublishesAValue) {
     write("renderD128/device/mem_info_vram_total", "77\n");
     EXPECT_EQ(platform::KernelVideoMemory(root.c_str()), 8589934592ULL);
     std::filesystem::remove_all(root);
-}
-
-// The report ends in the unsupported-hardware message below 32 MB of texture memory counted in
-// whole megabytes, which includes a memory size nothing could find (0), and for a "geforce2"
-// (case-sensitive). The report's lines: Capabilities.AnswersAreWhatTheDriverReports.
-TEST(HardwareRules, UnsupportedBelow32MegabytesOrAGeForce2) {
-    const struct {
-        const char* card;
-        unsigned int memory;
-        bool unsupported;
-    } cases[] = {
-        {"Quadro FX 3500", 0x02000000, false}, {"Quadro FX 3500", 0x01FFFFFF, true},
-        {"Quadro FX 3500", 0, true},           {"Quadro FX 3500", 0xFFFFFFFF, false},
-        {"GeForce2 MX", 0x04000000, false},    {"geforce2 mx", 0x04000000, true},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(IsUnsupportedHardware(c.card, c.memory), c.unsupported) << c.card << " " << c.memory;
 }
 
 } // namespace

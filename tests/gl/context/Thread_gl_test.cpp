@@ -63,9 +63,8 @@ struct CheckedJob : Shared {
     bool Right(bool result) const { return result == ((input & 1) == 0) && output == input * 3 + 1; }
     const int input;
     int output = 0;
-    static std::atomic<int> inJob;
+    static inline std::atomic<int> inJob{0};
 };
-std::atomic<int> CheckedJob::inJob{0};
 
 } // namespace
 
@@ -93,7 +92,7 @@ TEST(WorkerThread, RunsJobsOnItsOwnContextStartsAgainAndYieldsToAHost) {
 
 // Each job's result and message, in an order where every message differs from the one before,
 // so a message left over from the previous job cannot pass.
-TEST(WorkerThread, ReportsTheResultAndMessageOfEveryJob) {
+TEST(WorkerThread, ReportsTheResultAndMessageOfEveryJobAndHostThreadsGetTheirOwn) {
     bool flag = false;
     struct Case {
         bool (*function)(void*);
@@ -118,13 +117,11 @@ TEST(WorkerThread, ReportsTheResultAndMessageOfEveryJob) {
         EXPECT_STREQ(Worker().ErrorMessage(), c.message);
     }
     EXPECT_TRUE(flag);
-}
 
-// Host threads that have not counted themselves in keep calling while another thread's last
-// Decrement() shuts the worker down again and again: every call either finishes before the
-// shutdown or starts a new worker after it, and gets its own value and result. Afterwards the
-// process has the threads and descriptors it had.
-TEST(WorkerThread, HostThreadsGetTheirOwnResultsWhileTheLastUserLeaves) {
+    // Host threads that have not counted themselves in keep calling while another thread's last
+    // Decrement() shuts the worker down again and again: every call either finishes before the
+    // shutdown or starts a new worker after it, and gets its own value and result. Afterwards the
+    // process has the threads and descriptors it had.
     const auto call = [](int value) {
         int sum = 0;
         bool onWorker = false;

@@ -27,25 +27,7 @@ using zep6test::GlProgramTest;
 using zep6test::MissingEntry;
 using zep6test::Rgba;
 
-namespace {
-
 using EffectProgramTest = GlProgramTest;
-
-// The message of the Error that `f` throws.
-std::string ErrorOf(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const Error& e) {
-        return e.what();
-    }
-    return "(nothing thrown)";
-}
-
-double Luma601(const Rgba& p) {
-    return p[0] * 0.299 + p[1] * 0.587 + p[2] * 0.114;
-}
-
-} // namespace
 
 // luma() and saturation() are met through the modes and the conversions (ProgramFormulas_gl_test).
 TEST_F(EffectProgramTest, CommonRandLinksWithoutBeingDefined) {
@@ -120,7 +102,7 @@ TEST_F(EffectProgramTest, CommonBlurWeighsByProductOfSquaresAndCountsEveryWeight
                                 1.0 - double(dx * dx) * double(dy * dy) / std::pow(radius, 4.0);
                             const int sx = std::clamp(x + dx, 0, w - 1), sy = std::clamp(y + dy, 0, h - 1);
                             const Rgba& s = pixels[static_cast<std::size_t>(sy * w + sx)];
-                            if (Luma601(s) >= threshold)
+                            if (s[0] * 0.299 + s[1] * 0.587 + s[2] * 0.114 >= threshold) // Rec. 601 luma
                                 for (int c = 0; c < 4; ++c)
                                     acc[c] += s[static_cast<std::size_t>(c)] * weight;
                             sum += weight;
@@ -150,16 +132,19 @@ const char* const kAllTypes =
     "    gl_FragColor = vec4(s) + texture2DRect(rect, vec2(0.0)) + texture2D(plain, vec2(0.0));\n"
     "}\n";
 
+// `sentinel`: what the uniform holds before a transfer that must do nothing, a value no case writes
+// and that the uniform can hold (a bool holds only 0 or 1, a sampler only a unit number).
 struct UniformShape {
     const char* name;
     int components;
     bool integer; // read and written as integers (int, bool, ivec, sampler)
+    float sentinel = -7.0f;
 };
 
 const UniformShape kShapes[] = {
-    {"i", 1, true},   {"b", 1, true},    {"f", 1, false},   {"v2", 2, false},   {"v3", 3, false},
-    {"v4", 4, false}, {"iv2", 2, true},  {"iv3", 3, true},  {"iv4", 4, true},   {"m2", 4, false},
-    {"m3", 9, false}, {"m4", 16, false}, {"rect", 1, true}, {"plain", 1, true},
+    {"i", 1, true},   {"b", 1, true, 0.0f}, {"f", 1, false},  {"v2", 2, false},        {"v3", 3, false},
+    {"v4", 4, false}, {"iv2", 2, true},     {"iv3", 3, true}, {"iv4", 4, true},        {"m2", 4, false},
+    {"m3", 9, false}, {"m4", 16, false},    {"rect", 1, true, 5.0f}, {"plain", 1, true, 5.0f},
 };
 
 const UniformShape& Shape(const char* name) {
@@ -224,16 +209,6 @@ protected:
     EffectProgram program_{&shader_};
 };
 
-// What a uniform holds before a transfer that must do nothing: a value no case writes and that
-// the uniform can hold (a bool holds only 0 or 1, a sampler only a unit number).
-float Sentinel(const char* name) {
-    if (std::strcmp(name, "b") == 0)
-        return 0.0f;
-    if (std::strcmp(name, "rect") == 0 || std::strcmp(name, "plain") == 0)
-        return 5.0f;
-    return -7.0f;
-}
-
 using Setter = std::function<void(EffectProgram&, const char*)>;
 
 // The typed setter for `value`, on the uniform of the given name.
@@ -251,7 +226,7 @@ struct SetCase {
 
 } // namespace
 
-TEST_F(TypedTransferTest, SettersFollowTheTable) {
+TEST_F(TypedTransferTest, SettersFollowTheTableAndAUniformWithoutLocationThrows) {
     const Color colour(0.1f, 0.2f, 0.3f, 0.4f);
     const std::vector<SetCase> cases = {
         // Integral values.
@@ -300,12 +275,13 @@ TEST_F(TypedTransferTest, SettersFollowTheTable) {
 
     for (const SetCase& c : cases) {
         SCOPED_TRACE(c.what);
-        Raw(c.uniform, {Sentinel(c.uniform)});
+        const UniformShape& shape = Shape(c.uniform);
+        Raw(c.uniform, {shape.sentinel});
         GLEntry::glActiveTexture(GL_TEXTURE0);
         ASSERT_NO_THROW(c.set(program_, c.uniform));
         std::vector<float> expected = c.expected;
         if (expected.empty())
-            expected.assign(static_cast<std::size_t>(Shape(c.uniform).components), Sentinel(c.uniform));
+            expected.assign(static_cast<std::size_t>(shape.components), shape.sentinel);
         const std::vector<float> actual = Read(c.uniform);
         ASSERT_EQ(actual.size(), expected.size());
         for (std::size_t k = 0; k < expected.size(); ++k)
@@ -315,32 +291,34 @@ TEST_F(TypedTransferTest, SettersFollowTheTable) {
         EXPECT_EQ(static_cast<GLenum>(active), c.active);
         EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
     }
-}
 
-TEST_F(TypedTransferTest, AUniformWithoutLocationThrowsOnlyWhenItsTypeSuits) {
+    // A uniform without a location throws only when its type suits the value.
     GLSL::Uniform loose("f", GL_FLOAT); // never attached
-    EXPECT_EQ(ErrorOf([&] { program_.SetUniform(&loose, 1.0f); }), "No Location for Uniform Variable");
+    try {
+        program_.SetUniform(&loose, 1.0f);
+        ADD_FAILURE() << "nothing thrown";
+    } catch (const Error& e) {
+        EXPECT_STREQ(e.what(), "No Location for Uniform Variable");
+    }
     float value = 0;
     EXPECT_THROW(program_.GetUniform(&loose, value), Error);
     EXPECT_NO_THROW(program_.SetUniform(&loose, Color::White)) << "a type that does not fit does nothing";
 }
 
-TEST_F(EffectProgramTest, CompileFailureThrowsOnTheFirstApplyAndTheLinkReportsItAfter) {
+TEST_F(EffectProgramTest, CompileFailureThrowsAtApplyUniformsAreFoundThereAndFinalizeForgetsThem) {
     GLSL::Shader broken(GL_FRAGMENT_SHADER, "void main() { gl_FragColor = ; }\n");
-    EffectProgram program(&broken);
+    EffectProgram failing(&broken);
     // The messages' prefixes are checked in GLSL_gl_test.
-    EXPECT_THROW(program.Apply(), Error) << "compile";
-    EXPECT_THROW(program.Apply(), Error) << "the broken shader is attached and the program cannot link";
+    EXPECT_THROW(failing.Apply(), Error) << "compile";
+    EXPECT_THROW(failing.Apply(), Error) << "the broken shader is attached and the program cannot link";
     GLint attached = 0;
-    GLEntry::glGetProgramiv(static_cast<GLuint>(program.GetProgram().Name()), GL_ATTACHED_SHADERS, &attached);
+    GLEntry::glGetProgramiv(static_cast<GLuint>(failing.GetProgram().Name()), GL_ATTACHED_SHADERS, &attached);
     EXPECT_EQ(attached, 2) << "the shader and the common shader, each attached once";
     while (glGetError() != GL_NO_ERROR) {
     }
-}
 
-// Finalize forgets the shaders and the uniform table; the program is usable again once its
-// shaders are added.
-TEST_F(EffectProgramTest, UniformsAreDiscoveredAtApplyAndFinalizeForgetsThem) {
+    // Finalize forgets the shaders and the uniform table; the program is usable again once its
+    // shaders are added.
     GLSL::Shader shader(GL_FRAGMENT_SHADER, "uniform float level; uniform float unused;\n"
                                             "void main() { gl_FragColor = vec4(level); }\n");
     EffectProgram list(nullptr, &shader, nullptr);

@@ -44,7 +44,7 @@ protected:
 
 } // namespace
 
-TEST_F(GlslTest, ShaderCompilesOnceOnFirstUse) {
+TEST_F(GlslTest, ShaderCompilesOnceOnFirstUseAndLoadsAWholeFile) {
     GLSL::Shader shader(GL_FRAGMENT_SHADER, kGoodFragment);
     EXPECT_EQ(shader.Name(), 0u) << "constructing makes no OpenGL object";
     const int name = shader;
@@ -58,6 +58,27 @@ TEST_F(GlslTest, ShaderCompilesOnceOnFirstUse) {
     EXPECT_FALSE(GLEntry::glIsShader(static_cast<GLuint>(name)));
     shader.Initialize();
     EXPECT_NE(shader.Name(), 0u) << "the source survives Finalize, so the shader can be made again";
+
+    // LoadFile reads the whole file.
+    const std::string file = "/tmp/zep6_glsl_" + std::to_string(getpid());
+    const char* path = file.c_str();
+    const std::string text = std::string("// from a file\n") + kGoodFragment;
+    {
+        std::ofstream out(path);
+        out << text;
+    }
+    GLSL::Shader loaded(GL_FRAGMENT_SHADER, "unchanged");
+    EXPECT_FALSE(loaded.LoadFile("/nonexistent/dir/shader.glsl"));
+    EXPECT_STREQ(loaded.Source(), "unchanged") << "a file that cannot be opened leaves the source";
+    EXPECT_TRUE(loaded.LoadFile(path));
+    EXPECT_EQ(std::string(loaded.Source()), text);
+    EXPECT_NO_THROW(loaded.Initialize()) << "the loaded source compiles";
+
+    { std::ofstream truncate(path, std::ios::trunc); }
+    GLSL::Shader empty(GL_FRAGMENT_SHADER, "old");
+    EXPECT_FALSE(empty.LoadFile(path)) << "no text read";
+    EXPECT_STREQ(empty.Source(), "");
+    std::remove(path);
 }
 
 TEST_F(GlslTest, FailuresThrowOnceWithTheirPrefixes) {
@@ -89,22 +110,16 @@ TEST_F(GlslTest, FailuresThrowOnceWithTheirPrefixes) {
     }
 }
 
-namespace {
-
-void LinkInJob(const char* fragment, int) {
-    GLSL::Shader shader(GL_FRAGMENT_SHADER, fragment);
-    EffectProgram program(&shader);
-    program.Apply();
-}
-
-} // namespace
-
 // A job's compile or link failure keeps the driver's message after unwinding freed its program.
 TEST(ProgramErrors, OutliveTheProgramOfTheJob) {
+    void (*const link)(const char*, int) = [](const char* fragment, int) {
+        GLSL::Shader shader(GL_FRAGMENT_SHADER, fragment);
+        EffectProgram(&shader).Apply();
+    };
     for (auto [fragment, head] : {std::make_pair(kBadFragment, "GLSL Compile Error:\n"),
                                          std::make_pair(kUnresolvedFragment, "GLSL Link Error:\n")}) {
         int unused = 0;
-        Threader2<void (*)(const char*, int), const char*, int> job(&LinkInJob, &fragment, &unused);
+        Threader2<void (*)(const char*, int), const char*, int> job(link, &fragment, &unused);
         EXPECT_FALSE(job.ThreadQueue()) << head;
         const std::string message = job.ErrorMessage();
         EXPECT_EQ(message.rfind(head, 0), 0u) << message;
@@ -168,30 +183,6 @@ TEST_F(GlslTest, UniformTakesItsLocationFromTheProgram) {
     GLSL::Uniform absent("no_such_uniform", GL_FLOAT);
     absent.Attach(program);
     EXPECT_FALSE(absent.IsAttached()) << "OpenGL reports -1 for a name the program does not have";
-}
-
-TEST_F(GlslTest, LoadFileReadsTheWholeFile) {
-    char path[] = "/tmp/zep6_glsl_XXXXXX";
-    const int fd = mkstemp(path);
-    ASSERT_GE(fd, 0);
-    close(fd);
-    const std::string text = std::string("// from a file\n") + kGoodFragment;
-    {
-        std::ofstream out(path);
-        out << text;
-    }
-    GLSL::Shader shader(GL_FRAGMENT_SHADER, "unchanged");
-    EXPECT_FALSE(shader.LoadFile("/nonexistent/dir/shader.glsl"));
-    EXPECT_STREQ(shader.Source(), "unchanged") << "a file that cannot be opened leaves the source";
-    EXPECT_TRUE(shader.LoadFile(path));
-    EXPECT_EQ(std::string(shader.Source()), text);
-    EXPECT_NO_THROW(shader.Initialize()) << "the loaded source compiles";
-
-    { std::ofstream truncate(path, std::ios::trunc); }
-    GLSL::Shader empty(GL_FRAGMENT_SHADER, "old");
-    EXPECT_FALSE(empty.LoadFile(path)) << "no text read";
-    EXPECT_STREQ(empty.Source(), "");
-    std::remove(path);
 }
 
 TEST_F(GlslTest, MissingEntryPointThrowsUnsupportedBeforeAnyCall) {

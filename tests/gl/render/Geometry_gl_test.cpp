@@ -156,10 +156,8 @@ bool Matches(const FeedbackVertex& got, const V& e) {
            std::fabs(got.g - e.g) < 2e-3f && std::fabs(got.b - e.b) < 2e-3f;
 }
 
-std::string Text(const FeedbackVertex& v) {
-    return "(" + std::to_string(v.x) + ", " + std::to_string(v.y) + ") st (" + std::to_string(v.s) + ", " +
-           std::to_string(v.t) + ") rgb (" + std::to_string(v.r) + ", " + std::to_string(v.g) + ", " +
-           std::to_string(v.b) + ")";
+std::ostream& operator<<(std::ostream& out, const FeedbackVertex& v) {
+    return out << "(" << v.x << ", " << v.y << ") st (" << v.s << ", " << v.t << ") rgb " << p3f(v.r, v.g, v.b);
 }
 
 using Inside = std::function<bool(float, float)>;
@@ -459,13 +457,13 @@ protected:
         }
         for (const auto& p : polygons) {
             if (row.winding != 0 && std::fabs(SignedArea(p)) > 1e-3f) {
-                EXPECT_EQ(SignedArea(p) > 0, row.winding > 0) << "winding of a polygon at " << Text(p[0]);
+                EXPECT_EQ(SignedArea(p) > 0, row.winding > 0) << "winding of a polygon at " << p[0];
             }
             for (const auto& v : p) {
                 if (row.rule) {
                     V e = row.rule(v);
                     e.x = v.x, e.y = v.y;
-                    EXPECT_TRUE(Matches(v, e)) << Text(v);
+                    EXPECT_TRUE(Matches(v, e)) << v;
                 }
             }
         }
@@ -503,7 +501,7 @@ protected:
         };
         for (const auto& p : polygons) {
             if (!row.strips.empty() || !row.points.empty()) {
-                EXPECT_TRUE(expected(p)) << "unexpected polygon at " << Text(p[0]);
+                EXPECT_TRUE(expected(p)) << "unexpected polygon at " << p[0];
             }
         }
     }
@@ -531,7 +529,7 @@ void MultRotation(const m33f& r) {
     glMultMatrixf(m);
 }
 
-TEST_F(GeometryGlTest, MatrixFunctionsMatchOpenGL) {
+TEST_F(GeometryGlTest, MatrixFunctionsMatchOpenGLAndLifeCycles) {
     float values[16];
     for (int k = 0; k < 16; ++k)
         values[k] = 0.25f * float(k + 1);
@@ -567,11 +565,9 @@ TEST_F(GeometryGlTest, MatrixFunctionsMatchOpenGL) {
     EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_MODELVIEW);
     glRecti(3, 9, 4, 10);
     EXPECT_EQ(CoverageDifferences(Rect(6, 18, 8, 20)), 0) << "a unit square at (3, 9) of half the size";
-}
 
-// ---- Life cycles: remade after Finalize, measured once, restored ---------------------------
-
-TEST_F(GeometryGlTest, LifeCycles) {
+    // Life cycles: remade after Finalize, measured once, restored.
+    Reset();
     Quadric quadric;
     quadric.Normals(GLU_SMOOTH);
     quadric.Finalize();
@@ -657,7 +653,7 @@ Color MaterialGet(GLenum face, GLenum pname) {
 Color GlColor() {
     return Color(Floats<4>(GL_CURRENT_COLOR).data());
 }
-TEST_F(LightGL, ParamLightSwitchesAndCustomApply) {
+TEST_F(LightGL, LightsMaterialsAndTheHighlightApplyAndRestore) {
     glEnable(GL_LIGHT2);
     glEnable(GL_LIGHTING);
     ParamLight light(2);
@@ -703,9 +699,8 @@ TEST_F(LightGL, ParamLightSwitchesAndCustomApply) {
     for (int i = 0; i < lights.count; ++i)
         EXPECT_EQ(Enabled(GL_LIGHT0 + i), i % 3 == 1) << i;
     EXPECT_TRUE(Enabled(GL_LIGHTING));
-}
 
-TEST_F(LightGL, MaterialsAndTheirPushesRestore) {
+    // Materials and their pushes restore.
     Material m(Color(0.1f, 0.2f, 0.3f, 1.0f), Color(0.4f, 0.5f, 0.6f, 1.0f), Color(0.7f, 0.7f, 0.7f, 1.0f),
                Color(0.05f, 0.0f, 0.0f, 1.0f), 32.0f);
     m.back.diffuse = Color(0.9f, 0.1f, 0.1f, 1.0f);
@@ -742,9 +737,8 @@ TEST_F(LightGL, MaterialsAndTheirPushesRestore) {
         EXPECT_EQ(GlColor(), original.color);
         EXPECT_EQ(MaterialGet(GL_BACK, GL_DIFFUSE), Color::Gray);
     }
-}
 
-TEST_F(LightGL, HighlightRestoresStippleAndColour) {
+    // The highlight style: its stipple and colour, and the caller's brought back.
     for (bool stippleBefore : {false, true}) {
         SCOPED_TRACE(stippleBefore ? "stipple on before" : "stipple off before");
         stippleBefore ? glEnable(GL_LINE_STIPPLE) : glDisable(GL_LINE_STIPPLE);

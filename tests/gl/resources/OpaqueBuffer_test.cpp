@@ -57,7 +57,7 @@ struct ResizeCase {
     float givenWhite = 0; // not 0: bit depth and this white level are given, not derived
 };
 
-TEST_F(OpaqueBufferTest, ResizeDerivesDepthRowsAndBlockFromTheColourSpace) {
+TEST_F(OpaqueBufferTest, ResizeDerivesDepthRowsAndBlockFromTheColourSpaceAndRounds) {
     const ResizeCase cases[] = {
         // Four floats: 1600 bytes a row, 16,000 bytes in a block of 1 MiB.
         {GL_RGBA32F, 100, 10, 128, 1, 1600, 0x100000},
@@ -97,6 +97,17 @@ TEST_F(OpaqueBufferTest, ResizeDerivesDepthRowsAndBlockFromTheColourSpace) {
         // The whole image must be writable (the sanitizer build checks the bounds).
         std::memset(buffer.GetBaseAddress(), 0xA5, static_cast<std::size_t>(buffer.Size()));
     }
+
+    // The sizing helpers where the Resize table above does not reach them: other alignments, no
+    // width or depth, and the block boundaries below 4 MiB.
+    const int rows[][4] = {{3, 24, 8, 9}, {5, 8, 32, 8}, {1, 8, 128, 16}, {0, 32, 128, 0}, {7, 0, 128, 0}};
+    for (const auto& r : rows)
+        EXPECT_EQ(OpenBuffer::figureRowBytes(r[0], r[1], r[2]), r[3])
+            << r[0] << " x " << r[1] << " bits, aligned to " << r[2];
+    const int blocks[][2] = {
+        {0, 0}, {-3, 0}, {1, 0x100000}, {0x100000, 0x100000}, {0x100001, 0x200000}, {0x3FFFFF, 0x400000}};
+    for (const auto& b : blocks)
+        EXPECT_EQ(OpenBuffer::roundImageBytes(b[0]), b[1]) << b[0];
 }
 
 TEST_F(OpaqueBufferTest, NothingToAllocateGivesFalseAndGivesTheOldBlockBack) {
@@ -153,20 +164,7 @@ TEST_F(OpaqueBufferTest, WrapsOutsideMemoryWithoutOwningIt) {
     EXPECT_EQ(pixels[0], 0x11);
 }
 
-// The sizing helpers where the Resize table above does not reach them: other alignments, no
-// width or depth, and the block boundaries below 4 MiB.
-TEST(OpaqueBufferArithmetic, RowBytesAndBlockRounding) {
-    const int rows[][4] = {{3, 24, 8, 9}, {5, 8, 32, 8}, {1, 8, 128, 16}, {0, 32, 128, 0}, {7, 0, 128, 0}};
-    for (const auto& r : rows)
-        EXPECT_EQ(OpenBuffer::figureRowBytes(r[0], r[1], r[2]), r[3])
-            << r[0] << " x " << r[1] << " bits, aligned to " << r[2];
-    const int blocks[][2] = {
-        {0, 0}, {-3, 0}, {1, 0x100000}, {0x100000, 0x100000}, {0x100001, 0x200000}, {0x3FFFFF, 0x400000}};
-    for (const auto& b : blocks)
-        EXPECT_EQ(OpenBuffer::roundImageBytes(b[0]), b[1]) << b[0];
-}
-
-TEST(Buffer, WrapsAnImageAsItIs) {
+TEST(Buffer, WrapsAnImageAsItIsOrAllocatesNothingForADescription) {
     TestImage image(Formats::BGRA8, 5, 3, 12);
     image.Set<BGRA8>(4, 2, BGRA8{1, 2, 3, 4});
     {
@@ -188,9 +186,8 @@ TEST(Buffer, WrapsAnImageAsItIs) {
     EXPECT_EQ(std::vector<long>({none.GetWidth(), empty.GetHeight(), empty.GetColorSpace(), empty.GetBitDepth()}),
               std::vector<long>({0, 0, Formats::RGBA32F.colorSpace, 128}));
     EXPECT_EQ(empty.GetBaseAddress(), nullptr);
-}
 
-TEST(Buffer, DescribingConstructorRoundsTheWhiteLevelAndAllocatesNothing) {
+    // Made from a description, a buffer rounds the white level and allocates nothing.
     Buffer<BGRA8> buffer(OGL_ZEP6_AE::FourCC("BGRA"), 32, 254.6f);
     EXPECT_EQ(std::make_tuple(buffer.GetWhiteLevel(), buffer.GetBitDepth(), buffer.GetBaseAddress()),
               std::make_tuple(255L, 32L, static_cast<void*>(nullptr)));
@@ -202,20 +199,8 @@ TEST(Buffer, DescribingConstructorRoundsTheWhiteLevelAndAllocatesNothing) {
     EXPECT_EQ(buffer.Row(2)[6].alpha, 6);
 }
 
-// An all-opaque image of the given type with `padding` bytes of zero after each row; rows of
-// zero (fully transparent) padding must not count as pixels.
-template <class Pixel>
-TestImage OpaqueImage(const ImageFormat& format, long width, long height, long padding) {
-    TestImage image(format, width, height, padding);
-    Pixel white{};
-    white.alpha = static_cast<decltype(white.alpha)>(PixelTraits<Pixel>::kMax);
-    for (long y = 0; y < height; ++y)
-        for (long x = 0; x < width; ++x)
-            image.Set<Pixel>(x, y, white);
-    return image;
-}
-
-// Colour channels below white (all zero here) do not count; only the alpha channel does.
+// Colour channels below white (all zero here) do not count; only the alpha channel does, and
+// rows of zero (fully transparent) padding do not count as pixels.
 template <class Pixel>
 void CheckHasAlpha(const char* name, const ImageFormat& format, decltype(Pixel{}.alpha) justBelowWhite) {
     SCOPED_TRACE(name);
@@ -224,7 +209,12 @@ void CheckHasAlpha(const char* name, const ImageFormat& format, decltype(Pixel{}
                         static_cast<float>(format.whiteLevel));
     EXPECT_FALSE(HasAlpha(&empty));
 
-    TestImage image = OpaqueImage<Pixel>(format, 6, 4, 16);
+    TestImage image(format, 6, 4, 16);
+    Pixel opaqueBlack{};
+    opaqueBlack.alpha = static_cast<decltype(opaqueBlack.alpha)>(PixelTraits<Pixel>::kMax);
+    for (long y = 0; y < 4; ++y)
+        for (long x = 0; x < 6; ++x)
+            image.Set<Pixel>(x, y, opaqueBlack);
     {
         Buffer<Pixel> opaque(&image);
         EXPECT_FALSE(HasAlpha(&opaque)) << "all opaque, padding of zeros ignored";
@@ -237,14 +227,13 @@ void CheckHasAlpha(const char* name, const ImageFormat& format, decltype(Pixel{}
     EXPECT_TRUE(HasAlpha(&translucent));
 }
 
-TEST(HasAlpha, FindsTheFirstAlphaBelowWhite) {
+// HasAlpha finds the first alpha below white; MaxLuma is the largest weighted sum, starting at zero.
+TEST(WholeImage, AlphaMaxLumaAndTheMatteOfTheLuma) {
     CheckHasAlpha<RGBA32F>("RGBA float", Formats::RGBA32F, 0.999f);
     CheckHasAlpha<BGRA8>("BGRA 8-bit", Formats::BGRA8, 254);
     CheckHasAlpha<ARGB8>("ARGB 8-bit (alpha first)", Formats::ARGB8, 254);
     CheckHasAlpha<Alpha32F>("alpha float", kAlpha32F, 0.5f);
-}
 
-TEST(MaxLuma, LargestWeightedSumStartingAtZero) {
     EXPECT_EQ(MaxLuma(nullptr), 0.0f);
 
     TestImage image(Formats::RGBA32F, 3, 2, 16);
@@ -258,39 +247,36 @@ TEST(MaxLuma, LargestWeightedSumStartingAtZero) {
     image.Set<RGBA32F>(2, 1, RGBA32F{2, 2, 2, 1});
     EXPECT_NEAR(MaxLuma(&buffer), 2.0f, 1e-6f) << "no clamping";
 
-    TestImage negative(Formats::RGBA32F, 2, 2);
-    for (long y = 0; y < 2; ++y)
-        for (long x = 0; x < 2; ++x)
-            negative.Set<RGBA32F>(x, y, RGBA32F{-1, -0.5f, -2, 1});
+    TestImage negative(Formats::RGBA32F, 1, 1);
+    negative.Set<RGBA32F>(0, 0, RGBA32F{-1, -0.5f, -2, 1});
     Buffer<RGBA32F> negativeBuffer(&negative);
     EXPECT_EQ(MaxLuma(&negativeBuffer), 0.0f);
-}
 
-TEST(ConvertLumaToAlpha, MakesAWhiteMatteOfTheLuma) {
+    // ConvertLumaToAlpha makes a white matte of the luma.
     EXPECT_FALSE(ConvertLumaToAlpha(static_cast<Buffer<BGRA32F>*>(nullptr)));
     Buffer<BGRA32F> empty(OGL_ZEP6_AE::FourCC("BGRA"), 128, 1.0f);
     EXPECT_FALSE(ConvertLumaToAlpha(&empty));
 
-    TestImage image(kBGRA32F, 3, 2, 16);
-    image.Fill(0x5A);
-    image.Set<BGRA32F>(0, 0, BGRA32F{1.0f, 0.25f, 0.5f, 0.3f}); // blue, green, red, alpha
-    image.Set<BGRA32F>(1, 0, BGRA32F{4, 4, 4, 0});
-    image.Set<BGRA32F>(2, 0, BGRA32F{-1, -1, -1, 1});
+    TestImage matte(kBGRA32F, 3, 2, 16);
+    matte.Fill(0x5A);
+    matte.Set<BGRA32F>(0, 0, BGRA32F{1.0f, 0.25f, 0.5f, 0.3f}); // blue, green, red, alpha
+    matte.Set<BGRA32F>(1, 0, BGRA32F{4, 4, 4, 0});
+    matte.Set<BGRA32F>(2, 0, BGRA32F{-1, -1, -1, 1});
     for (long x = 0; x < 3; ++x)
-        image.Set<BGRA32F>(x, 1, BGRA32F{0, 0, 0, 0});
-    Buffer<BGRA32F> buffer(&image);
-    ASSERT_TRUE(ConvertLumaToAlpha(&buffer));
+        matte.Set<BGRA32F>(x, 1, BGRA32F{0, 0, 0, 0});
+    Buffer<BGRA32F> matteBuffer(&matte);
+    ASSERT_TRUE(ConvertLumaToAlpha(&matteBuffer));
 
-    const BGRA32F first = image.Get<BGRA32F>(0, 0);
+    const BGRA32F first = matte.Get<BGRA32F>(0, 0);
     EXPECT_TRUE(first.red == 1.0f && first.green == 1.0f && first.blue == 1.0f);
     EXPECT_NEAR(first.alpha, 0.3f * 0.5f + 0.59f * 0.25f + 0.11f * 1.0f, 1e-6f);
-    EXPECT_EQ(image.Get<BGRA32F>(1, 0).alpha, 1.0f) << "clamped to white";
-    EXPECT_EQ(image.Get<BGRA32F>(2, 0).alpha, 0.0f) << "clamped to black";
-    EXPECT_EQ(image.Get<BGRA32F>(1, 1).alpha, 0.0f);
+    EXPECT_EQ(matte.Get<BGRA32F>(1, 0).alpha, 1.0f) << "clamped to white";
+    EXPECT_EQ(matte.Get<BGRA32F>(2, 0).alpha, 0.0f) << "clamped to black";
+    EXPECT_EQ(matte.Get<BGRA32F>(1, 1).alpha, 0.0f);
     // Row padding is not touched.
     for (long row = 0; row < 2; ++row)
-        for (long b = 3 * 16; b < image.GetRowBytes(); ++b)
-            ASSERT_EQ(image.Row(row)[b], 0x5A) << "row " << row << " byte " << b;
+        for (long b = 3 * 16; b < matte.GetRowBytes(); ++b)
+            ASSERT_EQ(matte.Row(row)[b], 0x5A) << "row " << row << " byte " << b;
 }
 
 } // namespace

@@ -21,7 +21,9 @@ namespace {
 
 constexpr unsigned int kRect = GL_TEXTURE_RECTANGLE;
 
-TEST(TextureKey, SizeAndAcceptance) {
+// A texture request accepts a candidate by size, format, target and exactness; a renderbuffer one
+// only the same size, format and type; a memory one any block at least as large.
+TEST(CacheKeys, SizeAndAcceptance) {
     // 2048 x 1080 four-float texels: 16 bytes each, the figure the texture budget is planned with.
     EXPECT_EQ(TextureKey(kRect, 2048, 1080, GL_RGBA32F, 0).Size(), 35389440);
     EXPECT_EQ(TextureKey(kRect, 4096, 4096, GL_RGBA8, 1).Size(), 4096 * 4096 * 4);
@@ -47,9 +49,7 @@ TEST(TextureKey, SizeAndAcceptance) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(c.request.IsAcceptable(c.candidate), c.accepted) << c.what;
-}
 
-TEST(RenderKey, AcceptsOnlyTheSameSizeFormatAndType) {
     const RenderKey request(640, 480, GL_RGBA, GL_FLOAT);
     RenderKey made = request;
     made.internalFormat = GL_RGBA32F;
@@ -60,12 +60,9 @@ TEST(RenderKey, AcceptsOnlyTheSameSizeFormatAndType) {
         RenderKey(641, 480, GL_RGBA, GL_FLOAT), RenderKey(640, 960, GL_RGBA, GL_FLOAT)};
     for (const RenderKey& other : others)
         EXPECT_FALSE(request.IsAcceptable(other)) << other.width << " x " << other.height << " " << other.format;
-}
-
-TEST(MemoryKey, AcceptsAnyBlockAtLeastAsLarge) {
-    const MemoryKey request(0x100000);
-    EXPECT_TRUE(request.IsAcceptable(MemoryKey(0x100000)) && request.IsAcceptable(MemoryKey(0x400000)));
-    EXPECT_FALSE(request.IsAcceptable(MemoryKey(0xFFFFF)));
+    const MemoryKey block(0x100000);
+    EXPECT_TRUE(block.IsAcceptable(MemoryKey(0x100000)) && block.IsAcceptable(MemoryKey(0x400000)));
+    EXPECT_FALSE(block.IsAcceptable(MemoryKey(0xFFFFF)));
 }
 
 // A request for `size` bytes that any buffer of the same kind at least as large satisfies; `tag`

@@ -65,7 +65,7 @@ std::string FirstMiss(const TestImage& image, RGBA8 outside, long x0 = 0, long y
 
 // Whole-image transfers after drawing are the round-trip matrix's (RoundTrip_gl_test); here the
 // selection, a new texture's content and a part read to its place.
-ZEP6_WORKER_TEST(TextureBuffer, NewTextureIsTransparentAndAPartIsReadToItsPlace) {
+ZEP6_WORKER_TEST(TextureBuffer, NewTextureIsTransparentAPartIsReadToItsPlaceAndALostTextureIsMadeAgain) {
     TextureBuffer* target = TextureBuffer::Make(Exact(64, 32));
     ASSERT_NE(target, nullptr);
     ASSERT_TRUE(target->Select());
@@ -88,12 +88,10 @@ ZEP6_WORKER_TEST(TextureBuffer, NewTextureIsTransparentAndAPartIsReadToItsPlace)
                               glGetError()),
               std::make_tuple(0, 0, 0, GLenum(GL_NO_ERROR)));
     TextureBuffer::Recycle(target);
-}
 
-// A texture lost to an incomplete framebuffer (a depth texture cannot be colour attachment 0) is
-// deleted, but the key stays: the next Bind() makes it again. (Losing it to Finalize() is the
-// shutdown tests' case.)
-ZEP6_WORKER_TEST(TextureBuffer, LosingTheTextureKeepsTheKeySoTheNextUseMakesItAgain) {
+    // A texture lost to an incomplete framebuffer (a depth texture cannot be colour attachment 0) is
+    // deleted, but the key stays: the next Bind() makes it again. (Losing it to Finalize() is the
+    // shutdown tests' case.)
     TextureBuffer* depth = TextureBuffer::Make(Exact(16, 16, GL_DEPTH_COMPONENT24));
     ASSERT_NE(depth, nullptr);
     const unsigned int first = depth->TextureName();
@@ -179,7 +177,7 @@ ZEP6_WORKER_TEST(TextureBuffer, BadInputToPixelTransfers) {
     TextureBuffer::Recycle(buffer);
 }
 
-ZEP6_WORKER_TEST(InternalFormat, OfTheCurrentDestination) {
+ZEP6_WORKER_TEST(InternalFormat, OfTheCurrentDestinationAndFollowingWhatTheCardOffers) {
     ZEP6_GLCALL(glBindFramebufferEXT)(GL_FRAMEBUFFER_EXT, 0);
     EXPECT_EQ(GetCurrentInternalFormat(), 0u) << "the default framebuffer has no attachment 0";
 
@@ -209,19 +207,18 @@ ZEP6_WORKER_TEST(InternalFormat, OfTheCurrentDestination) {
     RenderBuffer::Recycle(colour);
     for (TextureBuffer* b : {bytes, floats})
         TextureBuffer::Recycle(b);
-}
 
-ZEP6_WORKER_TEST(InternalFormat, FollowsWhatTheCardOffers) {
+    // For pixels of a format and type, or an image: what the card offers.
     const unsigned int floatFormat = IsFloatSupported() ? GL_RGBA32F : GL_RGBA16;
     EXPECT_EQ(std::make_tuple(GetInternalFormat(GL_RGBA, GL_FLOAT), GetInternalFormat(GL_RGBA, GL_HALF_FLOAT),
                               GetInternalFormat(GL_BGRA, GL_UNSIGNED_BYTE), GetInternalFormat(GL_DEPTH_COMPONENT, GL_FLOAT)),
               std::make_tuple(floatFormat, IsHalfFloatSupported() ? GLenum(GL_RGBA16F) : floatFormat, GLenum(GL_RGBA8),
                               GLenum(GL_DEPTH_COMPONENT24)));
     // No image and an invalid image (no pixels) give 8 bits.
-    const TestImage noPixels(Formats::RGBA32F, 8, 8, 0, zep6test::Pixels::None), floats(Formats::RGBA32F, 8, 8);
+    const TestImage noPixels(Formats::RGBA32F, 8, 8, 0, zep6test::Pixels::None), floatImage(Formats::RGBA32F, 8, 8);
     const TestImage shorts(Formats::RGBA16, 8, 8);
     EXPECT_EQ(std::make_tuple(GetInternalFormat(static_cast<const XIImage*>(nullptr)), GetInternalFormat(&noPixels),
-                              GetInternalFormat(&floats), GetInternalFormat(&shorts)),
+                              GetInternalFormat(&floatImage), GetInternalFormat(&shorts)),
               std::make_tuple(GLenum(GL_RGBA8), GLenum(GL_RGBA8), floatFormat, GLenum(GL_RGBA16)));
 
     EXPECT_EQ(CalculateTextureSize(2048, 1080, GL_RGBA, GL_FLOAT),

@@ -129,14 +129,12 @@ template <class P, class... A> std::function<Guard()> Make(A... args) {
 
 } // namespace
 
-// ---- Apply then Retrieve -------------------------------------------------------------------------
-
 // The value classes whose save and restore the operation table does not hold; those it does (blend
 // function, equation and operation, depth function, pixel unpack, the matrices) show there a wrong
 // Apply or Retrieve as state an operation changed. No operation in the table puts the colour
 // mask's alpha or the pack layout away from where the snapshot starts them, so those two stay.
 // TextureBinding round-trips as part of TextureUnits, below.
-TEST_F(StateGL, ValueClassesTheOperationTableDoesNotHoldGiveBackWhatTheyApplied) {
+TEST_F(StateGL, ValueClassesTheOperationTableDoesNotHoldGiveBackWhatTheyAppliedAndCompose) {
     BlendColor blendColorOff(Color(0.5f, 0.25f, 0.125f, 1.0f));
     blendColorOff.flag = false;
     PixelTransfer transfer;
@@ -160,24 +158,21 @@ TEST_F(StateGL, ValueClassesTheOperationTableDoesNotHoldGiveBackWhatTheyApplied)
     EXPECT_TRUE(RoundTrips(transfer));
     EXPECT_TRUE(RoundTrips(space));
     EXPECT_TRUE(RoundTrips(opacity));
-}
 
-// The composing constructors of ColorSpace and Opacity read the current transfer (PixelTransfer's
-// composition: PushPixelTransfer(values) among the push classes).
-TEST_F(StateGL, ComposingConstructorsScaleTheCurrentTransfer) {
+    // The composing constructors of ColorSpace and Opacity read the current transfer (PixelTransfer's
+    // composition: PushPixelTransfer(values) among the push classes).
     PixelTransfer().Apply();
     glPixelTransferf(GL_RED_SCALE, 0.5f);
     glPixelTransferf(GL_GREEN_SCALE, 0.5f);
     glPixelTransferf(GL_ALPHA_SCALE, 0.8f);
-    const ColorSpace space(GL_UNSIGNED_SHORT, 32768);
-    EXPECT_FLOAT_EQ(space.redScale, 0.5f * 32768.0f / 65535.0f);
-    EXPECT_FLOAT_EQ(space.greenScale, 0.5f * 32768.0f / 65535.0f);
-    EXPECT_FLOAT_EQ(space.blueScale, 32768.0f / 65535.0f);
+    const ColorSpace composed(GL_UNSIGNED_SHORT, 32768);
+    EXPECT_FLOAT_EQ(composed.redScale, 0.5f * 32768.0f / 65535.0f);
+    EXPECT_FLOAT_EQ(composed.greenScale, 0.5f * 32768.0f / 65535.0f);
+    EXPECT_FLOAT_EQ(composed.blueScale, 32768.0f / 65535.0f);
     EXPECT_FLOAT_EQ(Opacity(0.5f).alphaScale, 0.4f);
     PixelTransfer().Apply();
-}
 
-TEST_F(StateGL, ColorMatrixWorksWhereImagingExistsAndIsHarmlessElsewhere) {
+    // The colour matrix works where imaging exists and is harmless elsewhere.
     const ColorMatrix m(Color(0, 1, 0, 0), Color(0, 0, 1, 0), Color(0, 0, 0, 1), Color(1, 0, 0, 0));
     glMatrixMode(GL_TEXTURE);
     m.Apply();
@@ -260,8 +255,6 @@ TEST_F(StateGL, TextureUnitsRecordFourUnitsAtMostAndRestoreTheActiveOne) {
     SetDefault();
 }
 
-// ---- attributes and State ------------------------------------------------------------------------
-
 // A State restores what it recorded at every Apply (the attributes stay saved for a later one, in
 // one level however often it records: levels a job leaves above it are the worker's case), and
 // binds none for an object deleted since it was recorded: the old names must not come back.
@@ -297,8 +290,6 @@ TEST_F(StateGL, StateRestoresWhatItRecordedAndNothingDeletedSince) {
               std::make_tuple(0, 0, 0));
     EXPECT_FALSE(glIsTexture(objects.tex2D[0]) || GLEntry::glIsFramebufferEXT(objects.frameBuffer));
 }
-
-// ---- push classes ----------------------------------------------------------------------------------
 
 namespace {
 
@@ -337,7 +328,7 @@ void ExpectPushRestores(const char* name, const T& original, const std::function
 // The push classes that set a value or select a matrix mode. PushColor, the pixel pack and unpack
 // pushes and the matrix pushes are used by operations, which the operation table holds to the
 // snapshot; no operation there leaves the matrix mode for PushMatrixMode to bring back.
-TEST_F(StateGL, PushClassesThatSetAValueRestoreWhatTheySaved) {
+TEST_F(StateGL, PushClassesRestoreWhatTheySavedAndStacksLeaveModelViewSelected) {
     const BlendFunc over = BlendFunc::BlendOver, replace = BlendFunc::Replace, invert = BlendFunc::Invert;
     const BlendFunc mask = BlendFunc::Mask;
     ExpectPushRestores("PushBlendFunc(src, dst)", over, Make<PushBlendFunc>(GL_ONE_MINUS_SRC_COLOR, GL_ZERO),
@@ -367,9 +358,8 @@ TEST_F(StateGL, PushClassesThatSetAValueRestoreWhatTheySaved) {
     ExpectPushRestores("PushPixelTransfer(values)", scaledTransfer,
                        Make<PushPixelTransfer>(2.0f, 0.1f, 1.0f, 0.0f, 1.0f, 0.0f, 1.0f, 0.0f), &composed,
                        PixelTransfer());
-}
 
-TEST_F(StateGL, PushedStacksPopAndLeaveModelViewSelected) {
+    // The stack pushes pop their stacks and leave the model-view matrix selected.
     const std::tuple<GLenum, GLenum, GLenum, std::function<Guard()>> cases[] = {
         {GL_MODELVIEW, GL_MODELVIEW_MATRIX, GL_MODELVIEW_STACK_DEPTH, Make<PushModelStack>()},
         {GL_PROJECTION, GL_PROJECTION_MATRIX, GL_PROJECTION_STACK_DEPTH, Make<PushProjectionStack>()},
@@ -398,8 +388,6 @@ TEST_F(StateGL, PushedStacksPopAndLeaveModelViewSelected) {
     }
     glMatrixMode(GL_MODELVIEW);
 }
-
-// ---- SetDefault ------------------------------------------------------------------------------------
 
 TEST_F(StateGL, SetDefaultLeavesTheLibrarysDefaultState) {
     // The root context was made by this test's Select(): the default-state hook ran on it.
@@ -484,8 +472,6 @@ TEST_F(StateGL, SetDefaultLeavesTheLibrarysDefaultState) {
     objects.Destroy();
 }
 
-// ---- clearing --------------------------------------------------------------------------------------
-
 namespace {
 float ReadDepth(int x, int y) {
     float d = -1.0f;
@@ -554,8 +540,6 @@ TEST_F(StateGL, ClearingHelpersClearAndKeepTheirSettings) {
     EXPECT_EQ(Current(ColorMask()), ColorMask::Default);
     glDepthMask(GL_TRUE);
 }
-
-// ---- the GL worker ---------------------------------------------------------------------------------
 
 namespace {
 

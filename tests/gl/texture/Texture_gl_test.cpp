@@ -30,6 +30,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -124,8 +125,7 @@ TEST_P(SubImageRegion, PathRowOrderAndTransparencyPastTheImage) {
             EXPECT_EQ(TestCount(TestCounter::DirectUploads), bottomUp && inside ? 1 : 0);
             EXPECT_EQ(TestCount(TestCounter::RenderUploads), bottomUp && inside ? 0 : 1);
             const int width = static_cast<int>(region.width), height = static_cast<int>(region.height);
-            EXPECT_EQ(texture.GetWidth(), width);
-            EXPECT_EQ(texture.GetHeight(), height);
+            EXPECT_EQ(std::make_pair(texture.GetWidth(), texture.GetHeight()), std::make_pair(width, height));
             const std::vector<unsigned char> pixels = ReadContent(texture, width, height);
             for (int j = 0; j < height; ++j)
                 for (int i = 0; i < width; ++i) {
@@ -146,22 +146,20 @@ INSTANTIATE_TEST_SUITE_P(Orders, SubImageRegion, ::testing::Values(true, false),
                              return info.param ? "BottomUp" : "TopDown";
                          });
 
-ZEP6_WORKER_TEST(Texture, FitModeKeepsAspectRatioAndClearsTheRest) {
+ZEP6_WORKER_TEST(Texture, FitModeKeepsAspectRatioAndEnlargedContentBlendsOnlyWithinTheImage) {
     TestImage image(Formats::BGRA8, 200, 100);
     image.Fill(255);
-    const std::vector<unsigned char> pixels = LoadedOver100(image, true);
+    const std::vector<unsigned char> fitted = LoadedOver100(image, true);
     for (int y = 0; y < 100; ++y) {
         const bool inside = y >= 25 && y < 75;
         for (int x = 0; x < 100; x += 9)
-            ASSERT_EQ(At(pixels, 100, x, y)[3], inside ? 255 : 0) << x << ", " << y;
+            ASSERT_EQ(At(fitted, 100, x, y)[3], inside ? 255 : 0) << x << ", " << y;
     }
-    EXPECT_EQ(At(pixels, 100, 99, 25)[0], 255);
-    EXPECT_EQ(At(pixels, 100, 99, 24)[0], 0);
-}
+    EXPECT_EQ(At(fitted, 100, 99, 25)[0], 255);
+    EXPECT_EQ(At(fitted, 100, 99, 24)[0], 0);
 
-// Enlarged, the last row and column blend only with the image, not with what an earlier use left
-// beyond it in a larger cached texture: an upload, and a stretched write of either row order.
-ZEP6_WORKER_TEST(Texture, EnlargedContentBlendsOnlyWithinTheImage) {
+    // Enlarged, the last row and column blend only with the image, not with what an earlier use
+    // left beyond it in a larger cached texture: an upload, and a stretched write of either order.
     TestImage red(Formats::BGRA8, 64, 64), white(Formats::BGRA8, 10, 10);
     for (long i = 0; i < 64 * 64; ++i)
         red.Bytes()[i * 4 + 2] = red.Bytes()[i * 4 + 3] = 255;
@@ -192,7 +190,7 @@ ZEP6_WORKER_TEST(Texture, EnlargedContentBlendsOnlyWithinTheImage) {
 
 // A mask multiplies only alpha, and hides the image where a mask smaller than the image does not
 // reach. The mask's colour channels are black: none of it may reach the image's colour.
-ZEP6_WORKER_TEST(SubImageTexture, MaskMultipliesOnlyAlphaAndHidesWhatItDoesNotCover) {
+ZEP6_WORKER_TEST(SubImageTexture, MaskMultipliesOnlyAlphaStorageStaysWithTheOriginalFollowsALargerImageAndAnInvalidOneClears) {
     TestImage image(Formats::BGRA8, 16, 16);
     for (long i = 0; i < 16 * 16; ++i) {
         unsigned char* p = image.Bytes() + i * 4;
@@ -217,13 +215,11 @@ ZEP6_WORKER_TEST(SubImageTexture, MaskMultipliesOnlyAlphaAndHidesWhatItDoesNotCo
                     << x << ", " << y << ": alpha " << int(p[3]);
             }
     }
-}
 
-// A copy shares the storage and never gives it back: after a copy is gone the storage is still the
-// original's alone, a new texture gets storage of its own, and the original keeps its content.
-// Pointed at a larger image than its storage holds, a texture takes storage that does; pointed at
-// an invalid image, it clears to transparent black.
-ZEP6_WORKER_TEST(SubImageTexture, StorageStaysWithTheOriginalFollowsALargerImageAndAnInvalidOneClears) {
+    // A copy shares the storage and never gives it back: after a copy is gone the storage is still the
+    // original's alone, a new texture gets storage of its own, and the original keeps its content.
+    // Pointed at a larger image than its storage holds, a texture takes storage that does; pointed at
+    // an invalid image, it clears to transparent black.
     TestImage small(Formats::BGRA8, 100, 100), large(Formats::BGRA8, 3000, 1500);
     FillRowCoded(small);
     FillRowCoded(large);
@@ -396,9 +392,7 @@ TEST_P(TexturePathsProjection, QuadLandsWhereTheMatricesSay) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, TexturePathsProjection, ::testing::ValuesIn(kProjectionCases),
-                         [](const ::testing::TestParamInfo<ProjectionCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         ::testing::PrintToStringParamName());
 
 const Layout kBGRA8{"BGRA8", Kind::BGRA, Formats::BGRA8};
 const Layout kRGBA32F{"RGBA32F", Kind::RGBA, Formats::RGBA32F};
@@ -410,29 +404,29 @@ double At(const TestImage& image, const Layout& layout, long x, long y, int k) {
     return rgba[k];
 }
 
-// Compares every channel of a bottom-up result with expected(x, y, k); reports the first misses
-// and returns how many there were.
-template <typename Expected>
-int Misses(const TestImage& result, const Layout& layout, double tolerance, Expected expected) {
+// Every channel of a bottom-up result is expected(x, y, k) within the layout's tolerance; the first
+// misses are reported, and their count.
+template <typename Expected> void ExpectPixels(const TestImage& result, const Layout& layout, Expected expected) {
     int wrong = 0;
     for (long y = 0; y < result.GetHeight(); ++y)
         for (long x = 0; x < result.GetWidth(); ++x)
             for (int k = 0; k < 4; ++k) {
                 const double got = At(result, layout, x, y, k), want = expected(x, y, k);
-                if (std::abs(got - want) > tolerance && ++wrong <= 5)
+                if (std::abs(got - want) > Tolerance(layout.format) && ++wrong <= 5)
                     ADD_FAILURE() << x << ", " << y << " channel " << k << ": " << got << " not " << want;
             }
-    return wrong;
+    EXPECT_EQ(wrong, 0);
 }
 
-void WriteReplacing(RenderedTexture& target, const TestImage& image) {
+// Draws into the target with blending that replaces what is there.
+void DrawReplacing(RenderedTexture& target, const std::function<void()>& draw) {
     PushState state;
     ASSERT_TRUE(target.Select());
     Push<BlendFunc> replace(BlendFunc::Replace);
-    target.Write(&image);
+    draw();
 }
 
-TEST(TexturePaths, BlitModulatesByOpacityAndUsesTheRegionOnlyAsAGate) {
+TEST(TexturePaths, BlitModulatesByOpacityGatedByTheRegionAndProcessingShadersTakeTheRenderPath) {
     TestImage image(Formats::BGRA8, 16, 8);
     FillSource(image, kBGRA8);
     const std::pair<Region, bool> rows[] = {{Region(0, 0, 16, 8), true},
@@ -441,57 +435,47 @@ TEST(TexturePaths, BlitModulatesByOpacityAndUsesTheRegionOnlyAsAGate) {
                                             {Region(5, 5, 0, 3), false}};
     ASSERT_TRUE(OnWorker([&] {
         RenderedTexture source(16, 8), destination(16, 8);
-        WriteReplacing(source, image);
+        DrawReplacing(source, [&] { source.Write(&image); });
         for (const auto& [region, draws] : rows) {
             SCOPED_TRACE(::testing::Message() << "region " << region);
-            {
-                PushState state;
-                ASSERT_TRUE(destination.Select());
+            // Blending replaces, so the drawn colour is the texture modulated by the current colour
+            // (opacity on all four channels), with nothing of the green below.
+            DrawReplacing(destination, [&] {
                 glClearColor(0, 1, 0, 1);
                 glClear(GL_COLOR_BUFFER_BIT);
-                // Blending replaces, so the drawn colour is the texture modulated by the current
-                // colour (opacity on all four channels), with nothing of the green below.
-                Push<BlendFunc> replace(BlendFunc::Replace);
                 source.Blit(region, 0.5f);
-            }
+            });
             TestImage result(Formats::RGBA32F, 16, 8);
             destination.Read(&result);
             const double green[4] = {0, 1, 0, 1};
-            EXPECT_EQ(Misses(result, kRGBA32F, Tolerance(kRGBA32F.format),
-                             [&](long x, long y, int k) {
-                                 return draws ? 0.5 * At(image, kBGRA8, x, y, k) : green[k];
-                             }),
-                      0);
+            ExpectPixels(result, kRGBA32F,
+                         [&](long x, long y, int k) { return draws ? 0.5 * At(image, kBGRA8, x, y, k) : green[k]; });
         }
     }));
-}
 
-// A processing shader sends pixels through the render path both ways: an upload that would go
-// straight to the card comes out inverted, and every read layout gets (rgb * a, a).
-TEST(TexturePaths, ProcessingShadersTakeTheRenderPathBothWays) {
-    TestImage image(Formats::BGRA8, 16, 8), inverted(Formats::BGRA8, 16, 8);
-    FillSource(image, kBGRA8);
+    // A processing shader sends pixels through the render path both ways: an upload that would go
+    // straight to the card comes out inverted, and every read layout gets (rgb * a, a).
+    TestImage picture(Formats::BGRA8, 16, 8), inverted(Formats::BGRA8, 16, 8);
+    FillSource(picture, kBGRA8);
     const Layout layouts[] = {{"RGBA8", Kind::RGBA, Formats::RGBA8},
                               kRGBA32F,
                               // converted: processed first, then put in alpha-first order
                               {"ARGB32F", Kind::ARGB, Formats::ARGB32F}};
     ASSERT_TRUE(OnWorker([&] {
-        SubImageTexture texture(&image);
+        SubImageTexture texture(&picture);
         texture.SetLoadProcessing(&Conversion::sInvertColor);
         ResetTestCounts();
         texture.Apply();
         EXPECT_EQ(TestCount(TestCounter::DirectUploads), 0);
         EXPECT_EQ(TestCount(TestCounter::RenderUploads), 1);
         texture.Read(&inverted);
-        EXPECT_EQ(Misses(inverted, kBGRA8, Tolerance(kBGRA8.format),
-                         [&](long x, long y, int k) {
-                             const double v = At(image, kBGRA8, x, y, k);
-                             return k == 3 ? v : 1.0 - v;
-                         }),
-                  0);
+        ExpectPixels(inverted, kBGRA8, [&](long x, long y, int k) {
+            const double v = At(picture, kBGRA8, x, y, k);
+            return k == 3 ? v : 1.0 - v;
+        });
 
         RenderedTexture target(16, 8);
-        WriteReplacing(target, image);
+        DrawReplacing(target, [&] { target.Write(&picture); });
         target.SetReadProcessing(&Conversion::sPremultiply);
         for (const Layout& layout : layouts) {
             SCOPED_TRACE(layout.name);
@@ -499,12 +483,10 @@ TEST(TexturePaths, ProcessingShadersTakeTheRenderPathBothWays) {
             ResetTestCounts();
             target.Read(&result);
             EXPECT_EQ(TestCount(TestCounter::RenderReads), 1);
-            EXPECT_EQ(Misses(result, layout, Tolerance(layout.format),
-                             [&](long x, long y, int k) {
-                                 const double a = At(image, kBGRA8, x, y, 3);
-                                 return k == 3 ? a : At(image, kBGRA8, x, y, k) * a;
-                             }),
-                      0);
+            ExpectPixels(result, layout, [&](long x, long y, int k) {
+                const double a = At(picture, kBGRA8, x, y, 3);
+                return k == 3 ? a : At(picture, kBGRA8, x, y, k) * a;
+            });
         }
     }));
 }
@@ -523,26 +505,20 @@ TEST(TexturePaths, WriteTextureDrawsTheRegionNearest) {
         SubImageTexture texture(&image);
         RenderedTexture target(32, 16);
         target.Clear();
-        {
-            PushState state;
-            ASSERT_TRUE(target.Select());
-            Push<BlendFunc> replace(BlendFunc::Replace);
-            // A quarter-pixel shift puts every pixel centre a quarter texel off its texel's
-            // centre: nearest still shows the texel, linear would mix in a quarter of the
-            // neighbour, whose blue differs by 255.
+        // A quarter-pixel shift puts every pixel centre a quarter texel off its texel's centre:
+        // nearest still shows the texel, linear would mix in a quarter of the neighbour, whose blue
+        // differs by 255.
+        DrawReplacing(target, [&] {
             glTranslatef(0.25f, 0.0f, 0.0f);
             WriteTexture(texture, region);
-        }
+        });
         EXPECT_EQ(texture.GetWidth(), 12);
         EXPECT_EQ(texture.GetHeight(), 6);
         target.Read(&result);
     }));
-    EXPECT_EQ(Misses(result, kBGRA8, Tolerance(kBGRA8.format),
-                     [&](long x, long y, int k) {
-                         const bool inside = region.IsInRange(p2f(x + 0.5f, y + 0.5f));
-                         return inside ? At(image, kBGRA8, x, y, k) : 0.0;
-                     }),
-              0);
+    ExpectPixels(result, kBGRA8, [&](long x, long y, int k) {
+        return region.IsInRange(p2f(x + 0.5f, y + 0.5f)) ? At(image, kBGRA8, x, y, k) : 0.0;
+    });
 }
 
 // ---- The storage type (its choice under ZEP6_STORAGE: RoundTrip_gl_test.cpp) ------------------
