@@ -147,8 +147,7 @@ TEST_F(ImageCommands, SceneWritesTheSceneItsArgumentsDescribe) {
                                                  "10", "--aperture", "40", "--smooth", "1.5"});
     ASSERT_EQ(outcome.status, 0) << outcome.errors;
     HostImage want(static_cast<long>(FourCC("RGBA")), 128, 1, 2100, 90, 0, false);
-    zep6gl::SceneOptions options;
-    options.quality = 1, options.focus = 10, options.aperture = 40, options.smooth = 1.5f;
+    const zep6gl::SceneOptions options{1, 10.0f, 40.0f, 1.5f, false};
     zep6gl::RunOnWorker([&] { zep6gl::RenderScene(&want, options); });
     ExpectStored(zep6gl::ReadImage(Path("scene.exr")), want);
 }

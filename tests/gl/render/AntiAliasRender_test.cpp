@@ -8,7 +8,6 @@
 #include <limits>
 #include <set>
 #include <tuple>
-#include <utility>
 
 using namespace OGL_ZEP6_AE;
 
@@ -51,10 +50,9 @@ TEST(AntiAliasRender, CircleOfConfusion) {
     AntiAliasRender render;
     render.Initialize(0, 100.0f, 50.0f, 0.0f, 10.0f, 1000.0f, false);
     EXPECT_NEAR(render.CoCFromDistance(50.0f, 100.0f), 0.75f, 1e-4f) << "in focus";
-    const float c150 = render.CoCFromDistance(50.0f, 150.0f), c400 = render.CoCFromDistance(50.0f, 400.0f);
-    EXPECT_GT(c150, 0.75f);
-    EXPECT_GT(c400, c150);
-    EXPECT_GT(render.CoCFromDistance(50.0f, 50.0f), 0.75f) << "nearer than the focus";
+    // Growing away from the focus, nearer (50) and further (150, 400).
+    const float c50 = render.CoCFromDistance(50.0f, 50.0f), c150 = render.CoCFromDistance(50.0f, 150.0f);
+    EXPECT_TRUE(c50 > 0.75f && c150 > 0.75f && render.CoCFromDistance(50.0f, 400.0f) > c150) << c50 << ", " << c150;
     EXPECT_EQ(render.CoCFromDistance(1e6f, 1000.0f), 100.0f) << "held at 100";
     EXPECT_EQ(render.CoCFromDistance(50.0f, 0.0f), 100.0f) << "distance 0";
 

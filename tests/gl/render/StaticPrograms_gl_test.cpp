@@ -141,11 +141,7 @@ std::vector<float> UseEveryStaticProgram() {
                 while (render.Next()) {
                     render.Perspective(tiles, -1.0f, 0.0f, -0.7f, 0.0f, 1.0f, 100.0f);
                     glEnable(GL_DEPTH_TEST);
-                    glBegin(GL_TRIANGLES);
-                    glColor4f(1, 0, 0, 1), glVertex3f(-20, -10, -30);
-                    glColor4f(0, 1, 0, 1), glVertex3f(5, -8, -30);
-                    glColor4f(0, 0, 1, 1), glVertex3f(-3, 6, -25);
-                    glEnd();
+                    glTranslatef(0, 0, -30), glColor4f(1, 0.5f, 0, 1), glRectf(-20, -10, 5, 6);
                     render.AddRegion(Region3d(p3f(0, 0, 0), p3f(24, 16, 1)));
                 }
         }

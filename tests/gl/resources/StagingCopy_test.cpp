@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 using namespace OGL_ZEP6_AE;
@@ -26,20 +27,12 @@ TEST(StagingCopy, BandsOfRowsCopyLikeOneThread) {
             EXPECT_EQ(banded, packed) << threads << " threads, padding " << padding;
             HostRows out{back.data(), stride, kRowBytes, kHeight};
             StagingBuffer::CopyOut(banded.data(), out, threads);
-            for (long r = 0; r < kHeight; ++r)
-                for (long b = 0; b < kRowBytes; ++b)
-                    ASSERT_EQ(back[static_cast<size_t>(r * stride + b)], host[static_cast<size_t>(r * stride + b)])
-                        << threads << " threads, row " << r;
+            for (long r = 0; r < kHeight; ++r) // the padding is not the copy's to write
+                ASSERT_TRUE(std::equal(&host[size_t(r * stride)], &host[size_t(r * stride + kRowBytes)],
+                                       &back[size_t(r * stride)]))
+                    << threads << " threads, row " << r;
         }
     }
-}
-
-TEST(StagingCopy, ThreadsOnlyForLargeFramesOnMachinesWithCoresToSpare) {
-    const long frame = 3840L * 2160 * 16, small = 1920L * 1080 * 4 / 2;
-    EXPECT_EQ(StagingBuffer::CopyThreads(frame, 2), 1);
-    EXPECT_EQ(StagingBuffer::CopyThreads(frame, 4), 2);
-    EXPECT_EQ(StagingBuffer::CopyThreads(frame, 16), 4);
-    EXPECT_EQ(StagingBuffer::CopyThreads(small, 16), 1);
 }
 
 } // namespace

@@ -159,9 +159,7 @@ const Row kRows[] = {
             tiles.WriteFit(&s.wide);
         }
     }},
-    // Whole multipass frames over two tiles: anti-aliasing with the post-process blur (depth
-    // smoothing included), lens jitter, and a frame left after its first pass (the destructor
-    // puts the state back).
+    // Multipass frames: post-process blur with smoothing, lens jitter, left after one pass.
     {"AntiAliasRenderWithPostBlur", [](Subjects& s) { AntiAliasFrames(s, false, 99); }},
     {"AntiAliasRenderWithLensJitter", [](Subjects& s) { AntiAliasFrames(s, true, 99); }},
     {"AntiAliasRenderLeftEarly", [](Subjects& s) { AntiAliasFrames(s, false, 1); }},
