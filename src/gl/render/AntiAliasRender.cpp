@@ -220,8 +220,9 @@ EffectProgram sCocProgram(&sCocShader, &sCoverageShader);
 EffectProgram sStripeProgram(&sStripeShader, &sCoverageShader);
 EffectProgram sSmoothProgram(&sSmoothShader);
 
-// Binds the colour of `t` on unit 0 and its depth on unit 1 (when there is a depth texture), both
-// sampled nearest; the caller holds Push<TextureUnits>.
+// Binds `colour`'s colour on unit 0 (when given) and `depth`'s depth texture on the next unit,
+// both sampled nearest. Every target of a render has a depth texture when its source has one (the
+// blur checks that first). The caller holds Push<TextureUnits>.
 void BindColourAndDepth(const RenderedTexture* colour, const RenderedTexture* depth) {
     if (colour != nullptr) {
         TextureUnit::Activate(GL_TEXTURE0);
